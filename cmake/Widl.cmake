@@ -1,0 +1,32 @@
+# Compiling interface descriptions: a type library and a C++ header from one file.
+
+find_program(WIDL i686-w64-mingw32-widl REQUIRED)
+find_program(PYTHON python3 REQUIRED)
+set(WINE_IDL_DIR /usr/include/wine/wine/windows)
+set(WINE_TYPELIB_DIR /usr/lib/i386-linux-gnu/wine/i386-windows)
+
+# widl_library(TARGET FILE.idl): makes NAME.tlb and NAME.h in the current build folder, and an
+# interface library TARGET through which the header is found.
+function(widl_library target idl)
+  get_filename_component(name ${idl} NAME_WE)
+  set(source ${CMAKE_CURRENT_SOURCE_DIR}/${idl})
+  set(stem ${CMAKE_CURRENT_BINARY_DIR}/${name})
+  set(widl ${WIDL} -m32 --win32 -I ${WINE_IDL_DIR} -L ${WINE_TYPELIB_DIR})
+  set(restore ${CMAKE_SOURCE_DIR}/tools/restore_references.py)
+  add_custom_command(
+    OUTPUT ${stem}.tlb
+    COMMAND ${widl} -DTYPELIB -t -o ${stem}.tlb ${source}
+    COMMAND ${PYTHON} ${restore} ${stem}.tlb
+    DEPENDS ${source} ${restore}
+    VERBATIM)
+  add_custom_command(
+    OUTPUT ${stem}.h
+    COMMAND ${widl} -h -o ${stem}.h ${source}
+    DEPENDS ${source}
+    VERBATIM)
+  add_custom_target(${target}_files DEPENDS ${stem}.tlb ${stem}.h)
+  add_library(${target} INTERFACE)
+  add_dependencies(${target} ${target}_files)
+  # As a system header: generated code is not held to our warnings.
+  target_include_directories(${target} SYSTEM INTERFACE ${CMAKE_CURRENT_BINARY_DIR})
+endfunction()

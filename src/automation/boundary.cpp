@@ -1,0 +1,41 @@
+#include "automation/boundary.h"
+
+#include <windows.h>
+#include <oleauto.h>
+
+#include "automation/com_ptr.h"
+#include "automation/error.h"
+
+namespace zsupport {
+namespace {
+
+void setErrorObject(REFIID interfaceId, const Error& error) {
+  const auto creator =
+      obtain<ICreateErrorInfo>([](ICreateErrorInfo** out) { return CreateErrorInfo(out); });
+  if (!creator) return;
+  creator->SetGUID(interfaceId);
+  creator->SetSource(const_cast<LPOLESTR>(error.source.c_str()));
+  creator->SetDescription(const_cast<LPOLESTR>(error.description.c_str()));
+  creator->SetHelpFile(const_cast<LPOLESTR>(error.helpFile.c_str()));
+  creator->SetHelpContext(error.helpContext);
+  if (const auto info = ComPtr<IErrorInfo>::from(creator.get())) SetErrorInfo(0, info.get());
+}
+
+}  // namespace
+
+HRESULT reportToCaller(REFIID interfaceId) noexcept {
+  try {
+    const Error error = currentError();
+    setErrorObject(interfaceId, error);
+    return toHresult(error.number);
+  } catch (...) {
+    // Not even memory for the texts: the number alone.
+    return toHresult(runtime::kOutOfMemory);
+  }
+}
+
+void requirePointer(const void* pointer) {
+  if (!pointer) throw makeError(E_POINTER);
+}
+
+}  // namespace zsupport

@@ -1,0 +1,25 @@
+// Where C++ ends and COM begins: no exception leaves a COM method.
+#pragma once
+
+#include <windows.h>
+
+namespace zsupport {
+
+// The exception in flight as HRESULT and error object of the interface. Inside a handler only.
+HRESULT reportToCaller(REFIID interfaceId) noexcept;
+
+// Null pointers that a caller passes are refused before anything else happens.
+void requirePointer(const void* pointer);
+
+// Runs the body of a COM method.
+template <class Body>
+HRESULT atBoundary(REFIID interfaceId, Body&& body) noexcept {
+  try {
+    body();
+    return S_OK;
+  } catch (...) {
+    return reportToCaller(interfaceId);
+  }
+}
+
+}  // namespace zsupport

@@ -1,0 +1,138 @@
+// What every class of the library has in common: identity, reference count, error-info support,
+// class information and the description behind IDispatch.
+#pragma once
+
+#include <windows.h>
+#include <ocidl.h>
+
+#include <concepts>
+
+#include "automation/boundary.h"
+#include "automation/module.h"
+#include "automation/type_library.h"
+
+namespace zsupport {
+
+// The methods of a class that do not depend on its interfaces.
+class ClassDescription {
+ public:
+  ClassDescription(REFCLSID classId, REFIID defaultInterface, REFIID sourceInterface)
+      : classId_(classId), defaultInterface_(defaultInterface), sourceInterface_(sourceInterface) {}
+
+  HRESULT classInfo(ITypeInfo** info) const noexcept;
+  HRESULT sourceGuid(DWORD kind, GUID* guid) const noexcept;
+  HRESULT dispatchInfo(UINT index, ITypeInfo** info) const noexcept;
+  HRESULT idsOfNames(LPOLESTR* names, UINT count, DISPID* ids) const noexcept;
+  HRESULT invoke(IDispatch* self, DISPID member, WORD flags, DISPPARAMS* arguments, VARIANT* result,
+                 EXCEPINFO* exception, UINT* badArgument) const noexcept;
+
+ private:
+  const CLSID& classId_;
+  const IID& defaultInterface_;
+  const IID& sourceInterface_;
+};
+
+// Base of a coclass: Class is the class itself, Default its dual default interface, Source its
+// event interface, Others its further interfaces. Class may define onFinalRelease(), which runs
+// while the object is still whole and may be called back.
+template <class Class, class CoClassTag, class Default, class Source, class... Others>
+class CoClass : public Default,
+                public Others...,
+                public IProvideClassInfo2,
+                public ISupportErrorInfo,
+                private LiveObject {
+ public:
+  // IUnknown
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
+    if (!object) return E_POINTER;
+    *object = nullptr;
+    if (id == IID_IUnknown || id == IID_IDispatch) {
+      *object = static_cast<Default*>(this);
+    } else if (id == IID_IProvideClassInfo) {
+      *object = static_cast<IProvideClassInfo2*>(this);
+    } else {
+      (answer<Default>(id, object) || ... || answer<Others>(id, object)) ||
+          answer<IProvideClassInfo2>(id, object) || answer<ISupportErrorInfo>(id, object);
+    }
+    if (!*object) return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override {
+    return static_cast<ULONG>(InterlockedIncrement(&references_));
+  }
+  ULONG STDMETHODCALLTYPE Release() override {
+    const LONG left = InterlockedDecrement(&references_);
+    if (left == 0) {
+      // Whatever is called back from here on finds a living object and cannot end it twice.
+      references_ = kEnding;
+      static_cast<Class*>(this)->onFinalRelease();
+      delete static_cast<Class*>(this);
+      return 0;
+    }
+    return static_cast<ULONG>(left);
+  }
+
+  // IDispatch
+  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
+    if (!count) return E_POINTER;
+    *count = 1;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID, ITypeInfo** info) override {
+    return description().dispatchInfo(index, info);
+  }
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID,
+                                          DISPID* ids) override {
+    return description().idsOfNames(names, count, ids);
+  }
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID reserved, LCID, WORD flags,
+                                   DISPPARAMS* arguments, VARIANT* result, EXCEPINFO* exception,
+                                   UINT* badArgument) override {
+    if (reserved != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
+    return description().invoke(static_cast<Default*>(this), member, flags, arguments, result,
+                                exception, badArgument);
+  }
+
+  // IProvideClassInfo2
+  HRESULT STDMETHODCALLTYPE GetClassInfo(ITypeInfo** info) override {
+    return description().classInfo(info);
+  }
+  HRESULT STDMETHODCALLTYPE GetGUID(DWORD kind, GUID* guid) override {
+    return description().sourceGuid(kind, guid);
+  }
+
+  // ISupportErrorInfo
+  HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID id) override {
+    const bool supported =
+        id == __uuidof(Default) ||
+        ((std::derived_from<Others, IDispatch> && id == __uuidof(Others)) || ... || false);
+    return supported ? S_OK : S_FALSE;
+  }
+
+ protected:
+  CoClass() = default;
+  ~CoClass() = default;
+
+  void onFinalRelease() noexcept {}
+
+ private:
+  static constexpr LONG kEnding = 0x40000000;
+
+  static const ClassDescription& description() {
+    static const ClassDescription instance(__uuidof(CoClassTag), __uuidof(Default),
+                                           __uuidof(Source));
+    return instance;
+  }
+
+  template <class Interface>
+  bool answer(REFIID id, void** object) {
+    if (id != __uuidof(Interface)) return false;
+    *object = static_cast<Interface*>(this);
+    return true;
+  }
+
+  LONG references_ = 1;
+};
+
+}  // namespace zsupport

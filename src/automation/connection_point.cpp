@@ -1,0 +1,155 @@
+#include "automation/connection_point.h"
+
+#include <oleauto.h>
+#include <olectl.h>
+
+#include <algorithm>
+#include <new>
+
+#include "automation/snapshot_enumerator.h"
+
+namespace zsupport {
+namespace {
+
+void givePoint(const ComPtr<IConnectionPoint>& held, IConnectionPoint** handed) {
+  *handed = ComPtr(held).detach();
+}
+
+struct Connection {
+  ComPtr<IUnknown> sink;
+  DWORD cookie;
+};
+
+void giveConnection(const Connection& held, CONNECTDATA* handed) {
+  *handed = {ComPtr(held.sink).detach(), held.cookie};
+}
+
+using PointEnumerator = SnapshotEnumerator<IEnumConnectionPoints, ComPtr<IConnectionPoint>,
+                                           IConnectionPoint*, givePoint>;
+using ConnectionEnumerator =
+    SnapshotEnumerator<IEnumConnections, Connection, CONNECTDATA, giveConnection>;
+
+// Handlers describe their failures in texts that the caller of Invoke has to free.
+struct HandlerFailure : EXCEPINFO {
+  HandlerFailure() : EXCEPINFO{} {}
+  ~HandlerFailure() {
+    SysFreeString(bstrSource);
+    SysFreeString(bstrDescription);
+    SysFreeString(bstrHelpFile);
+  }
+};
+
+}  // namespace
+
+HRESULT ConnectionPoint::findFor(REFIID eventInterface, IConnectionPoint** point) noexcept {
+  if (!point) return E_POINTER;
+  *point = nullptr;
+  if (eventInterface != eventInterface_) return CONNECT_E_NOCONNECTION;
+  *point = ComPtr<IConnectionPoint>(this).detach();
+  return S_OK;
+}
+
+HRESULT ConnectionPoint::enumerate(IEnumConnectionPoints** points) noexcept {
+  if (!points) return E_POINTER;
+  *points = nullptr;
+  try {
+    *points = new PointEnumerator({ComPtr<IConnectionPoint>(this)});
+    return S_OK;
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
+}
+
+void ConnectionPoint::fire(DISPID event, std::span<const VARIANTARG> arguments) noexcept {
+  const ComPtr<IConnectionPoint> alive(this);
+  std::vector<Client> snapshot;
+  std::vector<VARIANTARG> own;
+  try {
+    snapshot = clients_;
+    own.reserve(arguments.size());
+  } catch (const std::bad_alloc&) {
+    return;
+  }
+  for (const Client& client : snapshot) {
+    if (find(client.cookie) == clients_.end()) continue;
+    // A copy each, so that a client that scribbles on its arguments spoils only its own.
+    own.assign(arguments.begin(), arguments.end());
+    DISPPARAMS parameters = {own.data(), nullptr, static_cast<UINT>(own.size()), 0};
+    HandlerFailure failure;
+    UINT badArgument = 0;
+    client.sink->Invoke(event, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, nullptr,
+                        &failure, &badArgument);
+  }
+}
+
+void ConnectionPoint::disconnectAll() noexcept {
+  // Taken out first: a client's Release may call back.
+  const auto clients = std::move(clients_);
+  clients_.clear();
+}
+
+HRESULT ConnectionPoint::QueryInterface(REFIID id, void** object) {
+  if (!object) return E_POINTER;
+  *object = id == IID_IUnknown || id == IID_IConnectionPoint ? this : nullptr;
+  if (!*object) return E_NOINTERFACE;
+  AddRef();
+  return S_OK;
+}
+
+HRESULT ConnectionPoint::GetConnectionInterface(IID* id) {
+  if (!id) return E_POINTER;
+  *id = eventInterface_;
+  return S_OK;
+}
+
+HRESULT ConnectionPoint::GetConnectionPointContainer(IConnectionPointContainer** container) {
+  if (!container) return E_POINTER;
+  *container = ComPtr<IConnectionPointContainer>(&owner_).detach();
+  return S_OK;
+}
+
+HRESULT ConnectionPoint::Advise(IUnknown* client, DWORD* cookie) {
+  if (!cookie) return E_POINTER;
+  *cookie = 0;
+  if (!client) return E_POINTER;
+  auto sink = ComPtr<IDispatch>::from(client, eventInterface_);
+  if (!sink) sink = ComPtr<IDispatch>::from(client);
+  if (!sink) return CONNECT_E_CANNOTCONNECT;
+  try {
+    clients_.push_back({std::move(sink), lastCookie_ + 1});
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
+  *cookie = ++lastCookie_;
+  return S_OK;
+}
+
+HRESULT ConnectionPoint::Unadvise(DWORD cookie) {
+  const auto found = find(cookie);
+  if (found == clients_.end()) return CONNECT_E_NOCONNECTION;
+  const Client leaving = std::move(*found);  // released last: its Release may call back
+  clients_.erase(found);
+  return S_OK;
+}
+
+HRESULT ConnectionPoint::EnumConnections(IEnumConnections** connections) {
+  if (!connections) return E_POINTER;
+  *connections = nullptr;
+  try {
+    std::vector<Connection> list;
+    for (const Client& client : clients_) {
+      list.push_back({ComPtr<IUnknown>(client.sink.get()), client.cookie});
+    }
+    *connections = new ConnectionEnumerator(std::move(list));
+    return S_OK;
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
+}
+
+std::vector<ConnectionPoint::Client>::iterator ConnectionPoint::find(DWORD cookie) {
+  return std::find_if(clients_.begin(), clients_.end(),
+                      [cookie](const Client& client) { return client.cookie == cookie; });
+}
+
+}  // namespace zsupport

@@ -1,0 +1,106 @@
+#include "automation/error.h"
+
+#include <exception>
+#include <iterator>
+#include <new>
+#include <string_view>
+#include <utility>
+
+namespace zsupport {
+namespace {
+
+struct StandardText {
+  LONG number;
+  const wchar_t* text;
+};
+
+constexpr StandardText kStandardTexts[] = {
+    {runtime::kInvalidCall, L"Invalid procedure call or argument"},
+    {runtime::kOverflow, L"Overflow"},
+    {runtime::kOutOfMemory, L"Out of memory"},
+    {runtime::kSubscriptOutOfRange, L"Subscript out of range"},
+    {runtime::kTypeMismatch, L"Type mismatch"},
+    {runtime::kInvalidArrayIndex, L"Invalid property array index"},
+    {runtime::kSetNotPermitted, L"Set not permitted"},
+    {runtime::kDuplicateKey, L"This key is already associated with an element of this collection"},
+};
+
+std::wstring systemText(HRESULT result) {
+  wchar_t buffer[512];
+  DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                                static_cast<DWORD>(result), 0, buffer,
+                                static_cast<DWORD>(std::size(buffer)), nullptr);
+  while (length > 0 && (buffer[length - 1] == L'\n' || buffer[length - 1] == L'\r')) --length;
+  return length > 0 ? std::wstring(buffer, length) : L"Automation error";
+}
+
+LONG runtimeNumber(HRESULT result) {
+  switch (result) {
+    case DISP_E_OVERFLOW:
+      return runtime::kOverflow;
+    case DISP_E_TYPEMISMATCH:
+    case DISP_E_BADVARTYPE:
+      return runtime::kTypeMismatch;
+    case DISP_E_BADINDEX:
+      return runtime::kSubscriptOutOfRange;
+    case E_OUTOFMEMORY:
+      return runtime::kOutOfMemory;
+    case E_INVALIDARG:
+    case E_POINTER:
+      return runtime::kInvalidCall;
+    default:
+      return result;
+  }
+}
+
+}  // namespace
+
+std::wstring standardDescription(LONG number) {
+  for (const auto& [known, text] : kStandardTexts) {
+    if (known == number) return text;
+  }
+  return number < 0 ? systemText(number) : L"Application-defined or object-defined error";
+}
+
+Error makeError(LONG number, std::wstring source) {
+  return {number, std::move(source), standardDescription(number), {}, 0};
+}
+
+void checkPlatform(HRESULT result) {
+  if (FAILED(result)) throw makeError(runtimeNumber(result));
+}
+
+Error currentError() {
+  try {
+    throw;
+  } catch (const Error& error) {
+    return error;
+  } catch (const std::bad_alloc&) {
+    return makeError(runtime::kOutOfMemory);
+  } catch (const std::exception& unexpected) {
+    const std::string_view what = unexpected.what();
+    return {E_UNEXPECTED, kRuntimeSource, std::wstring(what.begin(), what.end()), {}, 0};
+  } catch (...) {
+    return makeError(E_UNEXPECTED);
+  }
+}
+
+HRESULT toHresult(LONG number) {
+  if (number > 0 && number <= 0xFFFF)
+    return static_cast<HRESULT>(0x800A0000u | static_cast<ULONG>(number));
+  return number < 0 ? number : E_FAIL;
+}
+
+LONG addChecked(LONG a, LONG b) {
+  LONG sum;
+  if (__builtin_add_overflow(a, b, &sum)) throw makeError(runtime::kOverflow);
+  return sum;
+}
+
+LONG subtractChecked(LONG a, LONG b) {
+  LONG difference;
+  if (__builtin_sub_overflow(a, b, &difference)) throw makeError(runtime::kOverflow);
+  return difference;
+}
+
+}  // namespace zsupport

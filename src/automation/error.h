@@ -1,0 +1,54 @@
+// The one error type. Inside the library a failure is a thrown Error; at the COM boundary it
+// becomes an HRESULT with IErrorInfo (see boundary.h).
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace zsupport {
+
+// Run-time error numbers that the library raises or meets.
+namespace runtime {
+inline constexpr LONG kInvalidCall = 5;
+inline constexpr LONG kOverflow = 6;
+inline constexpr LONG kOutOfMemory = 7;
+inline constexpr LONG kSubscriptOutOfRange = 9;
+inline constexpr LONG kTypeMismatch = 13;
+inline constexpr LONG kInvalidArrayIndex = 381;
+inline constexpr LONG kSetNotPermitted = 387;
+inline constexpr LONG kDuplicateKey = 457;
+}  // namespace runtime
+
+struct Error {
+  LONG number = 0;  // a run-time number (1 to 65535) or a failure HRESULT
+  std::wstring source;
+  std::wstring description;
+  std::wstring helpFile;
+  DWORD helpContext = 0;
+};
+
+// The source of errors that the platform's rules raise and no procedure of ours raises by name.
+inline constexpr wchar_t kRuntimeSource[] = L"ZSupport";
+
+// The standard text of a run-time number or an HRESULT.
+std::wstring standardDescription(LONG number);
+
+// An error with the standard description of its number.
+Error makeError(LONG number, std::wstring source = kRuntimeSource);
+
+// Throws when a call of the platform failed, under the run-time number of the failure where it has
+// one (overflow 6, type mismatch 13, out of memory 7, bad index 9).
+void checkPlatform(HRESULT result);
+
+// The exception in flight as an Error, whatever it is. Call inside a handler only.
+Error currentError();
+
+// Run-time numbers travel as 0x800A0000 | n; failures pass unchanged.
+HRESULT toHresult(LONG number);
+
+// Overflow-checked whole-number arithmetic: error 6.
+LONG addChecked(LONG a, LONG b);
+LONG subtractChecked(LONG a, LONG b);
+
+}  // namespace zsupport

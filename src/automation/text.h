@@ -1,0 +1,63 @@
+// Automation text: a counted wide string that may be null, which means empty.
+#pragma once
+
+#include <windows.h>
+#include <oleauto.h>
+
+#include <new>
+#include <string_view>
+#include <utility>
+
+namespace zsupport {
+
+inline std::wstring_view viewOf(BSTR text) {
+  return text ? std::wstring_view(text, SysStringLen(text)) : std::wstring_view();
+}
+
+// Owner of one BSTR.
+class Text {
+ public:
+  Text() = default;
+  explicit Text(std::wstring_view content)
+      : text_(SysAllocStringLen(content.data(), static_cast<UINT>(content.size()))) {
+    if (!text_) throw std::bad_alloc();
+  }
+  Text(Text&& other) noexcept : text_(std::exchange(other.text_, nullptr)) {}
+  Text& operator=(Text other) noexcept {
+    std::swap(text_, other.text_);
+    return *this;
+  }
+  ~Text() { SysFreeString(text_); }
+
+  BSTR get() const { return text_; }
+  std::wstring_view view() const { return viewOf(text_); }
+
+  // For out and by-reference parameters.
+  BSTR* inout() { return &text_; }
+  BSTR detach() { return std::exchange(text_, nullptr); }
+
+ private:
+  BSTR text_ = nullptr;
+};
+
+// Same text to the letter.
+inline bool sameText(std::wstring_view a, std::wstring_view b) { return a == b; }
+
+// Same text to a reader of the user's language, letter case ignored.
+inline bool sameTextIgnoringCase(BSTR a, BSTR b) {
+  // VarBstrCmp wants real strings; a null BSTR is the empty one.
+  if (viewOf(a).empty() || viewOf(b).empty()) return viewOf(a).empty() && viewOf(b).empty();
+  return VarBstrCmp(a, b, LOCALE_USER_DEFAULT, NORM_IGNORECASE) == static_cast<HRESULT>(VARCMP_EQ);
+}
+
+// The text in the lower case of the user's locale; same length.
+inline Text lowerCase(std::wstring_view text) {
+  Text lower(text);
+  const int length = static_cast<int>(text.size());
+  if (length > 0) {
+    LCMapStringW(LOCALE_USER_DEFAULT, LCMAP_LOWERCASE, text.data(), length, lower.get(), length);
+  }
+  return lower;
+}
+
+}  // namespace zsupport

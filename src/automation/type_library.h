@@ -1,0 +1,20 @@
+// The type library that the module carries.
+#pragma once
+
+#include <windows.h>
+#include <oaidl.h>
+
+#include "automation/com_ptr.h"
+
+namespace zsupport {
+
+// The library itself; throws when it cannot be loaded.
+ITypeLib* typeLibrary();
+
+// The library's id.
+GUID typeLibraryId();
+
+// The description of one of its interfaces or classes.
+ComPtr<ITypeInfo> typeInfoOf(REFGUID id);
+
+}  // namespace zsupport

@@ -1,0 +1,76 @@
+// Automation values and the conversions that callers of the platform expect.
+#pragma once
+
+#include <windows.h>
+#include <oleauto.h>
+
+#include "automation/error.h"
+#include "automation/text.h"
+
+namespace zsupport {
+
+// Owner of one VARIANT.
+class Variant {
+ public:
+  Variant() { VariantInit(&value_); }
+  Variant(const Variant&) = delete;
+  Variant& operator=(const Variant&) = delete;
+  ~Variant() { VariantClear(&value_); }
+
+  const VARIANT& get() const { return value_; }
+  VARIANT* operator->() { return &value_; }
+  VARIANT* put() {
+    VariantClear(&value_);
+    return &value_;
+  }
+
+ private:
+  VARIANT value_;
+};
+
+inline VARTYPE typeOf(const VARIANT& value) { return V_VT(&value); }
+
+// VariantCopyInd for values from anywhere: any depth of by-reference, and null references, which
+// give E_POINTER.
+HRESULT copyIndirect(VARIANT* target, const VARIANT& source);
+
+// A copy with every level of by-reference taken away.
+inline void copyDereferenced(Variant& target, const VARIANT& source) {
+  checkPlatform(copyIndirect(target.put(), source));
+}
+
+// The value itself, or a dereferenced copy of it in the holder when it is by reference.
+inline const VARIANT& dereferenced(const VARIANT& value, Variant& holder) {
+  if (!(typeOf(value) & VT_BYREF)) return value;
+  copyDereferenced(holder, value);
+  return holder.get();
+}
+
+// Whether a key given as a variant means a position: whole and floating numbers up to Double.
+inline bool isPosition(const VARIANT& key) {
+  switch (typeOf(key)) {
+    case VT_I2:
+    case VT_I4:
+    case VT_R4:
+    case VT_R8:
+    case VT_UI1:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// True for an omitted optional argument.
+inline bool isMissing(const VARIANT& value) {
+  return typeOf(value) == VT_ERROR && V_ERROR(&value) == DISP_E_PARAMNOTFOUND;
+}
+
+// Whether a dereferenced value counts as a number: numeric types, Empty, and text that reads as a
+// number in the user's locale. A date does not.
+bool isNumeric(const VARIANT& value);
+
+// Conversions by the platform's rules; errors 6, 13 or 7.
+LONG toLong(const VARIANT& value);
+Text toText(const VARIANT& value);
+
+}  // namespace zsupport

@@ -1,0 +1,97 @@
+// Zollection: start, end and plain properties.
+#include "collection/zollection.h"
+
+#include <algorithm>
+
+#include "automation/boundary.h"
+#include "collection/procedure.h"
+
+namespace zsupport {
+namespace {
+
+constexpr LONG kFirstIncrement = 4000;
+constexpr LONG kIncrementUnit = 16;
+constexpr LONG kLeastIncrement = 4;
+
+}  // namespace
+
+void ZollectionObject::Class_Initialize() {
+  framed(procedure(L"Sub Class_Initialize"), [&] {
+    // CompareMode and UseDISPID are not touched: they outlive a Clear.
+    if (!store_.open(kFirstIncrement)) raiseOwn(runtime::kOutOfMemory, L"Zollection.Initialize");
+    if (!index_.open(*store_.heap())) {
+      store_.close();
+      raiseOwn(runtime::kOutOfMemory, L"Zollection.Initialize");
+    }
+  });
+}
+
+void ZollectionObject::onFinalRelease() noexcept {
+  try {
+    framed(procedure(L"Sub Class_Terminate"), [&] { pvClear(); });
+  } catch (...) {
+    // Reported; there is no caller left to tell.
+  }
+  events_.disconnectAll();
+}
+
+HRESULT ZollectionObject::put_CompareMode(LONG mode) {
+  return atBoundary(__uuidof(_Zollection), [&] {
+    framed(procedure(L"Let CompareMode"), [&] {
+      if (store_.count() != 0) {
+        raiseOwn(runtime::kSetNotPermitted, L"Zollection.CompareMode (Let)",
+                 L"Cannot change CompareMode. The collection contains items.");
+      }
+      index_.CompareMode(mode);
+    });
+  });
+}
+
+HRESULT ZollectionObject::get_CompareMode(LONG* mode) {
+  return atBoundary(__uuidof(_Zollection), [&] {
+    requirePointer(mode);
+    *mode = index_.CompareMode();
+  });
+}
+
+HRESULT ZollectionObject::get_Count(LONG* count) {
+  return atBoundary(__uuidof(_Zollection), [&] {
+    requirePointer(count);
+    *count = store_.count();
+  });
+}
+
+HRESULT ZollectionObject::get_Increment(LONG* increment) {
+  return atBoundary(__uuidof(_Zollection), [&] {
+    requirePointer(increment);
+    *increment = store_.increment;
+  });
+}
+
+// What is written is not what is read: deliberate.
+HRESULT ZollectionObject::put_Increment(LONG increment) {
+  store_.increment = std::max(increment / kIncrementUnit, kLeastIncrement);
+  return S_OK;
+}
+
+HRESULT ZollectionObject::get_UseDISPID(VARIANT_BOOL* useDispid) {
+  return atBoundary(__uuidof(_Zollection), [&] {
+    requirePointer(useDispid);
+    *useDispid = useDispid_;
+  });
+}
+
+HRESULT ZollectionObject::put_UseDISPID(VARIANT_BOOL useDispid) {
+  useDispid_ = useDispid;
+  return S_OK;
+}
+
+HRESULT ZollectionObject::EnumConnectionPoints(IEnumConnectionPoints** points) {
+  return events_.enumerate(points);
+}
+
+HRESULT ZollectionObject::FindConnectionPoint(REFIID id, IConnectionPoint** point) {
+  return events_.findFor(id, point);
+}
+
+}  // namespace zsupport

@@ -1,0 +1,105 @@
+// The class Zollection: an ordered, keyed collection of event sources, which re-raises every event
+// of its items as its own.
+#pragma once
+
+#include <exception>
+#include <memory>
+
+#include "ZSupport.h"
+#include "automation/coclass.h"
+#include "automation/connection_point.h"
+#include "automation/text.h"
+#include "collection/item_store.h"
+#include "collection/key_index.h"
+
+namespace zsupport {
+
+class ZollectionObject final : public CoClass<ZollectionObject, Zollection, _Zollection,
+                                              __Zollection, IConnectionPointContainer> {
+ public:
+  ZollectionObject() = default;
+
+  // Opens the private heap and the arrays in it; error 7. To be called once, before use.
+  void Class_Initialize();
+  // Class_Terminate: lets go of all items and clients.
+  void onFinalRelease() noexcept;
+
+  // _Zollection: plain properties
+  HRESULT STDMETHODCALLTYPE put_CompareMode(LONG mode) override;
+  HRESULT STDMETHODCALLTYPE get_CompareMode(LONG* mode) override;
+  HRESULT STDMETHODCALLTYPE get_Count(LONG* count) override;
+  HRESULT STDMETHODCALLTYPE get_Increment(LONG* increment) override;
+  HRESULT STDMETHODCALLTYPE put_Increment(LONG increment) override;
+  HRESULT STDMETHODCALLTYPE get_UseDISPID(VARIANT_BOOL* useDispid) override;
+  HRESULT STDMETHODCALLTYPE put_UseDISPID(VARIANT_BOOL useDispid) override;
+
+  // _Zollection: insertion and removal
+  HRESULT STDMETHODCALLTYPE Add(IDispatch* item, BSTR* sourceIID, BSTR* key, VARIANT* before,
+                                VARIANT* after) override;
+  HRESULT STDMETHODCALLTYPE Clear() override;
+  HRESULT STDMETHODCALLTYPE Remove(VARIANT key) override;
+  HRESULT STDMETHODCALLTYPE RemoveByKey(BSTR key) override;
+  HRESULT STDMETHODCALLTYPE RemoveByIndex(LONG index) override;
+
+  // _Zollection: access
+  HRESULT STDMETHODCALLTYPE get_Item(VARIANT key, IDispatch** item) override;
+  HRESULT STDMETHODCALLTYPE ItemByIndex(LONG index, IDispatch** item) override;
+  HRESULT STDMETHODCALLTYPE ItemByKey(BSTR* key, IDispatch** item) override;
+  HRESULT STDMETHODCALLTYPE get_Exists(VARIANT key, VARIANT_BOOL* exists) override;
+  HRESULT STDMETHODCALLTYPE KeyExists(BSTR key, VARIANT_BOOL* exists) override;
+  HRESULT STDMETHODCALLTYPE IndexFromKey(BSTR key, LONG* index) override;
+  HRESULT STDMETHODCALLTYPE get_Key(LONG index, BSTR* key) override;
+  HRESULT STDMETHODCALLTYPE put_Key(LONG index, BSTR key) override;
+
+  // _Zollection: for the event sinks
+  HRESULT STDMETHODCALLTYPE RaiseTheEvent(LONG lPtrItem, LONG dispid, LONG lParams) override;
+
+  // IConnectionPointContainer
+  HRESULT STDMETHODCALLTYPE EnumConnectionPoints(IEnumConnectionPoints** points) override;
+  HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID id, IConnectionPoint** point) override;
+
+ private:
+  // A record that this call is working on, and the heap that it lives in.
+  struct Holding {
+    ItemRecord* record;
+    std::shared_ptr<PrivateHeap> heap;
+  };
+
+  // Insertion (zollection_add.cpp)
+  void add(IDispatch* item, BSTR* sourceIID, BSTR* key, const VARIANT& before,
+           const VARIANT& after);
+  LONG insertionPoint(const VARIANT& before, const VARIANT& after);
+  void connect(IDispatch* item, ItemRecord* record, BSTR sourceIID);
+  void abandon(const Holding& held) noexcept;
+
+  // Access (zollection_access.cpp)
+  bool isListed(LONG position) const { return position >= 1 && position <= store_.count(); }
+  ItemRecord* recordAt(LONG position, const wchar_t* source) const;
+  ItemRecord* recordByKey(BSTR key, const wchar_t* source);
+  bool keyExists(BSTR key);
+  LONG indexFromKey(BSTR key);
+  void removeOldKey(LONG index, BSTR newKey);
+
+  // Removal (zollection_remove.cpp)
+  void clear();
+  void removeByIndex(LONG index);
+  void removeByKey(BSTR key);
+  bool letGo(const Holding& held, std::exception_ptr& failure) noexcept;
+  Holding hold(ItemRecord* record);
+  bool isCurrent(const Holding& held) const { return held.heap.get() == store_.heap(); }
+  void removeKey(ItemRecord* record);
+  void pvClear();
+
+  // Events (zollection_events.cpp)
+  LONG pvIndexFromPtr(const ItemRecord* record) const;
+  void raiseEvent(const ItemRecord* record, DISPID dispid, DISPPARAMS* fired);
+  void raiseConnectionFailed(IDispatch* source, Text& sourceIID, LONG reason) noexcept;
+
+  VARIANT_BOOL useDispid_ = VARIANT_FALSE;
+  ItemStore store_;
+  KeyIndex index_;
+  bool clearing_ = false;
+  ConnectionPoint events_{*this, __uuidof(__Zollection)};
+};
+
+}  // namespace zsupport

@@ -1,0 +1,26 @@
+// mdlWECollectionSink: the event sink, a hand-built dispatch object that stands for one item.
+//
+// A sink is two blocks of the global allocator: the object, and a table of entry points of its
+// own. It is not a C++ class because the layout is the contract: the first field is the table, the
+// second the reference count.
+#pragma once
+
+#include <windows.h>
+#include <oaidl.h>
+
+#include "ZSupport.h"
+#include "automation/com_ptr.h"
+#include "events/item_record.h"
+
+namespace zsupport {
+
+// A sink for events of the interface iid that the item of the record fires. The collection is not
+// referenced: it withdraws the sink before it goes. Reference count 1 is the caller's. On failure
+// the error is reported; where the thread does not raise errors, the result is empty.
+ComPtr<IUnknown> CreateEventSinkObj(REFIID iid, const ItemRecord* record, _Zollection* collection);
+
+// From here on the sink drops what it receives. For the moment when the record goes, as sources
+// may keep a sink, and fire, for longer than they should.
+void silenceEventSink(IUnknown* sink);
+
+}  // namespace zsupport

@@ -1,0 +1,183 @@
+#include "events/source_discovery.h"
+
+#include <ocidl.h>
+
+#include "ZSupport.h"
+#include "automation/text.h"
+#include "frame/mdlErrorHandling.h"
+
+namespace zsupport {
+namespace {
+
+constexpr wchar_t kClass[] = L"Zollection";
+
+// The attributes of a type, given back at the end of the scope.
+class TypeAttributes {
+ public:
+  explicit TypeAttributes(ITypeInfo* info) : info_(info) {
+    if (!info_ || FAILED(info_->GetTypeAttr(&attributes_))) attributes_ = nullptr;
+  }
+  TypeAttributes(const TypeAttributes&) = delete;
+  TypeAttributes& operator=(const TypeAttributes&) = delete;
+  ~TypeAttributes() {
+    if (attributes_) info_->ReleaseTypeAttr(attributes_);
+  }
+  explicit operator bool() const { return attributes_ != nullptr; }
+  const TYPEATTR* operator->() const { return attributes_; }
+
+ private:
+  ITypeInfo* info_;
+  TYPEATTR* attributes_ = nullptr;
+};
+
+ComPtr<ITypeInfo> typeInfoOfItem(IDispatch* item) {
+  if (!item) return {};
+  return obtain<ITypeInfo>([&](ITypeInfo** out) { return item->GetTypeInfo(0, 0, out); });
+}
+
+ComPtr<ITypeLib> libraryOf(ITypeInfo* info) {
+  if (!info) return {};
+  UINT index = 0;
+  return obtain<ITypeLib>([&](ITypeLib** out) { return info->GetContainingTypeLib(out, &index); });
+}
+
+std::wstring nameOf(ITypeInfo* info) {
+  Text name;
+  if (FAILED(info->GetDocumentation(MEMBERID_NIL, name.inout(), nullptr, nullptr, nullptr))) {
+    return {};
+  }
+  return std::wstring(name.view());
+}
+
+ComPtr<ITypeInfo> implementedType(ITypeInfo* coclass, UINT index) {
+  HREFTYPE reference = 0;
+  if (FAILED(coclass->GetRefTypeOfImplType(index, &reference))) return {};
+  return obtain<ITypeInfo>(
+      [&](ITypeInfo** out) { return coclass->GetRefTypeInfo(reference, out); });
+}
+
+// The first interface of a coclass that carries all the wanted flags and none of the others.
+ComPtr<ITypeInfo> findInterface(ITypeInfo* coclass, INT wanted, INT unwanted) {
+  const TypeAttributes attributes(coclass);
+  if (!attributes) return {};
+  for (UINT i = 0; i < attributes->cImplTypes; ++i) {
+    INT flags = 0;
+    if (FAILED(coclass->GetImplTypeFlags(i, &flags))) continue;
+    if ((flags & (wanted | unwanted)) == wanted) return implementedType(coclass, i);
+  }
+  return {};
+}
+
+// The class in the library whose default interface is the given one.
+std::wstring classNameByInterface(ITypeLib* library, ITypeInfo* interfaceInfo) {
+  const TypeAttributes sought(interfaceInfo);
+  if (!sought) return {};
+  const UINT count = library->GetTypeInfoCount();
+  for (UINT i = 0; i < count; ++i) {
+    TYPEKIND kind;
+    if (FAILED(library->GetTypeInfoType(i, &kind)) || kind != TKIND_COCLASS) continue;
+    const auto candidate =
+        obtain<ITypeInfo>([&](ITypeInfo** out) { return library->GetTypeInfo(i, out); });
+    if (!candidate) continue;
+    const auto face = findInterface(candidate.get(), IMPLTYPEFLAG_FDEFAULT, IMPLTYPEFLAG_FSOURCE);
+    const TypeAttributes found(face.get());
+    if (found && found->guid == sought->guid) return nameOf(candidate.get());
+  }
+  return {};
+}
+
+// The name of an object's class as its type library lists it: told by the object, or found by the
+// interface that it shows, or, failing both, that interface's own name less a leading "_".
+std::wstring classNameOf(IDispatch* item) {
+  if (const auto provider = ComPtr<IProvideClassInfo>::from(item)) {
+    const auto coclass =
+        obtain<ITypeInfo>([&](ITypeInfo** out) { return provider->GetClassInfo(out); });
+    if (coclass) return nameOf(coclass.get());
+  }
+  const auto info = typeInfoOfItem(item);
+  if (!info) return {};
+  if (const auto library = libraryOf(info.get())) {
+    std::wstring name = classNameByInterface(library.get(), info.get());
+    if (!name.empty()) return name;
+  }
+  const std::wstring name = nameOf(info.get());
+  return name.starts_with(L'_') ? name.substr(1) : name;
+}
+
+std::wstring nameFromTypeInfo(IDispatch* item, REFIID sourceIID, DISPID event) {
+  const auto info = typeInfoOfItem(item);
+  const auto library = libraryOf(info.get());
+  if (!library) return {};
+  const auto source = obtain<ITypeInfo>(
+      [&](ITypeInfo** out) { return library->GetTypeInfoOfGuid(sourceIID, out); });
+  Text name;
+  UINT count = 0;
+  if (!source || FAILED(source->GetNames(event, name.inout(), 1, &count))) return {};
+  return std::wstring(name.view());
+}
+
+struct StandardEvent {
+  DISPID id;
+  const wchar_t* name;
+};
+
+// -601, the double click, is left out on purpose.
+constexpr StandardEvent kStandardEvents[] = {
+    {-600, L"Click"},     {-602, L"KeyDown"},   {-603, L"KeyPress"}, {-604, L"KeyUp"},
+    {-605, L"MouseDown"}, {-606, L"MouseMove"}, {-607, L"MouseUp"},
+};
+
+std::wstring upperHex(DISPID id) {
+  wchar_t digits[9];
+  const int length = wsprintfW(digits, L"%X", static_cast<UINT>(id));
+  return std::wstring(digits, static_cast<size_t>(length));
+}
+
+}  // namespace
+
+bool pvIsEventSource(IDispatch* item) {
+  return framed({kClass, L"Function pvIsEventSource"},
+                [&] { return static_cast<bool>(ComPtr<IConnectionPointContainer>::from(item)); });
+}
+
+LONG pvGetDefaultSourceInterface(IDispatch* item, IID& iid) {
+  return framed({kClass, L"Function pvGetDefaultSourceInterface"}, [&]() -> LONG {
+    std::wstring className = classNameOf(item);
+    const auto info = typeInfoOfItem(item);
+    if (!info) return _wecErrNoTypelib;
+    const auto library = libraryOf(info.get());
+    if (!library) return _wecErrNoTypelib;
+
+    MEMBERID member = MEMBERID_NIL;
+    USHORT found = 1;
+    const auto coclass = obtain<ITypeInfo>([&](ITypeInfo** out) {
+      return library->FindName(className.data(), 0, out, &member, &found);
+    });
+    if (found != 1 || !coclass) return 0;
+
+    const auto source =
+        findInterface(coclass.get(), IMPLTYPEFLAG_FDEFAULT | IMPLTYPEFLAG_FSOURCE, 0);
+    if (!source) return _wecErrNoDefaultSource;
+    const TypeAttributes attributes(source.get());
+    // The dispatch face of a dual interface is no dispinterface: its source calls the vtable.
+    if (!attributes || attributes->typekind != TKIND_DISPATCH ||
+        (attributes->wTypeFlags & TYPEFLAG_FDUAL)) {
+      return wecErrSourceNotDispinterface;
+    }
+    iid = attributes->guid;
+    return 0;
+  });
+}
+
+std::wstring pvGetEventName(IDispatch* item, REFIID sourceIID, DISPID event) {
+  return framed({kClass, L"Function pvGetEventName"}, [&] {
+    std::wstring name = nameFromTypeInfo(item, sourceIID, event);
+    if (!name.empty()) return name;
+    for (const auto& [id, standard] : kStandardEvents) {
+      if (id == event) return std::wstring(standard);
+    }
+    return upperHex(event);
+  });
+}
+
+}  // namespace zsupport

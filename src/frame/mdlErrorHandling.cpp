@@ -1,0 +1,77 @@
+#include "frame/mdlErrorHandling.h"
+
+#include "automation/error.h"
+#include "automation/module.h"
+#include "frame/mdlZTrace.h"
+#include "frame/thread_state.h"
+
+namespace zsupport {
+namespace {
+
+// Everything that can go wrong while an error is being recorded is skipped.
+template <class Step>
+void ignoringErrors(Step&& step) noexcept {
+  try {
+    step();
+  } catch (...) {
+  }
+}
+
+bool raisesErrors() noexcept {
+  bool raises = false;
+  ignoringErrors([&] { raises = threadState().RaiseErrors; });
+  return raises;
+}
+
+// An error that already carries the library's source keeps only the outermost label; a foreign
+// source stays readable behind "!".
+std::wstring labelledSource(const std::wstring& source, const wchar_t* className,
+                            const wchar_t* procName) {
+  const std::wstring product = versionText(L"ProductName");
+  std::wstring labelled = product + L"." + className + L"::" + procName;
+  if (source.compare(0, product.size(), product) != 0) labelled += L"!" + source;
+  return labelled;
+}
+
+}  // namespace
+
+LONG HandleError(const wchar_t* ClassName, const wchar_t* ProcName, bool bInformation,
+                 LONG lReserved) {
+  ErrorReport report;
+  LONG action = kNoAnswer;
+  report.error = currentError();
+  ignoringErrors([] { EnsureTrace(); });
+  ignoringErrors([&] { report.ContextText = contextService().ContextText(action, 1); });
+  ignoringErrors([&] {
+    report.ClassName = ClassName;
+    report.ProcName = ProcName;
+    report.bInformation = bInformation;
+    report.lReserved = lReserved;
+    if (TraceService* const service = threadState().traceService.get()) {
+      action = service->ReportError(report);
+    }
+  });
+  if (raisesErrors()) {
+    report.error.source = labelledSource(report.error.source, ClassName, ProcName);
+    throw report.error;
+  }
+  return action;
+}
+
+void SetRaiseErrors(bool Flag) {
+  ThreadState& state = threadState();
+  state.RaiseErrors = Flag;
+  if (state.traceService) state.traceService->RaiseErrors(Flag);
+}
+
+void raiseOwn(LONG number, std::wstring source) {
+  SetRaiseErrors(true);
+  throw makeError(number, std::move(source));
+}
+
+void raiseOwn(LONG number, std::wstring source, std::wstring description) {
+  SetRaiseErrors(true);
+  throw Error{number, std::move(source), std::move(description), {}, 0};
+}
+
+}  // namespace zsupport

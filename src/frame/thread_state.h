@@ -1,0 +1,35 @@
+// All module state of the library: one struct per thread, empty at the thread's first use of the
+// library and discarded when the thread ends. Nothing in it is shared, so nothing is locked.
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+#include <string>
+
+#include "companion/trace_service.h"
+
+namespace zsupport {
+
+struct ThreadState {
+  // mdlErrorHandling
+  bool RaiseErrors = false;
+
+  // mdlZTrace: the trace service refers to the context service, so it goes first.
+  std::unique_ptr<ContextService> contextService;
+  std::unique_ptr<TraceService> traceService;
+
+  // mdlGlobal, mdlSupport
+  LONG LibraryReleaseType = 0;
+  std::wstring productName;
+};
+
+// The calling thread's state, made on first use. Throws std::bad_alloc.
+ThreadState& threadState();
+
+// Process attach, thread detach, process detach. Not thread_local with a destructor: that pins
+// the module and can hang the thread that ends last.
+bool openThreadStates() noexcept;
+void discardThreadState() noexcept;
+
+}  // namespace zsupport

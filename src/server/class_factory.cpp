@@ -1,0 +1,88 @@
+#include "server/class_factory.h"
+
+#include <windows.h>
+#include <unknwn.h>
+
+#include "ZSupport.h"
+#include "automation/boundary.h"
+#include "automation/com_ptr.h"
+#include "collection/zollection.h"
+
+namespace zsupport {
+namespace {
+
+IUnknown* createZollection() {
+  auto object = ComPtr<ZollectionObject>::attach(new ZollectionObject());
+  object->Class_Initialize();
+  return static_cast<_Zollection*>(object.detach());
+}
+
+struct CreatableClass {
+  const CLSID& id;
+  CreateFunction create;
+};
+
+const CreatableClass kClasses[] = {{__uuidof(Zollection), createZollection}};
+
+// Counts as a living object: a host that keeps a factory needs the library.
+class ClassFactory final : public IClassFactory, private LiveObject {
+ public:
+  explicit ClassFactory(CreateFunction create) : create_(create) {}
+
+  // IUnknown
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
+    if (!object) return E_POINTER;
+    *object = id == IID_IUnknown || id == IID_IClassFactory ? this : nullptr;
+    if (!*object) return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override {
+    return static_cast<ULONG>(InterlockedIncrement(&references_));
+  }
+  ULONG STDMETHODCALLTYPE Release() override {
+    const LONG left = InterlockedDecrement(&references_);
+    if (left == 0) delete this;
+    return static_cast<ULONG>(left);
+  }
+
+  // IClassFactory
+  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID id, void** object) override {
+    if (!object) return E_POINTER;
+    *object = nullptr;
+    if (outer) return CLASS_E_NOAGGREGATION;
+    HRESULT answer = S_OK;
+    const HRESULT created = atBoundary(IID_NULL, [&] {
+      const auto instance = ComPtr<IUnknown>::attach(create_());
+      answer = instance->QueryInterface(id, object);
+    });
+    return FAILED(created) ? created : answer;
+  }
+  HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override {
+    holdModule(lock != FALSE);
+    return S_OK;
+  }
+
+ private:
+  const CreateFunction create_;
+  LONG references_ = 1;
+};
+
+}  // namespace
+
+HRESULT getClassFactory(REFCLSID classId, REFIID interfaceId, void** factory) noexcept {
+  if (!factory) return E_POINTER;
+  *factory = nullptr;
+  for (const CreatableClass& creatable : kClasses) {
+    if (creatable.id != classId) continue;
+    HRESULT answer = S_OK;
+    const HRESULT made = atBoundary(IID_NULL, [&] {
+      const auto instance = ComPtr<ClassFactory>::attach(new ClassFactory(creatable.create));
+      answer = instance->QueryInterface(interfaceId, factory);
+    });
+    return FAILED(made) ? made : answer;
+  }
+  return CLASS_E_CLASSNOTAVAILABLE;
+}
+
+}  // namespace zsupport

@@ -1,0 +1,14 @@
+// One factory class for all creatable classes.
+#pragma once
+
+#include <windows.h>
+
+namespace zsupport {
+
+// A new object of a class, with the reference of the caller; throws.
+using CreateFunction = IUnknown* (*)();
+
+// A factory for the class, asked for the given interface.
+HRESULT getClassFactory(REFCLSID classId, REFIID interfaceId, void** factory) noexcept;
+
+}  // namespace zsupport

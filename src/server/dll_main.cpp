@@ -1,0 +1,57 @@
+// The entry points of the library.
+//
+// The module pins itself: each load and unload of a module with this compiler's run-time inside
+// costs the process one of its TLS indexes, and after about a thousand the process dies. So a host
+// may load and release the library as often as it likes, and DllCanUnloadNow tells the truth about
+// living objects, but the code stays.
+#include <windows.h>
+#include <olectl.h>
+
+#include <cwchar>
+
+#include "automation/module.h"
+#include "frame/thread_state.h"
+#include "server/class_factory.h"
+#include "server/registration.h"
+#include "server/unwinder.h"
+
+using zsupport::RegistrationScope;
+
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* processEnds) {
+  switch (reason) {
+    case DLL_PROCESS_ATTACH: {
+      zsupport::registerUnwindTables();
+      HMODULE pinned;
+      GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                         reinterpret_cast<LPCWSTR>(&DllMain), &pinned);
+      return zsupport::openThreadStates();
+    }
+    case DLL_THREAD_DETACH:
+      zsupport::discardThreadState();
+      return TRUE;
+    case DLL_PROCESS_DETACH:
+      // At process end other modules may be gone; the system takes everything back.
+      if (!processEnds) zsupport::discardThreadState();
+      return TRUE;
+    default:
+      return TRUE;
+  }
+}
+
+STDAPI DllGetClassObject(REFCLSID classId, REFIID interfaceId, void** factory) {
+  return zsupport::getClassFactory(classId, interfaceId, factory);
+}
+
+STDAPI DllCanUnloadNow() { return zsupport::liveObjects() == 0 ? S_OK : S_FALSE; }
+
+STDAPI DllRegisterServer() { return zsupport::registerServer(RegistrationScope::kMachine); }
+
+STDAPI DllUnregisterServer() { return zsupport::unregisterServer(RegistrationScope::kMachine); }
+
+// regsvr32 /n /i:user: for the current user alone. Without "user", for the machine.
+STDAPI DllInstall(BOOL install, LPCWSTR commandLine) {
+  const bool forUser = commandLine && _wcsicmp(commandLine, L"user") == 0;
+  if (commandLine && *commandLine && !forUser) return E_INVALIDARG;
+  const auto scope = forUser ? RegistrationScope::kCurrentUser : RegistrationScope::kMachine;
+  return install ? zsupport::registerServer(scope) : zsupport::unregisterServer(scope);
+}

@@ -1,0 +1,351 @@
+// From an item's event to the collection's: discovery, names, arguments and their way back.
+#include <exdisp.h>
+
+#include <exdispid.h>
+
+#include "support/com.h"
+#include "support/test_client.h"
+#include "support/test_source.h"
+
+namespace {
+
+constexpr LONG kNotDispinterface = -2147221503;
+constexpr LONG kNoConnectionPoint = -2147221502;
+
+class Events : public testing::Test {
+ protected:
+  ComPtr<TestSource> added(Behaviour behaviour = {}, Placement place = {}) {
+    auto item = TestSource::make(std::move(behaviour));
+    EXPECT_EQ(S_OK, add(z.get(), item.get(), std::move(place)));
+    return item;
+  }
+
+  ComPtr<_Zollection> z = newCollection();
+  TestClient client{z.get()};
+};
+
+// An element of the array that a handler gets, for the handler to change.
+VARIANT& element(SAFEARRAY** aParams, LONG index) {
+  return static_cast<VARIANT*>((*aParams)->pvData)[index];
+}
+
+void setLong(VARIANT& value, LONG number) {
+  VariantClear(&value);
+  value = longValue(number);
+}
+
+void setText(VARIANT& value, std::wstring_view text) {
+  VariantClear(&value);
+  V_VT(&value) = VT_BSTR;
+  V_BSTR(&value) = Text(text).detach();
+}
+
+TEST_F(Events, ArriveWithPositionSourceNameAndArguments) {
+  const auto first = added();
+  const auto second = added();
+  Text text(L"b");
+  LONG number = 3;
+  second->fire(2, {longValue(1), textValue(text), reference(VT_I4, &number)});
+  first->fire(1);
+  ASSERT_EQ(2u, client.heard.size());
+  EXPECT_EQ(2, client.heard[0].index);
+  EXPECT_EQ(static_cast<IDispatch*>(second.get()), client.heard[0].source);
+  EXPECT_EQ(L"Values", client.heard[0].name);
+  EXPECT_EQ((std::vector<std::wstring>{L"1", L"b", L"3"}), client.heard[0].arguments);
+  EXPECT_EQ(1, client.heard[1].index);
+  EXPECT_EQ(L"Fired", client.heard[1].name);
+  EXPECT_TRUE(client.heard[1].arguments.empty());
+
+  EXPECT_EQ(S_OK, z->RemoveByIndex(1));
+  second->fire(1);
+  EXPECT_EQ(1, client.heard.back().index) << "positions follow removals";
+  first->fire(1);
+  EXPECT_EQ(3u, client.heard.size()) << "a removed item is not heard";
+}
+
+TEST_F(Events, AreNamedByTypeInformationThenByTheStandardTableThenInHexadecimal) {
+  const auto known = added();
+  const auto unknown = added({.described = nullptr, .enumerates = true});
+  EXPECT_EQ(S_OK, z->put_UseDISPID(VARIANT_FALSE));
+  const struct {
+    TestSource* source;
+    DISPID id;
+    std::wstring name;
+  } cases[] = {
+      {known.get(), 1, L"Fired"},
+      {known.get(), 5, L"5"},
+      {unknown.get(), 1, L"1"},
+      {unknown.get(), -600, L"Click"},
+      {unknown.get(), -601, L"FFFFFDA7"},
+      {unknown.get(), -602, L"KeyDown"},
+      {unknown.get(), -603, L"KeyPress"},
+      {unknown.get(), -604, L"KeyUp"},
+      {unknown.get(), -605, L"MouseDown"},
+      {unknown.get(), -606, L"MouseMove"},
+      {unknown.get(), -607, L"MouseUp"},
+      {unknown.get(), -608, L"FFFFFDA0"},
+  };
+  for (const auto& [source, id, name] : cases) {
+    source->fire(id);
+    EXPECT_EQ(name, client.heard.back().name);
+  }
+  EXPECT_EQ(S_OK, z->put_UseDISPID(VARIANT_TRUE));
+  known->fire(-601);
+  EXPECT_EQ(L"#-601", client.heard.back().name);
+}
+
+TEST_F(Events, CarryChangesBackIntoByReferenceArguments) {
+  const auto item = added();
+  const auto object = TestSource::make();
+  BYTE byte = 1;
+  CHAR character = 1;
+  SHORT integer = 1;
+  LONG number = 1;
+  DOUBLE real = 1;
+  CY money = {.int64 = 10000};
+  BSTR text = SysAllocString(L"old");
+  IDispatch* dispatch = ComPtr<IDispatch>(object.get()).detach();
+  IUnknown* unknown = nullptr;
+  Variant variant;
+  const auto other = TestSource::make();
+  client.onEvent = [&](SAFEARRAY** aParams) {
+    for (const LONG i : {0, 1, 2, 3, 10}) setLong(element(aParams, i), 42);
+    V_VT(&element(aParams, 4)) = VT_R8;
+    V_R8(&element(aParams, 4)) = 2.5;
+    element(aParams, 5) = valueOfType(VT_CY);
+    V_CY(&element(aParams, 5)).int64 = 70000;
+    setLong(element(aParams, 6), 7);  // becomes text
+    VariantClear(&element(aParams, 7));
+    for (const LONG i : {7, 8}) {
+      element(aParams, i) = valueOfType(VT_DISPATCH);
+      V_DISPATCH(&element(aParams, i)) = ComPtr<IDispatch>(other.get()).detach();
+    }
+    setText(element(aParams, 9), L"new");
+  };
+  item->fire(1,
+             {reference(VT_UI1, &byte), reference(VT_I1, &character), reference(VT_I2, &integer),
+              reference(VT_I4, &number), reference(VT_R8, &real), reference(VT_CY, &money),
+              reference(VT_BSTR, &text), reference(VT_DISPATCH, &dispatch),
+              reference(VT_UNKNOWN, &unknown), reference(VT_VARIANT, variant.put()), longValue(1)});
+  EXPECT_EQ(1, byte) << "bytes are never written back";
+  EXPECT_EQ(42, character);
+  EXPECT_EQ(42, integer);
+  EXPECT_EQ(42, number);
+  EXPECT_EQ(2.5, real);
+  EXPECT_EQ(70000, money.int64);
+  EXPECT_STREQ(L"7", text);
+  EXPECT_EQ(static_cast<IDispatch*>(other.get()), dispatch);
+  EXPECT_EQ(static_cast<IDispatch*>(other.get()), unknown);
+  EXPECT_EQ(1u, object->references) << "the object that was replaced is released";
+  ASSERT_EQ(VT_BSTR, V_VT(&variant.get()));
+  EXPECT_STREQ(L"new", V_BSTR(&variant.get()));
+  SysFreeString(text);
+  dispatch->Release();
+  unknown->Release();
+  EXPECT_EQ(1u, other->references);
+}
+
+TEST_F(Events, KeepTheOldValueWhenTheNewOneDoesNotConvert) {
+  const auto item = added();
+  BSTR text = SysAllocString(L"old");
+  client.onEvent = [&](SAFEARRAY** aParams) {
+    VariantClear(&element(aParams, 0));
+    V_VT(&element(aParams, 0)) = VT_NULL;
+  };
+  item->fire(1, {reference(VT_BSTR, &text)});
+  EXPECT_STREQ(L"old", text);
+  SysFreeString(text);
+}
+
+TEST_F(Events, MoveArraysToTheFiringObject) {
+  const auto item = added();
+  SAFEARRAY* const original = SafeArrayCreateVector(VT_I4, 0, 2);
+  SAFEARRAY* variable = original;
+  const auto after = item->fire(1, {reference(VT_ARRAY | VT_I4, &variable)});
+  EXPECT_EQ(VT_EMPTY, V_VT(&after[0])) << "the argument is used up";
+  ASSERT_NE(original, variable) << "the handler's array has moved in";
+  EXPECT_EQ(2u, variable->rgsabound[0].cElements);
+  SafeArrayDestroy(original);  // deliberately not freed by the collection
+  SafeArrayDestroy(variable);
+}
+
+TEST_F(Events, SurviveWhateverAHandlerDoesToTheArray) {
+  const auto item = added();
+  LONG number = 1;
+  const std::function<void(SAFEARRAY**)> deeds[] = {
+      [](SAFEARRAY** a) { SafeArrayDestroy(*a), *a = nullptr; },
+      [](SAFEARRAY** a) { SafeArrayDestroy(*a), *a = SafeArrayCreateVector(VT_I4, 0, 1); },
+      [](SAFEARRAY** a) { SafeArrayDestroy(*a), *a = SafeArrayCreateVector(VT_VARIANT, 5, 1); },
+      [](SAFEARRAY** a) {
+        SAFEARRAYBOUND none = {0, 0};
+        SafeArrayRedim(*a, &none);
+      },
+  };
+  for (const auto& deed : deeds) {
+    client.onEvent = deed;
+    item->fire(2, {longValue(1), reference(VT_I4, &number)});
+    EXPECT_EQ(1, number);
+  }
+  client.onEvent = {};
+  item->fire(1, {reference(VT_I4, nullptr), reference(VT_BSTR, nullptr)});
+  EXPECT_EQ(5u, client.heard.size());
+}
+
+TEST_F(Events, ReachEveryClientAndLaterOnesSeeEarlierChanges) {
+  const auto item = added();
+  TestClient second(z.get());
+  LONG number = 1;
+  client.onEvent = [](SAFEARRAY** aParams) { setLong(element(aParams, 0), 2); };
+  client.answer = DISP_E_EXCEPTION;  // a handler's error reaches nobody
+  item->fire(1, {reference(VT_I4, &number)});
+  ASSERT_EQ(1u, second.heard.size());
+  EXPECT_EQ(L"2", second.heard[0].arguments[0]);
+  EXPECT_EQ(2, number);
+
+  client.onEvent = [&](SAFEARRAY**) { second.disconnect(); };
+  item->fire(1);
+  EXPECT_EQ(1u, second.heard.size()) << "gone before its turn came";
+}
+
+TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
+  const GUID plain = __uuidof(Plain), noDefault = __uuidof(NoDefault);
+  const struct {
+    const char* what;
+    Behaviour behaviour;
+    bool heard;
+    LONG failure;
+  } cases[] = {
+      {"class found by interface", {}, true, 0},
+      {"class told by the object", {.described = &__uuidof(_Orphan), .classInfo = &plain}, true, 0},
+      {"class not listed: silent", {.described = &__uuidof(_Orphan)}, false, 0},
+      {"dual source", {.described = &__uuidof(_WithDual)}, false, kNotDispinterface},
+      {"custom source", {.described = &__uuidof(_WithCustom)}, false, kNotDispinterface},
+      {"no type information: first point", {.described = nullptr, .enumerates = true}, true, 0},
+      {"no default source: first point",
+       {.described = &__uuidof(_NoDefault), .classInfo = &noDefault, .enumerates = true},
+       true,
+       0},
+      {"nothing to fall back on", {.described = nullptr}, false, kNoConnectionPoint},
+      {"default source without a point: silent", {.events = IID_IEnumVARIANT}, false, 0},
+      {"refused by the source: silent", {.adviseResult = E_ACCESSDENIED}, false, 0},
+      {"a vtable sink is wanted: silent",
+       {.described = nullptr, .events = IID_IPropertyNotifySink, .enumerates = true},
+       false,
+       0},
+  };
+  LONG reason = 0;
+  client.onConnectionFailed = [&](BSTR*, LONG why) { reason = why; };
+  for (const auto& [what, behaviour, heard, failure] : cases) {
+    SCOPED_TRACE(what);
+    client.heard.clear();
+    reason = 0;
+    const auto item = TestSource::make(behaviour);
+    EXPECT_EQ(failure, add(z.get(), item.get()));
+    EXPECT_EQ(failure, reason);
+    item->fire(1);
+    EXPECT_EQ(heard ? 1u : 0u, client.heard.size());
+    EXPECT_EQ(failure ? 0 : 1, countOf(z.get()));
+    EXPECT_EQ(S_OK, z->Clear());
+    EXPECT_EQ(1u, item->references);
+  }
+}
+
+TEST_F(Events, AskTheClientWhenTheInterfaceIsNotFound) {
+  const auto item = TestSource::make();
+  const Placement unknown = {.key = L"k", .sourceIID = L"{6c2e7e41-1c58-4b43-9d7d-0a3f2a5b7cff}"};
+  const struct {
+    std::wstring answer;
+    bool added;
+    int asked;
+  } cases[] = {
+      {unknown.sourceIID, false, 1},                          // left alone
+      {L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7CFF}", false, 1},  // only the case differs
+      {kNoEvents, true, 1},                                   // without events, then
+      {L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C21}", false, 3},  // only a signal to try again
+  };
+  for (const auto& [answer, isAdded, expectedAsked] : cases) {
+    int asked = 0;
+    client.onConnectionFailed = [&, answer = answer](BSTR* sourceIID, LONG reason) {
+      EXPECT_EQ(kNoConnectionPoint, reason);
+      EXPECT_EQ(unknown.sourceIID, zsupport::viewOf(*sourceIID)) << "a fresh copy each time";
+      if (++asked < 3) SysReAllocString(sourceIID, answer.c_str());
+    };
+    EXPECT_EQ(isAdded ? S_OK : kNoConnectionPoint, add(z.get(), item.get(), unknown));
+    if (!isAdded) {
+      EXPECT_EQ(L"Object support connection points but no connection point was found.",
+                lastError().description);
+    }
+    EXPECT_EQ(expectedAsked, asked);
+    EXPECT_EQ(isAdded ? 1 : 0, countOf(z.get()));
+    EXPECT_EQ(S_OK, z->Clear());
+  }
+  client.onConnectionFailed = {};
+  EXPECT_EQ(kNoConnectionPoint, add(z.get(), item.get(), {.sourceIID = L"no interface id"}));
+  EXPECT_EQ(S_OK, add(z.get(), item.get(), {.sourceIID = kNoEvents}));
+  EXPECT_TRUE(item->sinks.empty());
+  EXPECT_EQ(S_OK,
+            add(z.get(), item.get(), {.sourceIID = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C21}"}));
+  EXPECT_EQ(1u, item->sinks.size());
+}
+
+// The sink as its source sees it.
+TEST_F(Events, GoThroughASinkThatIsPlainDispatch) {
+  const auto item = added();
+  const ComPtr<IDispatch> sink = item->sinks.at(0);
+  void* face = &face;
+  UINT count = 7;
+  DISPID id;
+  wchar_t name[] = L"Fired";
+  LPOLESTR names[] = {name};
+  EXPECT_EQ(E_NOINTERFACE, sink->QueryInterface(IID_IEnumVARIANT, &face));
+  EXPECT_EQ(nullptr, face);
+  EXPECT_EQ(E_POINTER, sink->QueryInterface(IID_IUnknown, nullptr));
+  EXPECT_TRUE(ComPtr<IUnknown>::from(sink.get(), __uuidof(PlainEvents)));
+  EXPECT_EQ(E_NOTIMPL, sink->GetTypeInfoCount(&count));
+  EXPECT_EQ(0u, count);
+  EXPECT_EQ(E_NOTIMPL, sink->GetIDsOfNames(IID_NULL, names, 1, 0, &id));
+  EXPECT_EQ(S_OK, sink->Invoke(1, IID_NULL, 0, 0, nullptr, nullptr, nullptr, nullptr));
+  EXPECT_EQ(1u, client.heard.size()) << "no argument block: an event without arguments";
+}
+
+// An object that nobody here wrote.
+TEST_F(Events, ComeFromTheBrowserControlOfThePlatform) {
+  ComPtr<IDispatch> object;
+  ASSERT_EQ(S_OK, CoCreateInstance(CLSID_WebBrowser, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch,
+                                   object.putVoid()));
+  const auto browser = ComPtr<IWebBrowser2>::from(object.get());
+  ASSERT_EQ(S_OK, add(z.get(), object.get(), {.key = L"browser"}));
+  EXPECT_EQ(S_OK, browser->put_StatusBar(VARIANT_TRUE));
+  ASSERT_EQ(1u, client.heard.size());
+  EXPECT_EQ(L"OnStatusBar", client.heard[0].name);
+  EXPECT_EQ((std::vector<std::wstring>{L"True"}), client.heard[0].arguments);
+  EXPECT_EQ(S_OK, z->put_UseDISPID(VARIANT_TRUE));
+  browser->put_Visible(VARIANT_TRUE);
+  EXPECT_EQ(L"#" + std::to_wstring(DISPID_ONVISIBLE), client.heard.back().name);
+  EXPECT_EQ(S_OK, z->RemoveByKey(Text(L"browser").get()));
+  const size_t before = client.heard.size();
+  browser->put_StatusBar(VARIANT_FALSE);
+  EXPECT_EQ(before, client.heard.size());
+}
+
+TEST_F(Events, PassThroughACollectionInACollection) {
+  const auto outer = newCollection();
+  TestClient outerClient(outer.get());
+  ASSERT_EQ(S_OK, add(outer.get(), z.get()));
+  const auto item = added();
+  LONG number = 1;
+  outerClient.onEvent = [](SAFEARRAY** aParams) {
+    // The inner event's aParams came as an array; its first element is the item's Long.
+    const VARIANT& inner = element(aParams, 3);
+    EXPECT_EQ(VT_ARRAY | VT_VARIANT, V_VT(&inner));
+  };
+  item->fire(2, {reference(VT_I4, &number)});
+  ASSERT_EQ(1u, client.heard.size());
+  ASSERT_EQ(1u, outerClient.heard.size());
+  EXPECT_EQ(L"EventRaised", outerClient.heard[0].name);
+  EXPECT_EQ(static_cast<IDispatch*>(z.get()), outerClient.heard[0].source);
+  EXPECT_EQ(L"1", outerClient.heard[0].arguments[0]);
+  EXPECT_EQ(L"Values", outerClient.heard[0].arguments[2]);
+}
+
+}  // namespace

@@ -1,0 +1,249 @@
+// What callers and items do at the worst moment, and who still holds what afterwards.
+#include <string>
+
+#include "support/com.h"
+#include "support/test_client.h"
+#include "support/test_source.h"
+
+namespace {
+
+class Lifetime : public testing::Test {
+ protected:
+  ~Lifetime() override {
+    z.reset();
+    EXPECT_EQ(aliveBefore_, TestSource::alive) << "an item was leaked";
+  }
+
+  ComPtr<TestSource> added(Behaviour behaviour = {}, Placement place = {}) {
+    auto item = TestSource::make(std::move(behaviour));
+    EXPECT_EQ(S_OK, add(z.get(), item.get(), std::move(place)));
+    return item;
+  }
+  void clearAll() { EXPECT_EQ(S_OK, z->Clear()); }
+
+  LONG aliveBefore_ = TestSource::alive;
+  ComPtr<_Zollection> z = newCollection();
+};
+
+TEST_F(Lifetime, ItemsAndSinksAreGivenBackOnEveryWayOut) {
+  const std::function<void()> ways[] = {
+      [&] { EXPECT_EQ(S_OK, z->RemoveByIndex(1)); },
+      [&] { EXPECT_EQ(S_OK, z->RemoveByKey(Text(L"k").get())); },
+      [&] { clearAll(); },
+      [&] { z = newCollection(); },
+  };
+  for (const auto& leave : ways) {
+    const auto item = added({.keepsSink = true}, {.key = L"k"});
+    EXPECT_EQ(2u, item->references);
+    leave();
+    EXPECT_EQ(1u, item->references);
+    const ComPtr<IDispatch> kept = item->sinks.at(0);
+    TestClient client(z.get());
+    item->fire(1);  // long after Unadvise
+    EXPECT_TRUE(client.heard.empty());
+    item->sinks.clear();
+    EXPECT_EQ(2u, kept->AddRef()) << "the collection kept the sink";
+    kept->Release();
+  }
+}
+
+TEST_F(Lifetime, AFailedInsertionListsARecordTwiceAndPushesTheLastBeyondCount) {
+  const auto a = added({}, {.key = L"a"});
+  const auto b = added({}, {.key = L"b"});
+  const auto c = added({}, {.key = L"c"});
+  const auto duplicate = TestSource::make({.keepsSink = true});
+  EXPECT_EQ(runtimeError(457),
+            add(z.get(), duplicate.get(), {.key = L"a", .before = longValue(2)}));
+  ASSERT_EQ(3, countOf(z.get()));
+  EXPECT_EQ(static_cast<IDispatch*>(a.get()), itemAt(z.get(), 1).get());
+  EXPECT_EQ(static_cast<IDispatch*>(b.get()), itemAt(z.get(), 2).get());
+  EXPECT_EQ(static_cast<IDispatch*>(b.get()), itemAt(z.get(), 3).get());
+  TestClient client(z.get());
+  duplicate->fire(1);
+  EXPECT_TRUE(client.heard.empty()) << "still connected, but of no item";
+  c->fire(1);
+  ASSERT_EQ(1u, client.heard.size());
+  EXPECT_EQ(-1, client.heard[0].index) << "alive, but not listed";
+
+  EXPECT_EQ(S_OK, z->RemoveByIndex(2));
+  b->fire(1);
+  EXPECT_EQ(2, client.heard.back().index) << "lives for its other listing";
+  EXPECT_EQ(S_OK, z->RemoveByIndex(2));
+  EXPECT_EQ(1u, b->references);
+  // New items take the place beyond Count; what was there is not forgotten.
+  const auto d = added();
+  EXPECT_EQ(2u, c->references);
+  EXPECT_TRUE(keyExists(z.get(), L"c"));
+  clearAll();
+  EXPECT_EQ(1u, c->references);
+  EXPECT_EQ(1u, duplicate->references);
+}
+
+TEST_F(Lifetime, FailedInsertionsInAnyNumberLoseNothing) {
+  std::vector<ComPtr<TestSource>> items;
+  for (int i = 0; i < 6; ++i) items.push_back(added({}, {.key = std::to_wstring(i)}));
+  const auto extra = TestSource::make();
+  for (LONG round = 0; round < 40; ++round) {
+    const LONG place = round % countOf(z.get()) + 1;
+    EXPECT_EQ(runtimeError(457),
+              add(z.get(), extra.get(), {.key = L"0", .before = longValue(place)}));
+    if (round % 7 == 3) z->RemoveByIndex(place);
+    if (round % 5 == 4) items.push_back(added({}, {.before = longValue(1)}));
+    for (LONG i = 1; i <= countOf(z.get()); ++i) ASSERT_TRUE(itemAt(z.get(), i)) << round;
+  }
+  for (const auto* key : {L"0", L"3", L"5"}) z->RemoveByKey(Text(key).get());
+  clearAll();
+  for (const auto& item : items) EXPECT_EQ(1u, item->references);
+}
+
+TEST_F(Lifetime, AnItemMayFireWhileItIsBeingConnected) {
+  TestClient client(z.get());
+  Behaviour behaviour;
+  TestSource* firing = nullptr;
+  behaviour.onAdvise = [&] { firing->fire(1); };
+  const auto item = TestSource::make(behaviour);
+  firing = item.get();
+  EXPECT_EQ(S_OK, add(z.get(), item.get()));
+  ASSERT_EQ(1u, client.heard.size());
+  EXPECT_EQ(-1, client.heard[0].index) << "not in its place yet";
+  EXPECT_EQ(nullptr, client.heard[0].source);
+}
+
+// Every call back into the collection, from every moment at which it calls out.
+TEST_F(Lifetime, HandlersMayChangeTheCollectionAtAnyMoment) {
+  enum Moment { kAdvise, kUnadvise, kDestroy, kEvent, kConnectionFailed, kMoments };
+  for (int moment = 0; moment < kMoments; ++moment) {
+    for (int deed = 0; deed < 6; ++deed) {
+      SCOPED_TRACE("moment " + std::to_string(moment) + ", deed " + std::to_string(deed));
+      z = newCollection();
+      TestClient client(z.get());
+      const auto neighbours = {added({}, {.key = L"1"}), added({}, {.key = L"2"})};
+      bool done = false;
+      const auto strike = [&] {
+        if (std::exchange(done, true)) return;
+        switch (deed) {
+          case 0:
+            return clearAll();
+          case 1:
+            return void(z->RemoveByIndex(1));
+          case 2:
+            return void(z->RemoveByIndex(countOf(z.get())));
+          case 3:
+            return void(z->RemoveByKey(Text(L"k").get()));
+          case 4:
+            return void(add(z.get(), TestSource::make().get(), {.before = longValue(1)}));
+          case 5:
+            while (countOf(z.get()) > 0) ASSERT_EQ(S_OK, z->RemoveByIndex(1));
+        }
+      };
+      Behaviour behaviour;
+      if (moment == kAdvise) behaviour.onAdvise = strike;
+      if (moment == kUnadvise) behaviour.onUnadvise = strike;
+      if (moment == kDestroy) behaviour.onDestroy = strike;
+      if (moment == kEvent) client.onEvent = [&](SAFEARRAY**) { strike(); };
+      if (moment == kConnectionFailed) client.onConnectionFailed = [&](BSTR*, LONG) { strike(); };
+      for (const VARIANT& before : {missing(), longValue(1)}) {
+        done = false;
+        auto item = TestSource::make(behaviour);
+        const std::wstring iid =
+            moment == kConnectionFailed ? L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7CFF}" : L"";
+        const HRESULT result =
+            add(z.get(), item.get(), {.key = L"k", .before = before, .sourceIID = iid});
+        item->fire(1);
+        item.reset();
+        if (SUCCEEDED(result)) {
+          if (moment == kUnadvise && V_VT(&before) == VT_I4) {
+            z->RemoveByIndex(1);
+          } else {
+            z->RemoveByKey(Text(L"k").get());
+          }
+        }
+        for (LONG i = 1; i <= countOf(z.get()); ++i) EXPECT_TRUE(itemAt(z.get(), i));
+      }
+      done = false;
+      clearAll();
+      for (const auto& neighbour : neighbours) EXPECT_EQ(1u, neighbour->references);
+    }
+  }
+}
+
+TEST_F(Lifetime, AHandlerMayReleaseTheCollectionInMidEvent) {
+  const auto item = added();
+  {
+    TestClient client(z.get());
+    client.onEvent = [&](SAFEARRAY**) {
+      client.disconnect();
+      z.reset();
+    };
+    item->fire(1);
+  }
+  EXPECT_EQ(1u, item->references);
+  EXPECT_FALSE(item->sinks.at(0)) << "withdrawn when the collection went";
+}
+
+TEST_F(Lifetime, AnItemThatCannotLetGoLeavesAllTheSame) {
+  EXPECT_EQ(runtimeError(381), z->RemoveByIndex(0));  // from here on, errors are raised
+  const auto item = added({.unadviseResult = E_FAIL}, {.key = L"k"});
+  EXPECT_EQ(E_FAIL, z->RemoveByIndex(1));
+  EXPECT_EQ(0, countOf(z.get()));
+  EXPECT_FALSE(keyExists(z.get(), L"k"));
+  EXPECT_EQ(1u, item->references);
+  ASSERT_EQ(S_OK, add(z.get(), item.get()));
+  EXPECT_EQ(E_FAIL, z->Clear());
+  EXPECT_EQ(S_OK, add(z.get(), item.get())) << "usable again";
+  z.reset();
+  EXPECT_EQ(1u, item->references);
+}
+
+struct HeapUse {
+  size_t blocks = 0, bytes = 0;
+  DWORD heaps = 0;
+  bool operator==(const HeapUse&) const = default;
+};
+
+// Blocks in use on the process heap, from which also the global allocator takes; private heaps are
+// counted whole.
+HeapUse heapUse() {
+  HeapUse use;
+  HANDLE none[1];
+  use.heaps = GetProcessHeaps(0, none);
+  PROCESS_HEAP_ENTRY entry{};
+  while (HeapWalk(GetProcessHeap(), &entry)) {
+    if (!(entry.wFlags & PROCESS_HEAP_ENTRY_BUSY)) continue;
+    ++use.blocks;
+    use.bytes += entry.cbData;
+  }
+  return use;
+}
+
+TEST_F(Lifetime, NothingStaysOnTheHeapsAfterManyLives) {
+  z.reset();
+  const auto life = [] {
+    const auto collection = newCollection();
+    TestClient client(collection.get());
+    std::vector<ComPtr<TestSource>> items;
+    for (int i = 0; i < 20; ++i) {
+      items.push_back(
+          TestSource::make({.described = i % 2 ? &__uuidof(_Plain) : nullptr, .enumerates = true}));
+      add(collection.get(), items.back().get(), {.key = std::to_wstring(i)});
+      add(collection.get(), items.back().get(), {.key = L"0", .before = longValue(1)});
+      Text text(L"text");
+      items.back()->fire(2, {longValue(1), reference(VT_BSTR, text.inout())});
+    }
+    collection->RemoveByIndex(3);
+    collection->RemoveByKey(Text(L"7").get());
+    collection->Clear();
+    add(collection.get(), items[0].get(), {.key = L"last"});
+  };
+  // Caches of the platform fill up first.
+  for (int i = 0; i < 3; ++i) life();
+  const HeapUse before = heapUse();
+  for (int i = 0; i < 20; ++i) life();
+  const HeapUse after = heapUse();
+  EXPECT_EQ(before.heaps, after.heaps);
+  EXPECT_EQ(before.blocks, after.blocks);
+  EXPECT_EQ(before.bytes, after.bytes);
+  for (HANDLE heap : {GetProcessHeap()}) EXPECT_TRUE(HeapValidate(heap, 0, nullptr));
+}
+
+}  // namespace

@@ -1,0 +1,124 @@
+// What the tests need to talk to the library as its clients do.
+#pragma once
+
+#include <windows.h>
+#include <ocidl.h>
+#include <oleauto.h>
+
+#include <functional>
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ZSupport.h"
+#include "automation/com_ptr.h"
+#include "automation/text.h"
+#include "automation/variant.h"
+
+using zsupport::ComPtr;
+using zsupport::Text;
+using zsupport::Variant;
+
+inline constexpr wchar_t kNoEvents[] = L"{00000000-0000-0000-0000-000000000000}";
+
+// VARIANTs that own nothing: texts must outlive them.
+inline VARIANT longValue(LONG value) {
+  VARIANT v;
+  V_VT(&v) = VT_I4;
+  V_I4(&v) = value;
+  return v;
+}
+inline VARIANT doubleValue(double value) {
+  VARIANT v;
+  V_VT(&v) = VT_R8;
+  V_R8(&v) = value;
+  return v;
+}
+inline VARIANT textValue(const Text& value) {
+  VARIANT v;
+  V_VT(&v) = VT_BSTR;
+  V_BSTR(&v) = value.get();
+  return v;
+}
+inline VARIANT valueOfType(VARTYPE type) {
+  VARIANT v{};
+  V_VT(&v) = type;
+  return v;
+}
+inline VARIANT missing() {
+  VARIANT v = valueOfType(VT_ERROR);
+  V_ERROR(&v) = DISP_E_PARAMNOTFOUND;
+  return v;
+}
+// By reference to a variable.
+inline VARIANT reference(VARTYPE type, void* variable) {
+  VARIANT v = valueOfType(static_cast<VARTYPE>(type | VT_BYREF));
+  V_BYREF(&v) = variable;
+  return v;
+}
+
+inline ComPtr<_Zollection> newCollection() {
+  ComPtr<_Zollection> z;
+  EXPECT_EQ(S_OK, CoCreateInstance(__uuidof(Zollection), nullptr, CLSCTX_INPROC_SERVER,
+                                   __uuidof(_Zollection), z.putVoid()));
+  return z;
+}
+
+struct Placement {
+  std::wstring key = {};
+  VARIANT before = missing();
+  VARIANT after = missing();
+  std::wstring sourceIID = {};
+};
+
+inline HRESULT add(_Zollection* z, IDispatch* item, Placement place = {}) {
+  Text iid(place.sourceIID);
+  Text key(place.key);
+  return z->Add(item, iid.inout(), key.inout(), &place.before, &place.after);
+}
+
+inline LONG countOf(_Zollection* z) {
+  LONG count = -1;
+  EXPECT_EQ(S_OK, z->get_Count(&count));
+  return count;
+}
+
+inline ComPtr<IDispatch> itemAt(_Zollection* z, LONG position) {
+  ComPtr<IDispatch> item;
+  EXPECT_EQ(S_OK, z->ItemByIndex(position, item.put()));
+  return item;
+}
+
+inline bool keyExists(_Zollection* z, std::wstring_view key) {
+  VARIANT_BOOL exists = 0x55;
+  EXPECT_EQ(S_OK, z->KeyExists(Text(key).get(), &exists));
+  return exists == VARIANT_TRUE;
+}
+
+inline HRESULT runtimeError(LONG number) {
+  return static_cast<HRESULT>(0x800A0000u | static_cast<ULONG>(number));
+}
+
+// What the last failed call left for its caller.
+struct ErrorTexts {
+  std::wstring source;
+  std::wstring description;
+};
+inline ErrorTexts lastError() {
+  ComPtr<IErrorInfo> info;
+  if (GetErrorInfo(0, info.put()) != S_OK) return {L"(no error object)", L""};
+  Text source, description;
+  info->GetSource(source.inout());
+  info->GetDescription(description.inout());
+  return {std::wstring(source.view()), std::wstring(description.view())};
+}
+
+// Runs on a thread of its own, in an apartment of its own: with the library's state fresh.
+inline void onFreshThread(const std::function<void()>& body) {
+  std::thread([&] {
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    body();
+    CoUninitialize();
+  }).join();
+}

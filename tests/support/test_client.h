@@ -1,0 +1,87 @@
+// A client of a collection's events: keeps what it heard, and answers as a test chooses.
+#pragma once
+
+#include "support/com.h"
+
+struct Heard {
+  LONG index;
+  IDispatch* source;  // not referenced
+  std::wstring name;  // or the dispatch id in decimal, after "#"
+  std::vector<std::wstring> arguments;
+};
+
+class TestClient final : public IDispatch {
+ public:
+  explicit TestClient(_Zollection* z) {
+    const auto container = ComPtr<IConnectionPointContainer>::from(z);
+    EXPECT_EQ(S_OK, container->FindConnectionPoint(__uuidof(__Zollection), point_.put()));
+    EXPECT_EQ(S_OK, point_->Advise(this, &cookie_));
+  }
+  TestClient(const TestClient&) = delete;
+  TestClient& operator=(const TestClient&) = delete;
+  ~TestClient() {
+    disconnect();
+    EXPECT_EQ(0, references) << "the collection kept a client";
+  }
+
+  void disconnect() {
+    if (!point_) return;
+    EXPECT_EQ(S_OK, point_->Unadvise(cookie_));
+    point_.reset();
+  }
+
+  std::vector<Heard> heard;
+  std::function<void(SAFEARRAY** aParams)> onEvent = {};
+  std::function<void(BSTR* sourceIID, LONG reason)> onConnectionFailed = {};
+  HRESULT answer = S_OK;
+  LONG references = 0;
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
+    *object = id == IID_IUnknown || id == IID_IDispatch ? this : nullptr;
+    if (!*object) return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(++references); }
+  ULONG STDMETHODCALLTYPE Release() override { return static_cast<ULONG>(--references); }
+  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID event, REFIID, LCID, WORD, DISPPARAMS* parameters,
+                                   VARIANT*, EXCEPINFO* failure, UINT*) override {
+    const VARIANTARG* const lastFirst = parameters->rgvarg;
+    if (event == 1 && parameters->cArgs == 4) {
+      SAFEARRAY** const aParams = V_ARRAYREF(&lastFirst[0]);
+      heard.push_back({V_I4(&lastFirst[3]), V_DISPATCH(&lastFirst[2]), nameOf(lastFirst[1]),
+                       textsOf(*aParams)});
+      if (onEvent) onEvent(aParams);
+    } else if (event == 2 && parameters->cArgs == 3) {
+      if (onConnectionFailed) onConnectionFailed(V_BSTRREF(&lastFirst[1]), V_I4(&lastFirst[0]));
+    } else {
+      ADD_FAILURE() << "unknown event " << event;
+    }
+    if (FAILED(answer)) failure->bstrDescription = SysAllocString(L"handler failed");
+    return answer;
+  }
+
+ private:
+  static std::wstring nameOf(const VARIANT& raised) {
+    if (V_VT(&raised) == VT_I4) return L"#" + std::to_wstring(V_I4(&raised));
+    return std::wstring(zsupport::viewOf(V_BSTR(&raised)));
+  }
+  static std::vector<std::wstring> textsOf(SAFEARRAY* array) {
+    std::vector<std::wstring> texts;
+    for (ULONG i = 0; array && i < array->rgsabound[0].cElements; ++i) {
+      Variant text;
+      const HRESULT converted = VariantChangeType(
+          text.put(), static_cast<VARIANT*>(array->pvData) + i, VARIANT_ALPHABOOL, VT_BSTR);
+      texts.push_back(converted == S_OK ? V_BSTR(text.operator->()) : L"?");
+    }
+    return texts;
+  }
+
+  ComPtr<IConnectionPoint> point_;
+  DWORD cookie_ = 0;
+};

@@ -1,0 +1,97 @@
+// An event source whose every answer a test can choose.
+#pragma once
+
+#include <windows.h>
+#include <ocidl.h>
+
+#include <functional>
+#include <initializer_list>
+#include <vector>
+
+#include "automation/com_ptr.h"
+#include "sources.h"
+
+struct Behaviour {
+  const IID* described = &__uuidof(_Plain);  // by IDispatch::GetTypeInfo; null: not at all
+  const CLSID* classInfo = nullptr;          // by IProvideClassInfo
+  IID events = __uuidof(PlainEvents);        // of the one connection point
+  bool isContainer = true;
+  bool enumerates = false;
+  bool keepsSink = false;  // Unadvise succeeds and forgets to let go
+  HRESULT adviseResult = S_OK;
+  HRESULT unadviseResult = S_OK;
+  std::function<void()> onAdvise = {};    // with the sink already connected
+  std::function<void()> onUnadvise = {};  // with the sink still connected
+  std::function<void()> onDestroy = {};
+};
+
+class TestSource final : public IDispatch,
+                         public IConnectionPointContainer,
+                         public IConnectionPoint,
+                         public IEnumConnectionPoints,
+                         public IProvideClassInfo {
+ public:
+  static inline LONG alive = 0;
+
+  static zsupport::ComPtr<TestSource> make(Behaviour behaviour = {}) {
+    return zsupport::ComPtr<TestSource>::attach(new TestSource(std::move(behaviour)));
+  }
+
+  // Arguments in the order of declaration; the array is the caller's afterwards.
+  std::vector<VARIANTARG> fire(DISPID event, std::initializer_list<VARIANTARG> arguments = {});
+
+  Behaviour behaviour;
+  ULONG references = 1;
+  std::vector<zsupport::ComPtr<IDispatch>> sinks;
+
+  // IUnknown
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override;
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
+  ULONG STDMETHODCALLTYPE Release() override;
+
+  // IDispatch
+  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo** info) override {
+    return describe(behaviour.described, info);
+  }
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+    return DISP_E_UNKNOWNNAME;
+  }
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
+                                   UINT*) override {
+    return DISP_E_MEMBERNOTFOUND;
+  }
+
+  // IProvideClassInfo
+  HRESULT STDMETHODCALLTYPE GetClassInfo(ITypeInfo** info) override {
+    return describe(behaviour.classInfo, info);
+  }
+
+  // IConnectionPointContainer
+  HRESULT STDMETHODCALLTYPE EnumConnectionPoints(IEnumConnectionPoints** points) override;
+  HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID id, IConnectionPoint** point) override;
+
+  // IEnumConnectionPoints
+  HRESULT STDMETHODCALLTYPE Next(ULONG, IConnectionPoint** point, ULONG* fetched) override;
+  HRESULT STDMETHODCALLTYPE Skip(ULONG) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE Reset() override { return S_OK; }
+  HRESULT STDMETHODCALLTYPE Clone(IEnumConnectionPoints**) override { return E_NOTIMPL; }
+
+  // IConnectionPoint
+  HRESULT STDMETHODCALLTYPE GetConnectionInterface(IID* id) override {
+    *id = behaviour.events;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE GetConnectionPointContainer(IConnectionPointContainer**) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE Advise(IUnknown* sink, DWORD* cookie) override;
+  HRESULT STDMETHODCALLTYPE Unadvise(DWORD cookie) override;
+  HRESULT STDMETHODCALLTYPE EnumConnections(IEnumConnections**) override { return E_NOTIMPL; }
+
+ private:
+  explicit TestSource(Behaviour chosen) : behaviour(std::move(chosen)) { ++alive; }
+  ~TestSource() { --alive; }
+
+  static HRESULT describe(const GUID* id, ITypeInfo** info);
+};
