@@ -1,0 +1,247 @@
+// The library as a server: entry points, class factory, identity, registration, type library.
+#include <windows.h>
+#include <olectl.h>
+
+#include <map>
+
+#include "support/com.h"
+#include "support/test_source.h"
+
+namespace {
+
+// The library that is registered, which is also the one in use.
+HMODULE library() {
+  static const HMODULE module = [] {
+    newCollection();
+    return GetModuleHandleW(L"ZSupport.dll");
+  }();
+  return module;
+}
+
+template <class Function>
+Function* entryPoint(const char* name) {
+  return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library(), name)));
+}
+
+ComPtr<IClassFactory> classFactory() {
+  ComPtr<IClassFactory> factory;
+  EXPECT_EQ(S_OK, CoGetClassObject(__uuidof(Zollection), CLSCTX_INPROC_SERVER, nullptr,
+                                   IID_IClassFactory, factory.putVoid()));
+  return factory;
+}
+
+TEST(Server, TellsWhetherObjectsOfItAreAlive) {
+  auto* const canUnload = entryPoint<HRESULT WINAPI()>("DllCanUnloadNow");
+  ASSERT_TRUE(canUnload);
+  EXPECT_EQ(S_OK, canUnload()) << "an earlier test has leaked an object";
+  {
+    const auto z = newCollection();
+    EXPECT_EQ(S_FALSE, canUnload());
+  }
+  EXPECT_EQ(S_OK, canUnload());
+  {
+    const auto factory = classFactory();
+    EXPECT_EQ(S_FALSE, canUnload());
+    EXPECT_EQ(S_OK, factory->LockServer(TRUE));
+  }
+  EXPECT_EQ(S_FALSE, canUnload());
+  EXPECT_EQ(S_OK, classFactory()->LockServer(FALSE));
+  EXPECT_EQ(S_OK, canUnload());
+}
+
+TEST(Server, MakesObjectsByTheRulesOfClassFactories) {
+  const auto factory = classFactory();
+  const auto outer = TestSource::make();
+  void* object = &object;
+  EXPECT_EQ(CLASS_E_NOAGGREGATION,
+            factory->CreateInstance(static_cast<IDispatch*>(outer.get()), IID_IUnknown, &object));
+  EXPECT_EQ(nullptr, object);
+  EXPECT_EQ(E_NOINTERFACE, factory->CreateInstance(nullptr, IID_IPersist, &object));
+  EXPECT_EQ(E_POINTER, factory->CreateInstance(nullptr, IID_IUnknown, nullptr));
+  auto* const getClassObject =
+      entryPoint<HRESULT WINAPI(REFCLSID, REFIID, void**)>("DllGetClassObject");
+  EXPECT_EQ(CLASS_E_CLASSNOTAVAILABLE, getClassObject(IID_IUnknown, IID_IUnknown, &object));
+  EXPECT_EQ(E_POINTER, getClassObject(__uuidof(Zollection), IID_IUnknown, nullptr));
+}
+
+TEST(Server, GivesObjectsTheInterfacesOfAnEventSource) {
+  const auto z = newCollection();
+  const auto identity = ComPtr<IUnknown>::from(z.get());
+  for (const IID& id :
+       {IID_IDispatch, __uuidof(_Zollection), IID_IProvideClassInfo, IID_IProvideClassInfo2,
+        IID_IConnectionPointContainer, IID_ISupportErrorInfo}) {
+    const auto face = ComPtr<IUnknown>::from(z.get(), id);
+    ASSERT_TRUE(face);
+    EXPECT_EQ(identity.get(), ComPtr<IUnknown>::from(face.get()).get()) << "one identity";
+  }
+  EXPECT_FALSE(ComPtr<IUnknown>::from(z.get(), IID_IPersist));
+
+  GUID source;
+  const auto info = ComPtr<IProvideClassInfo2>::from(z.get());
+  EXPECT_EQ(S_OK, info->GetGUID(GUIDKIND_DEFAULT_SOURCE_DISP_IID, &source));
+  EXPECT_EQ(__uuidof(__Zollection), source);
+  EXPECT_EQ(E_INVALIDARG, info->GetGUID(99, &source));
+  const auto errors = ComPtr<ISupportErrorInfo>::from(z.get());
+  EXPECT_EQ(S_OK, errors->InterfaceSupportsErrorInfo(__uuidof(_Zollection)));
+  EXPECT_EQ(S_FALSE, errors->InterfaceSupportsErrorInfo(IID_IConnectionPointContainer));
+}
+
+TEST(Server, EnumeratesItsConnectionPointAndConnections) {
+  const auto z = newCollection();
+  const auto container = ComPtr<IConnectionPointContainer>::from(z.get());
+  ComPtr<IEnumConnectionPoints> points;
+  ComPtr<IConnectionPoint> point;
+  ComPtr<IEnumConnections> connections;
+  ULONG fetched = 7;
+  IID id;
+  DWORD cookie = 7;
+  ASSERT_EQ(S_OK, container->EnumConnectionPoints(points.put()));
+  ASSERT_EQ(S_OK, points->Next(1, point.put(), &fetched));
+  EXPECT_EQ(1u, fetched);
+  EXPECT_EQ(S_OK, point->GetConnectionInterface(&id));
+  EXPECT_EQ(__uuidof(__Zollection), id);
+  EXPECT_EQ(CONNECT_E_NOCONNECTION, container->FindConnectionPoint(IID_IDispatch, point.put()));
+  ASSERT_EQ(S_OK, container->FindConnectionPoint(__uuidof(__Zollection), point.put()));
+  EXPECT_EQ(E_POINTER, point->Advise(nullptr, &cookie));
+  EXPECT_EQ(CONNECT_E_CANNOTCONNECT, point->Advise(points.get(), &cookie)) << "no dispatch";
+  EXPECT_EQ(CONNECT_E_NOCONNECTION, point->Unadvise(1));
+
+  const auto client = TestSource::make();  // a dispatch object will do
+  ASSERT_EQ(S_OK, point->Advise(static_cast<IDispatch*>(client.get()), &cookie));
+  ASSERT_EQ(S_OK, point->EnumConnections(connections.put()));
+  CONNECTDATA data[2];
+  EXPECT_EQ(S_FALSE, connections->Next(2, data, &fetched));
+  ASSERT_EQ(1u, fetched);
+  EXPECT_EQ(cookie, data[0].dwCookie);
+  data[0].pUnk->Release();
+  EXPECT_EQ(S_OK, point->Unadvise(cookie));
+}
+
+// Every parameter with a default is a reference, with the default of its own value type.
+TEST(Server, DescribesMembersWithTheirDefaults) {
+  ComPtr<ITypeInfo> info;
+  ASSERT_EQ(S_OK, newCollection()->GetTypeInfo(0, 0, info.put()));
+  DISPID id = 0;
+  wchar_t name[] = L"add";
+  LPOLESTR names[] = {name};
+  ASSERT_EQ(S_OK, info->GetIDsOfNames(names, 1, &id));
+  TYPEATTR* attributes;
+  ASSERT_EQ(S_OK, info->GetTypeAttr(&attributes));
+  bool found = false;
+  for (UINT i = 0; i < attributes->cFuncs; ++i) {
+    FUNCDESC* function;
+    ASSERT_EQ(S_OK, info->GetFuncDesc(i, &function));
+    if (function->memid == id) {
+      found = true;
+      ASSERT_EQ(5, function->cParams);
+      for (int p : {1, 2}) {
+        const ELEMDESC& parameter = function->lprgelemdescParam[p];
+        ASSERT_EQ(VT_PTR, parameter.tdesc.vt);
+        EXPECT_EQ(VT_BSTR, parameter.tdesc.lptdesc->vt);
+        ASSERT_TRUE(parameter.paramdesc.wParamFlags & PARAMFLAG_FHASDEFAULT);
+        const VARIANT& value = parameter.paramdesc.pparamdescex->varDefaultValue;
+        EXPECT_EQ(VT_BSTR, V_VT(&value));
+        EXPECT_EQ(L"", zsupport::viewOf(V_BSTR(&value)));
+      }
+      EXPECT_TRUE(function->lprgelemdescParam[3].paramdesc.wParamFlags & PARAMFLAG_FOPT);
+    }
+    info->ReleaseFuncDesc(function);
+  }
+  EXPECT_TRUE(found);
+  info->ReleaseTypeAttr(attributes);
+}
+
+// Registration writes below HKEY_CURRENT_USER here, which is a key of the test's own.
+class Registration : public testing::Test {
+ protected:
+  static constexpr wchar_t kSandbox[] = L"Software\\ZSupportTestSandbox";
+
+  Registration() {
+    RegDeleteTreeW(HKEY_CURRENT_USER, kSandbox);
+    EXPECT_EQ(ERROR_SUCCESS, RegCreateKeyW(HKEY_CURRENT_USER, kSandbox, &sandbox_));
+    EXPECT_EQ(ERROR_SUCCESS, RegOverridePredefKey(HKEY_CURRENT_USER, sandbox_));
+  }
+  ~Registration() override {
+    RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
+    RegCloseKey(sandbox_);
+    RegDeleteTreeW(HKEY_CURRENT_USER, kSandbox);
+  }
+
+  HRESULT install(bool on, const wchar_t* commandLine = L"user") {
+    return entryPoint<HRESULT WINAPI(BOOL, LPCWSTR)>("DllInstall")(on, commandLine);
+  }
+
+  // All keys and values below a key: path, "@", name to text.
+  static std::map<std::wstring, std::wstring> dump(HKEY root, const std::wstring& path) {
+    std::map<std::wstring, std::wstring> all;
+    HKEY key;
+    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, &key)) return all;
+    all[path] = L"";
+    wchar_t name[256], text[512];
+    for (DWORD i = 0;; ++i) {
+      DWORD nameSize = 256, textSize = sizeof text, type;
+      if (RegEnumValueW(key, i, name, &nameSize, nullptr, &type, reinterpret_cast<BYTE*>(text),
+                        &textSize)) {
+        break;
+      }
+      all[path + L"@" + name] = text;
+    }
+    for (DWORD i = 0;; ++i) {
+      if (RegEnumKeyW(key, i, name, 256)) break;
+      all.merge(dump(root, path + L"\\" + name));
+    }
+    RegCloseKey(key);
+    return all;
+  }
+  static std::map<std::wstring, std::wstring> written() {
+    return dump(HKEY_CURRENT_USER, L"Software\\Classes");
+  }
+
+ private:
+  HKEY sandbox_ = nullptr;
+};
+
+TEST_F(Registration, ForTheUserWritesEverythingAndRemovesIt) {
+  ASSERT_EQ(S_OK, install(true));
+  auto keys = written();
+  const std::wstring clsid = L"{938E3045-256D-4EFB-94A7-7850587452DD}";
+  const std::wstring root = L"Software\\Classes\\", cls = root + L"CLSID\\" + clsid;
+  wchar_t module[MAX_PATH];
+  GetModuleFileNameW(library(), module, MAX_PATH);
+  EXPECT_EQ(module, keys[cls + L"\\InprocServer32@"]);
+  EXPECT_EQ(L"Apartment", keys[cls + L"\\InprocServer32@ThreadingModel"]);
+  EXPECT_EQ(L"ZSupport.Zollection.1", keys[cls + L"\\ProgID@"]);
+  EXPECT_EQ(clsid, keys[root + L"ZSupport.Zollection\\CLSID@"]);
+  EXPECT_EQ(clsid, keys[root + L"ZSupport.Zollection.1\\CLSID@"]);
+  EXPECT_EQ(module,
+            keys[root + L"TypeLib\\{EB457140-75E3-41DC-9BFB-3361FC42A7B6}\\1.0\\0\\win32@"]);
+  ASSERT_EQ(S_OK, install(true)) << "over itself";
+  EXPECT_EQ(keys, written());
+
+  ASSERT_EQ(S_OK, install(false));
+  for (const auto& [path, text] : written()) {
+    EXPECT_EQ(std::wstring::npos, path.find(L"ZSupport")) << "left behind";
+    EXPECT_EQ(std::wstring::npos, path.find(L'{')) << "left behind";
+  }
+  EXPECT_EQ(S_OK, install(false)) << "nothing to remove";
+  EXPECT_EQ(E_INVALIDARG, install(true, L"nobody"));
+}
+
+TEST_F(Registration, ThatFailsLeavesNoTrace) {
+  // Below a volatile key, only volatile keys can be created: the attempt fails on the way.
+  HKEY obstacle;
+  ASSERT_EQ(ERROR_SUCCESS,
+            RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Classes\\TypeLib", 0, nullptr,
+                            REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &obstacle, nullptr));
+  RegCloseKey(obstacle);
+  HKEY old;
+  const wchar_t mine[] = L"mine";
+  RegCreateKeyW(HKEY_CURRENT_USER, L"Software\\Classes\\ZSupport.Zollection", &old);
+  RegSetValueExW(old, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(mine), sizeof mine);
+  RegCloseKey(old);
+  const auto before = written();
+  EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_CHILD_MUST_BE_VOLATILE), install(true));
+  EXPECT_EQ(before, written());
+}
+
+}  // namespace
