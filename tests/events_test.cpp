@@ -1,6 +1,7 @@
 // From an item's event to the collection's: discovery, names, arguments and their way back.
 #include <exdisp.h>
 
+#include <cstring>
 #include <exdispid.h>
 
 #include "support/com.h"
@@ -145,6 +146,20 @@ TEST_F(Events, CarryChangesBackIntoByReferenceArguments) {
   EXPECT_EQ(1u, other->references);
 }
 
+TEST_F(Events, CopyDecimalsWithoutTheirTypeField) {
+  const auto item = added();
+  DECIMAL decimal{};
+  client.onEvent = [](SAFEARRAY** aParams) {
+    VARIANT& value = element(aParams, 0);
+    V_DECIMAL(&value).Lo64 = 0x0807060504030201;
+    V_VT(&value) = VT_DECIMAL;
+  };
+  item->fire(1, {reference(VT_DECIMAL, &decimal)});
+  BYTE bytes[sizeof decimal];
+  std::memcpy(bytes, &decimal, sizeof bytes);
+  EXPECT_EQ(1, bytes[6]) << "two bytes before its place";
+}
+
 TEST_F(Events, KeepTheOldValueWhenTheNewOneDoesNotConvert) {
   const auto item = added();
   BSTR text = SysAllocString(L"old");
@@ -214,6 +229,7 @@ TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
     Behaviour behaviour;
     bool heard;
     LONG failure;
+    std::wstring sourceIID = {};
   } cases[] = {
       {"class found by interface", {}, true, 0},
       {"class told by the object", {.described = &__uuidof(_Orphan), .classInfo = &plain}, true, 0},
@@ -228,6 +244,11 @@ TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
       {"nothing to fall back on", {.described = nullptr}, false, kNoConnectionPoint},
       {"default source without a point: silent", {.events = IID_IEnumVARIANT}, false, 0},
       {"refused by the source: silent", {.adviseResult = E_ACCESSDENIED}, false, 0},
+      {"dual source, asked for by name",
+       {.events = __uuidof(DualEvents)},
+       false,
+       kNotDispinterface,
+       L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C22}"},
       {"a vtable sink is wanted: silent",
        {.described = nullptr, .events = IID_IPropertyNotifySink, .enumerates = true},
        false,
@@ -235,12 +256,12 @@ TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
   };
   LONG reason = 0;
   client.onConnectionFailed = [&](BSTR*, LONG why) { reason = why; };
-  for (const auto& [what, behaviour, heard, failure] : cases) {
+  for (const auto& [what, behaviour, heard, failure, sourceIID] : cases) {
     SCOPED_TRACE(what);
     client.heard.clear();
     reason = 0;
     const auto item = TestSource::make(behaviour);
-    EXPECT_EQ(failure, add(z.get(), item.get()));
+    EXPECT_EQ(failure, add(z.get(), item.get(), {.sourceIID = sourceIID}));
     EXPECT_EQ(failure, reason);
     item->fire(1);
     EXPECT_EQ(heard ? 1u : 0u, client.heard.size());

@@ -6,11 +6,13 @@
 #include <thread>
 
 #include "automation/error.h"
-#include "companion/trace_recorder.h"
 #include "frame/mdlErrorHandling.h"
+#include "frame/mdlGlobal.h"
 #include "frame/mdlSupport.h"
 #include "frame/mdlZTrace.h"
 #include "frame/thread_state.h"
+#include "support/gzsupport.h"
+#include "support/trace_recorder.h"
 
 using namespace zsupport;
 
@@ -121,5 +123,9 @@ TEST(Frame, KnowsItsOwnPlaceAndVersion) {
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   if (!openThreadStates()) return 1;
+  setSupportFactory(createSupportObject);
+  serviceFactory().makeTraceService = []() -> std::unique_ptr<TraceService> {
+    return std::make_unique<TraceRecorder>();
+  };
   return RUN_ALL_TESTS();
 }

@@ -1,4 +1,8 @@
 // What callers and items do at the worst moment, and who still holds what afterwards.
+#include <windows.h>
+#include <olectl.h>
+
+#include <algorithm>
 #include <string>
 
 #include "support/com.h"
@@ -9,6 +13,8 @@ namespace {
 
 class Lifetime : public testing::Test {
  protected:
+  // An error of the collection's own: from here on, this thread's errors are raised.
+  Lifetime() { EXPECT_EQ(runtimeError(381), z->RemoveByIndex(0)); }
   ~Lifetime() override {
     z.reset();
     EXPECT_EQ(aliveBefore_, TestSource::alive) << "an item was leaked";
@@ -113,15 +119,20 @@ TEST_F(Lifetime, AnItemMayFireWhileItIsBeingConnected) {
 TEST_F(Lifetime, HandlersMayChangeTheCollectionAtAnyMoment) {
   enum Moment { kAdvise, kUnadvise, kDestroy, kEvent, kConnectionFailed, kMoments };
   for (int moment = 0; moment < kMoments; ++moment) {
-    for (int deed = 0; deed < 6; ++deed) {
+    for (int deed = 0; deed < 14; ++deed) {
       SCOPED_TRACE("moment " + std::to_string(moment) + ", deed " + std::to_string(deed));
       z = newCollection();
       TestClient client(z.get());
       const auto neighbours = {added({}, {.key = L"1"}), added({}, {.key = L"2"})};
+      const bool withStrays = deed >= 7;
+      for (int i = 0; withStrays && i < 2; ++i) {
+        EXPECT_EQ(runtimeError(457),
+                  add(z.get(), TestSource::make().get(), {.key = L"1", .before = longValue(1)}));
+      }
       bool done = false;
       const auto strike = [&] {
         if (std::exchange(done, true)) return;
-        switch (deed) {
+        switch (deed % 7) {
           case 0:
             return clearAll();
           case 1:
@@ -133,6 +144,8 @@ TEST_F(Lifetime, HandlersMayChangeTheCollectionAtAnyMoment) {
           case 4:
             return void(add(z.get(), TestSource::make().get(), {.before = longValue(1)}));
           case 5:
+            return void(z->RemoveByKey(Text(L"2").get()));  // the last, pushed by a gap
+          case 6:
             while (countOf(z.get()) > 0) ASSERT_EQ(S_OK, z->RemoveByIndex(1));
         }
       };
@@ -167,6 +180,30 @@ TEST_F(Lifetime, HandlersMayChangeTheCollectionAtAnyMoment) {
   }
 }
 
+TEST_F(Lifetime, AddingInTheMidstOfAddingLosesNoPosition) {
+  const auto a = added(), b = added(), c = added();
+  ComPtr<TestSource> inner = TestSource::make();
+  Behaviour behaviour;
+  behaviour.onAdvise = [&] { EXPECT_EQ(S_OK, add(z.get(), inner.get())); };
+  const auto outer = added(behaviour, {.before = longValue(2)});
+  ASSERT_EQ(5, countOf(z.get()));
+  std::vector<IDispatch*> items;
+  for (LONG i = 1; i <= 5; ++i) items.push_back(itemAt(z.get(), i).get());
+  for (TestSource* each : {a.get(), b.get(), c.get(), inner.get(), outer.get()}) {
+    EXPECT_EQ(1, std::count(items.begin(), items.end(), each));
+  }
+  EXPECT_EQ(static_cast<IDispatch*>(outer.get()), items[1]);
+}
+
+TEST_F(Lifetime, ACollectionThatContainsItselfDoesNotRunAway) {
+  TestClient client(z.get());
+  const auto item = added();
+  ASSERT_EQ(S_OK, add(z.get(), z.get()));
+  item->fire(1);
+  EXPECT_GT(client.heard.size(), 1u);
+  clearAll();
+}
+
 TEST_F(Lifetime, AHandlerMayReleaseTheCollectionInMidEvent) {
   const auto item = added();
   {
@@ -182,7 +219,6 @@ TEST_F(Lifetime, AHandlerMayReleaseTheCollectionInMidEvent) {
 }
 
 TEST_F(Lifetime, AnItemThatCannotLetGoLeavesAllTheSame) {
-  EXPECT_EQ(runtimeError(381), z->RemoveByIndex(0));  // from here on, errors are raised
   const auto item = added({.unadviseResult = E_FAIL}, {.key = L"k"});
   EXPECT_EQ(E_FAIL, z->RemoveByIndex(1));
   EXPECT_EQ(0, countOf(z.get()));
@@ -191,6 +227,9 @@ TEST_F(Lifetime, AnItemThatCannotLetGoLeavesAllTheSame) {
   ASSERT_EQ(S_OK, add(z.get(), item.get()));
   EXPECT_EQ(E_FAIL, z->Clear());
   EXPECT_EQ(S_OK, add(z.get(), item.get())) << "usable again";
+  item->behaviour.losesPoint = true;
+  EXPECT_EQ(CONNECT_E_NOCONNECTION, z->RemoveByIndex(1));
+  EXPECT_EQ(S_OK, add(z.get(), item.get()));
   z.reset();
   EXPECT_EQ(1u, item->references);
 }

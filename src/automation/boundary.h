@@ -10,6 +10,10 @@ HRESULT reportToCaller(REFIID interfaceId) noexcept;
 
 // Null pointers that a caller passes are refused before anything else happens.
 void requirePointer(const void* pointer);
+template <class... Pointers>
+void requirePointers(Pointers... pointers) {
+  (requirePointer(pointers), ...);
+}
 
 // Runs the body of a COM method.
 template <class Body>

@@ -6,34 +6,20 @@
 #include <ocidl.h>
 
 #include <concepts>
+#include <type_traits>
 
-#include "automation/boundary.h"
+#include "automation/dispatch.h"
 #include "automation/module.h"
-#include "automation/type_library.h"
 
 namespace zsupport {
 
-// The methods of a class that do not depend on its interfaces.
-class ClassDescription {
- public:
-  ClassDescription(REFCLSID classId, REFIID defaultInterface, REFIID sourceInterface)
-      : classId_(classId), defaultInterface_(defaultInterface), sourceInterface_(sourceInterface) {}
-
-  HRESULT classInfo(ITypeInfo** info) const noexcept;
-  HRESULT sourceGuid(DWORD kind, GUID* guid) const noexcept;
-  HRESULT dispatchInfo(UINT index, ITypeInfo** info) const noexcept;
-  HRESULT idsOfNames(LPOLESTR* names, UINT count, DISPID* ids) const noexcept;
-  HRESULT invoke(IDispatch* self, DISPID member, WORD flags, DISPPARAMS* arguments, VARIANT* result,
-                 EXCEPINFO* exception, UINT* badArgument) const noexcept;
-
- private:
-  const CLSID& classId_;
-  const IID& defaultInterface_;
-  const IID& sourceInterface_;
-};
+HRESULT classInfoOf(REFCLSID classId, ITypeInfo** info) noexcept;
+// IID_NULL: a class without events.
+HRESULT sourceGuidOf(REFIID sourceInterface, DWORD kind, GUID* guid) noexcept;
 
 // Base of a coclass: Class is the class itself, Default its dual default interface, Source its
-// event interface, Others its further interfaces. Class may define onFinalRelease(), which runs
+// event interface, Others its further interfaces. Class has a static
+// members(), the table of Default, and may define onFinalRelease(), which runs
 // while the object is still whole and may be called back.
 template <class Class, class CoClassTag, class Default, class Source, class... Others>
 class CoClass : public Default,
@@ -80,26 +66,29 @@ class CoClass : public Default,
     return S_OK;
   }
   HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID, ITypeInfo** info) override {
-    return description().dispatchInfo(index, info);
+    return Class::members().typeInfo(index, info);
   }
   HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID,
                                           DISPID* ids) override {
-    return description().idsOfNames(names, count, ids);
+    return Class::members().idsOfNames(names, count, ids);
   }
-  HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID reserved, LCID, WORD flags,
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID reserved, LCID locale, WORD flags,
                                    DISPPARAMS* arguments, VARIANT* result, EXCEPINFO* exception,
                                    UINT* badArgument) override {
-    if (reserved != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
-    return description().invoke(static_cast<Default*>(this), member, flags, arguments, result,
-                                exception, badArgument);
+    return Class::members().invoke(static_cast<Default*>(this), member, reserved, locale, flags,
+                                   arguments, result, exception, badArgument);
   }
 
   // IProvideClassInfo2
   HRESULT STDMETHODCALLTYPE GetClassInfo(ITypeInfo** info) override {
-    return description().classInfo(info);
+    return classInfoOf(__uuidof(CoClassTag), info);
   }
   HRESULT STDMETHODCALLTYPE GetGUID(DWORD kind, GUID* guid) override {
-    return description().sourceGuid(kind, guid);
+    if constexpr (std::is_void_v<Source>) {
+      return sourceGuidOf(IID_NULL, kind, guid);
+    } else {
+      return sourceGuidOf(__uuidof(Source), kind, guid);
+    }
   }
 
   // ISupportErrorInfo
@@ -118,12 +107,6 @@ class CoClass : public Default,
 
  private:
   static constexpr LONG kEnding = 0x40000000;
-
-  static const ClassDescription& description() {
-    static const ClassDescription instance(__uuidof(CoClassTag), __uuidof(Default),
-                                           __uuidof(Source));
-    return instance;
-  }
 
   template <class Interface>
   bool answer(REFIID id, void** object) {

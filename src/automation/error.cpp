@@ -85,6 +85,12 @@ Error currentError() {
   }
 }
 
+void checkWin32(LSTATUS status) {
+  if (status != ERROR_SUCCESS) {
+    throw makeError(HRESULT_FROM_WIN32(static_cast<unsigned>(status)));
+  }
+}
+
 HRESULT toHresult(LONG number) {
   if (number > 0 && number <= 0xFFFF)
     return static_cast<HRESULT>(0x800A0000u | static_cast<ULONG>(number));

@@ -38,8 +38,11 @@ std::wstring standardDescription(LONG number);
 Error makeError(LONG number, std::wstring source = kRuntimeSource);
 
 // Throws when a call of the platform failed, under the run-time number of the failure where it has
-// one (overflow 6, type mismatch 13, out of memory 7, bad index 9).
+// one (bad argument 5, overflow 6, out of memory 7, bad index 9, type mismatch 13).
 void checkPlatform(HRESULT result);
+
+// Throws when a call of the registry or another status-returning function failed.
+void checkWin32(LSTATUS status);
 
 // The exception in flight as an Error, whatever it is. Call inside a handler only.
 Error currentError();

@@ -10,34 +10,16 @@
 #include <utility>
 #include <vector>
 
-#include "automation/com_ptr.h"
-#include "automation/module.h"
+#include "automation/com_object.h"
 
 namespace zsupport {
 
 // Enumerator is the interface, Held what is kept per element (copyable), Handed what a caller
 // gets; give() turns the first into the second, with a reference for the caller.
 template <class Enumerator, class Held, class Handed, void (*give)(const Held&, Handed*)>
-class SnapshotEnumerator final : public Enumerator, private LiveObject {
+class SnapshotEnumerator final : public ComObject<Enumerator> {
  public:
   explicit SnapshotEnumerator(std::vector<Held> list) : list_(std::move(list)) {}
-
-  // IUnknown
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
-    if (!object) return E_POINTER;
-    *object = id == IID_IUnknown || id == __uuidof(Enumerator) ? this : nullptr;
-    if (!*object) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override {
-    return static_cast<ULONG>(InterlockedIncrement(&references_));
-  }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const LONG left = InterlockedDecrement(&references_);
-    if (left == 0) delete this;
-    return static_cast<ULONG>(left);
-  }
 
   // Enumerator
   HRESULT STDMETHODCALLTYPE Next(ULONG wanted, Handed* elements, ULONG* fetched) override {
@@ -75,7 +57,6 @@ class SnapshotEnumerator final : public Enumerator, private LiveObject {
 
   const std::vector<Held> list_;
   size_t position_ = 0;
-  LONG references_ = 1;
 };
 
 }  // namespace zsupport

@@ -40,9 +40,6 @@ class Text {
   BSTR text_ = nullptr;
 };
 
-// Same text to the letter.
-inline bool sameText(std::wstring_view a, std::wstring_view b) { return a == b; }
-
 // Same text to a reader of the user's language, letter case ignored.
 inline bool sameTextIgnoringCase(BSTR a, BSTR b) {
   // VarBstrCmp wants real strings; a null BSTR is the empty one.

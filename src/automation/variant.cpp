@@ -51,6 +51,25 @@ bool isNumeric(const VARIANT& value) {
   }
 }
 
+bool areEqual(const VARIANT& left, const VARIANT& right) {
+  Variant leftHolder, rightHolder;
+  const VARIANT& a = dereferenced(left, leftHolder);
+  const VARIANT& b = dereferenced(right, rightHolder);
+  const bool aIsText = typeOf(a) == VT_BSTR, bIsText = typeOf(b) == VT_BSTR;
+  if (aIsText && bIsText) return viewOf(V_BSTR(&a)) == viewOf(V_BSTR(&b));
+  if (aIsText || bIsText) {
+    const VARIANT& text = aIsText ? a : b;
+    return typeOf(aIsText ? b : a) == VT_EMPTY && viewOf(V_BSTR(&text)).empty();
+  }
+  // Of two objects, VarCmp would compare the values of their default members.
+  const auto isComparable = [](const VARIANT& value) {
+    return isNumeric(value) || typeOf(value) == VT_DATE;
+  };
+  return isComparable(a) && isComparable(b) &&
+         VarCmp(const_cast<VARIANT*>(&a), const_cast<VARIANT*>(&b), LOCALE_USER_DEFAULT, 0) ==
+             static_cast<HRESULT>(VARCMP_EQ);
+}
+
 LONG toLong(const VARIANT& value) {
   Variant number;
   convert(number, value, VT_I4);

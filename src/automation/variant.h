@@ -69,6 +69,11 @@ inline bool isMissing(const VARIANT& value) {
 // number in the user's locale. A date does not.
 bool isNumeric(const VARIANT& value);
 
+// The run-time's equality of values: numbers, dates and Booleans by value, texts to the letter,
+// text and anything else different but for Empty, which is 0 and "". Never equal: Null, and values
+// that cannot be compared.
+bool areEqual(const VARIANT& a, const VARIANT& b);
+
 // Conversions by the platform's rules; errors 6, 13 or 7.
 LONG toLong(const VARIANT& value);
 Text toText(const VARIANT& value);

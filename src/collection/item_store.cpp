@@ -25,13 +25,14 @@ bool eraseOne(std::vector<ItemRecord*>& list, const ItemRecord* record) {
 }  // namespace
 
 bool ItemStore::open(LONG step) {
+  close();
   increment = step;
   const SIZE_T initial = static_cast<SIZE_T>(increment) * 2 + KeyIndex::kBuckets * kAddress + 100;
-  auto heap = std::make_shared<PrivateHeap>(initial);
-  if (!heap->isOpen()) return false;
+  auto heap = PrivateHeap::create(initial);
+  if (!heap) return false;
   void* const buffer = heap->allocate(static_cast<SIZE_T>(increment));
   if (!buffer) return false;
-  heap_ = std::move(heap);
+  heap_ = heap;
   items_.open(buffer, 0, 1);
   capacity_ = allocated_ = increment;
   return true;
@@ -93,6 +94,7 @@ ItemRecord* ItemStore::allocateRecord() {
 }
 
 void ItemStore::freeRecord(ItemRecord* record) {
+  ++changes_;  // an open gap may have pushed it
   eraseOne(busy_, record);
   eraseOne(unlisted_, record);
   heap_->free(record);
@@ -119,52 +121,91 @@ bool ItemStore::dropListing(ItemRecord* record) {
 }
 
 // Afterwards the accounts can be kept without a failure in the middle of a change.
-void ItemStore::reserveAccounts() {
-  unlisted_.reserve(unlisted_.size() + 1);
-  furtherListings_.reserve(furtherListings_.size() + 1);
+void ItemStore::reserveAccounts(size_t changes) {
+  unlisted_.reserve(unlisted_.size() + changes);
+  furtherListings_.reserve(furtherListings_.size() + changes);
 }
 
-ItemStore::Gap ItemStore::openGap(LONG p) {
-  reserveAccounts();
+ItemStore::Move ItemStore::openGap(LONG p) {
+  p = std::min(p, count_);
+  reserveAccounts(1);
   ++changes_;
-  if (p < count_) {
-    ItemRecord** const slots = items_.slots();
-    ItemRecord* const last = slots[count_ - 1];
-    std::memmove(slots + p + 1, slots + p, static_cast<size_t>(count_ - p) * kAddress);
-    addListing(slots[p]);
-    dropListing(last);
-  }
-  return {p, changes_};
+  if (p == count_) return {p, nullptr, nullptr, changes_};
+  ItemRecord** const slots = items_.slots();
+  ItemRecord* const last = slots[count_ - 1];
+  std::memmove(slots + p + 1, slots + p, static_cast<size_t>(count_ - p) * kAddress);
+  addListing(slots[p]);
+  dropListing(last);
+  return {p, slots[p], last, changes_};
 }
 
-bool ItemStore::fillGap(Gap gap, ItemRecord* record) {
+bool ItemStore::fillGap(Move gap, ItemRecord* record) {
   if (changes_ != gap.changes) {
-    // Foreign code has added or removed items meanwhile, and the old gap is no more.
+    // Foreign code has added or removed items meanwhile. The record that was pushed out comes back
+    // behind the last, unless it has left or is leaving.
+    if (gap.twice) dropFurtherListing(gap.twice);
+    if (gap.pushed && isUnlisted(gap.pushed) && !isBusy(gap.pushed)) {
+      if (!grow()) return false;
+      reserveAccounts(1);
+      items_.resize(++count_);
+      items_[count_] = gap.pushed;
+      addListing(gap.pushed);
+    }
     if (!grow()) return false;
-    gap = openGap(std::min(gap.p, count_));
+    gap = openGap(gap.p);
   }
-  reserveAccounts();
+  reserveAccounts(2);
   ++changes_;
+  ItemRecord** const slots = items_.slots();
   if (gap.p < count_) {
-    ItemRecord** const slots = items_.slots();
     dropListing(slots[gap.p]);
     addListing(slots[count_]);
   }
-  items_.resize(++count_);
-  items_[gap.p + 1] = record;
+  slots[gap.p] = record;
   addListing(record);
+  items_.resize(++count_);
   return true;
 }
 
-bool ItemStore::unlist(LONG position) {
-  reserveAccounts();
+ItemStore::Move ItemStore::moveDown(LONG position) {
+  reserveAccounts(2);
   ++changes_;
-  ItemRecord* const record = items_[position];
   ItemRecord** const slots = items_.slots();
+  ItemRecord* const record = items_[position];
+  ItemRecord* const last = slots[count_ - 1];
   std::memmove(slots + position - 1, slots + position,
                static_cast<size_t>(count_ - position) * kAddress);
-  items_.resize(--count_);
-  return dropListing(record);
+  addListing(last);
+  dropListing(record);
+  return {position - 1, last, nullptr, changes_};
+}
+
+void ItemStore::closeUp(const Move& move) {
+  if (changes_ == move.changes) {
+    reserveAccounts(1);
+    ++changes_;
+    items_.resize(--count_);
+    dropListing(move.twice);
+  } else {
+    dropFurtherListing(move.twice);
+  }
+}
+
+// Takes out the last listing of a record that still has another.
+void ItemStore::dropFurtherListing(ItemRecord* record) {
+  if (!hasFurtherListing(record)) return;
+  for (LONG position = count_; position >= 1; --position) {
+    if (items_[position] == record) {
+      unlist(position);
+      return;
+    }
+  }
+}
+
+bool ItemStore::unlist(LONG position) {
+  ItemRecord* const record = items_[position];
+  closeUp(moveDown(position));
+  return isUnlisted(record);
 }
 
 void ItemStore::unlistAll(const ItemRecord* record, LONG hint) {

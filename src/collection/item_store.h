@@ -15,7 +15,6 @@
 
 #include <windows.h>
 
-#include <memory>
 #include <vector>
 
 #include "collection/address_array.h"
@@ -23,6 +22,26 @@
 #include "events/item_record.h"
 
 namespace zsupport {
+
+// The array of record addresses. Readers outside the collection keep a pointer to it, which becomes
+// null when the array goes.
+class ItemArray : public AddressArray<ItemRecord> {
+ public:
+  ItemArray() = default;
+  ItemArray(const ItemArray&) = delete;
+  ItemArray& operator=(const ItemArray&) = delete;
+  ~ItemArray() {
+    for (ItemArray** const reader : readers_) *reader = nullptr;
+  }
+  void addReader(ItemArray** reader) {
+    readers_.push_back(reader);
+    *reader = this;
+  }
+  void removeReader(ItemArray** reader) { std::erase(readers_, reader); }
+
+ private:
+  std::vector<ItemArray**> readers_;
+};
 
 class ItemStore {
  public:
@@ -33,7 +52,9 @@ class ItemStore {
 
   LONG count() const { return count_; }
   PrivateHeap* heap() const { return heap_.get(); }
-  std::shared_ptr<PrivateHeap> sharedHeap() const { return heap_; }
+
+  // For enumerators, which read the array as it is at each step.
+  ItemArray& items() { return items_; }
 
   // Growth and shrink step of the array's buffer, in bytes.
   LONG increment = 0;
@@ -58,17 +79,24 @@ class ItemStore {
   void setBusy(ItemRecord* record);
   void setIdle(ItemRecord* record);
 
-  // A place that was made for a new item, and the state of the list at that moment.
-  struct Gap {
+  // A move of the array that is not finished yet, and the state of the list at that moment. While
+  // it is open, one record is listed twice, and a gap has pushed one beyond Count (or null).
+  struct Move {
     LONG p;
+    ItemRecord* twice;
+    ItemRecord* pushed;
     ULONG changes;
   };
 
   // Moves positions p + 1 to Count one place up, for an item that is to become item p + 1.
-  Gap openGap(LONG p);
-  // Puts the record into the gap; when the list has changed since, into a new one. False when
-  // there is no memory for that.
-  bool fillGap(Gap gap, ItemRecord* record);
+  Move openGap(LONG p);
+  // Puts the record into the gap. When the list has changed since, takes the move back and puts the
+  // record into a new gap; false when there is no memory for that.
+  bool fillGap(Move gap, ItemRecord* record);
+
+  // Takes a listing out by moving the positions behind it down; Count follows with closeUp.
+  Move moveDown(LONG position);
+  void closeUp(const Move& move);
 
   // Whether the record is listed more than once.
   bool hasFurtherListing(const ItemRecord* record) const;
@@ -89,13 +117,14 @@ class ItemStore {
  private:
   void addListing(ItemRecord* record);
   bool dropListing(ItemRecord* record);
-  void reserveAccounts();
+  void reserveAccounts(size_t changes);
+  void dropFurtherListing(ItemRecord* record);
 
-  AddressArray<ItemRecord> items_;
+  ItemArray items_;
   LONG capacity_ = 0;   // nominal size of the buffer in bytes; stays enlarged after a failed growth
   LONG allocated_ = 0;  // its real size
   LONG count_ = 0;
-  std::shared_ptr<PrivateHeap> heap_;
+  ComPtr<PrivateHeap> heap_;
 
   std::vector<ItemRecord*> unlisted_;
   std::vector<ItemRecord*> furtherListings_;  // one entry per listing beyond a record's first

@@ -6,7 +6,7 @@
 
 #include "ZSupport.h"
 #include "automation/error.h"
-#include "collection/procedure.h"
+#include "events/procedure.h"
 
 namespace zsupport {
 namespace {
@@ -58,14 +58,19 @@ ItemRecord* KeyIndex::pvGetItemByKey(BSTR key, ItemRecord* record) {
 
 void KeyIndex::pvRemoveKey(OLECHAR* text) {
   framed(procedure(L"Sub pvRemoveKey"), [&] {
-    KeyNode** link = &bucketOf(text);
-    while (*link && (*link)->key != text && !equal((*link)->key, text)) link = &(*link)->next;
-    KeyNode* const node = *link;
-    if (!node) return;
-    *link = node->next;
+    unlink(text);
     pvSysFreeString(text);
-    heap_->free(node);
   });
+}
+
+// By address: an equal text may by now be the key of another record.
+void KeyIndex::unlink(OLECHAR* text) {
+  KeyNode** link = &bucketOf(text);
+  while (*link && (*link)->key != text) link = &(*link)->next;
+  KeyNode* const node = *link;
+  if (!node) return;
+  *link = node->next;
+  heap_->free(node);
 }
 
 ItemRecord* KeyIndex::take(BSTR key) {

@@ -45,8 +45,10 @@ class KeyIndex {
   // entered for the given record unless that is null, too.
   ItemRecord* pvGetItemByKey(BSTR key, ItemRecord* record);
 
-  // Takes a stored key (a record's key pointer) out and frees its text. It must be in the index.
+  // Frees a stored key (a record's key pointer), and takes it out if it is still in the index.
   void pvRemoveKey(OLECHAR* text);
+  // Takes a stored key out and leaves its text to the record.
+  void unlink(OLECHAR* text);
 
   // Takes a key out and frees its text; returns its record, or null when it is absent.
   ItemRecord* take(BSTR key);

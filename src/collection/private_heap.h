@@ -1,21 +1,32 @@
-// The private heap of one collection. All of its blocks go at once when the heap goes.
+// The private heap of one collection. All of its blocks go at once when the heap goes, which is
+// when its last holder lets go: the collection, a call that is working on a block, an enumerator.
 #pragma once
 
 #include <windows.h>
+
+#include <new>
+
+#include "automation/com_ptr.h"
 
 namespace zsupport {
 
 class PrivateHeap {
  public:
-  // Growable without limit; not open when the platform has no memory for it.
-  explicit PrivateHeap(SIZE_T initialBytes) : heap_(HeapCreate(0, initialBytes, 0)) {}
+  // Growable without limit; empty when the platform has no memory for it.
+  static ComPtr<PrivateHeap> create(SIZE_T initialBytes) {
+    const HANDLE heap = HeapCreate(0, initialBytes, 0);
+    if (!heap) return {};
+    auto* const created = new (std::nothrow) PrivateHeap(heap);
+    if (!created) HeapDestroy(heap);
+    return ComPtr<PrivateHeap>::attach(created);
+  }
   PrivateHeap(const PrivateHeap&) = delete;
   PrivateHeap& operator=(const PrivateHeap&) = delete;
-  ~PrivateHeap() {
-    if (heap_) HeapDestroy(heap_);
-  }
 
-  bool isOpen() const { return heap_ != nullptr; }
+  void AddRef() { ++holders_; }
+  void Release() {
+    if (--holders_ == 0) delete this;
+  }
 
   // Zeroed; null when there is no memory.
   void* allocate(SIZE_T bytes) { return HeapAlloc(heap_, HEAP_ZERO_MEMORY, bytes); }
@@ -27,7 +38,11 @@ class PrivateHeap {
   void free(void* block) { HeapFree(heap_, 0, block); }
 
  private:
+  explicit PrivateHeap(HANDLE heap) : heap_(heap) {}
+  ~PrivateHeap() { HeapDestroy(heap_); }
+
   const HANDLE heap_;
+  LONG holders_ = 1;
 };
 
 }  // namespace zsupport

@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "automation/boundary.h"
-#include "collection/procedure.h"
+#include "events/procedure.h"
 
 namespace zsupport {
 namespace {
@@ -15,11 +15,19 @@ constexpr LONG kLeastIncrement = 4;
 
 }  // namespace
 
+HRESULT ZollectionObject::QueryInterface(REFIID id, void** object) {
+  if (object && id == __uuidof(_Collection)) {
+    *object = static_cast<_Collection*>(&collectionFace_);
+    AddRef();
+    return S_OK;
+  }
+  return CoClass::QueryInterface(id, object);
+}
+
 void ZollectionObject::Class_Initialize() {
   framed(procedure(L"Sub Class_Initialize"), [&] {
     // CompareMode and UseDISPID are not touched: they outlive a Clear.
-    if (!store_.open(kFirstIncrement)) raiseOwn(runtime::kOutOfMemory, L"Zollection.Initialize");
-    if (!index_.open(*store_.heap())) {
+    if (!store_.open(kFirstIncrement) || !index_.open(*store_.heap())) {
       store_.close();
       raiseOwn(runtime::kOutOfMemory, L"Zollection.Initialize");
     }

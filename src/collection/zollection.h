@@ -9,6 +9,7 @@
 #include "automation/coclass.h"
 #include "automation/connection_point.h"
 #include "automation/text.h"
+#include "collection/collection_face.h"
 #include "collection/item_store.h"
 #include "collection/key_index.h"
 
@@ -18,6 +19,11 @@ class ZollectionObject final : public CoClass<ZollectionObject, Zollection, _Zol
                                               __Zollection, IConnectionPointContainer> {
  public:
   ZollectionObject() = default;
+
+  static const MemberTable& members();
+
+  // IUnknown: the Collection face is another object with this one's identity.
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override;
 
   // Opens the private heap and the arrays in it; error 7. To be called once, before use.
   void Class_Initialize();
@@ -51,6 +57,8 @@ class ZollectionObject final : public CoClass<ZollectionObject, Zollection, _Zol
   HRESULT STDMETHODCALLTYPE get_Key(LONG index, BSTR* key) override;
   HRESULT STDMETHODCALLTYPE put_Key(LONG index, BSTR key) override;
 
+  HRESULT STDMETHODCALLTYPE get_NewEnum(IUnknown** enumerator) override;
+
   // _Zollection: for the event sinks
   HRESULT STDMETHODCALLTYPE RaiseTheEvent(LONG lPtrItem, LONG dispid, LONG lParams) override;
 
@@ -62,7 +70,7 @@ class ZollectionObject final : public CoClass<ZollectionObject, Zollection, _Zol
   // A record that this call is working on, and the heap that it lives in.
   struct Holding {
     ItemRecord* record;
-    std::shared_ptr<PrivateHeap> heap;
+    ComPtr<PrivateHeap> heap;
   };
 
   // Insertion (zollection_add.cpp)
@@ -89,6 +97,7 @@ class ZollectionObject final : public CoClass<ZollectionObject, Zollection, _Zol
   bool isCurrent(const Holding& held) const { return held.heap.get() == store_.heap(); }
   void removeKey(ItemRecord* record);
   void pvClear();
+  void letGoOfAll(std::exception_ptr& failure);
 
   // Events (zollection_events.cpp)
   LONG pvIndexFromPtr(const ItemRecord* record) const;
@@ -98,7 +107,9 @@ class ZollectionObject final : public CoClass<ZollectionObject, Zollection, _Zol
   VARIANT_BOOL useDispid_ = VARIANT_FALSE;
   ItemStore store_;
   KeyIndex index_;
-  bool clearing_ = false;
+  bool clearing_ = false;  // from pvClear to the next Class_Initialize: no item comes in
+  int eventDepth_ = 0;
+  CollectionFace collectionFace_{*this};
   ConnectionPoint events_{*this, __uuidof(__Zollection)};
 };
 

@@ -1,8 +1,9 @@
 // Zollection: finding items and their keys.
 #include "automation/boundary.h"
 #include "automation/variant.h"
-#include "collection/procedure.h"
+#include "collection/enumerator.h"
 #include "collection/zollection.h"
+#include "events/procedure.h"
 
 namespace zsupport {
 namespace {
@@ -42,8 +43,7 @@ HRESULT ZollectionObject::ItemByIndex(LONG index, IDispatch** item) {
 
 HRESULT ZollectionObject::ItemByKey(BSTR* key, IDispatch** item) {
   return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointer(key);
-    requirePointer(item);
+    requirePointers(key, item);
     *item = nullptr;
     // The source names the index member: deliberate.
     *item = handOut(framed(procedure(L"Function ItemByKey"),
@@ -93,6 +93,16 @@ HRESULT ZollectionObject::get_Key(LONG index, BSTR* key) {
   });
 }
 
+HRESULT ZollectionObject::get_NewEnum(IUnknown** enumerator) {
+  return atBoundary(__uuidof(_Zollection), [&] {
+    requirePointer(enumerator);
+    *enumerator = nullptr;
+    *enumerator = framed(procedure(L"Function NewEnum"), [&] {
+                    return CreateIEnumVARIANT(store_.heap(), store_.items());
+                  }).detach();
+  });
+}
+
 HRESULT ZollectionObject::put_Key(LONG index, BSTR key) {
   return atBoundary(__uuidof(_Zollection),
                     [&] { framed(procedure(L"Let Key"), [&] { removeOldKey(index, key); }); });
@@ -131,7 +141,8 @@ void ZollectionObject::removeOldKey(LONG index, BSTR newKey) {
   if (!viewOf(newKey).empty() && index_.pvGetItemByKey(newKey, nullptr)) {
     raiseOwn(runtime::kDuplicateKey, kSource);
   }
-  removeKey(record);
+  // The old text stays with the record, where a get of Key still finds it.
+  if (record->key) index_.unlink(record->key);
 }
 
 }  // namespace zsupport

@@ -6,12 +6,14 @@
 #include <windows.h>
 #include <oleauto.h>
 
+#include <new>
+
 #include "automation/boundary.h"
 #include "automation/variant.h"
-#include "collection/procedure.h"
 #include "collection/zollection.h"
 #include "events/connection.h"
 #include "events/mdlWECollectionSink.h"
+#include "events/procedure.h"
 #include "events/source_discovery.h"
 
 namespace zsupport {
@@ -51,11 +53,14 @@ HRESULT ZollectionObject::Add(IDispatch* item, BSTR* sourceIID, BSTR* key, VARIA
                               VARIANT* after) {
   const ComPtr<_Zollection> alive(this);
   return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointer(sourceIID);
-    requirePointer(key);
-    requirePointer(before);
-    requirePointer(after);
-    framed(procedure(L"Sub Add"), [&] { add(item, sourceIID, key, *before, *after); });
+    requirePointers(sourceIID, key, before, after);
+    framed(procedure(L"Sub Add"), [&] {
+      try {
+        add(item, sourceIID, key, *before, *after);
+      } catch (const std::bad_alloc&) {
+        raiseOwn(runtime::kOutOfMemory, kAddSource);
+      }
+    });
   });
 }
 
@@ -71,7 +76,7 @@ void ZollectionObject::add(IDispatch* item, BSTR* sourceIIDArgument, BSTR* keyAr
   if (clearing_) raiseOwn(runtime::kInvalidCall, kAddSource);
   if (!store_.heap() || !store_.grow()) raiseOwn(runtime::kOutOfMemory, kAddSource);
 
-  const Holding held{store_.allocateRecord(), store_.sharedHeap()};
+  const Holding held{store_.allocateRecord(), ComPtr(store_.heap())};
   ItemRecord* const record = held.record;
   if (!record) raiseOwn(runtime::kOutOfMemory, kAddSource);
   try {
@@ -79,10 +84,10 @@ void ZollectionObject::add(IDispatch* item, BSTR* sourceIIDArgument, BSTR* keyAr
     // Foreign code may have used the room up, or cleared the collection, here and below.
     if (!isCurrent(held)) raiseOwn(runtime::kInvalidCall, kAddSource);
     if (!store_.grow()) raiseOwn(runtime::kOutOfMemory, kAddSource);
-    const ItemStore::Gap gap = store_.openGap(p);
+    const ItemStore::Move gap = store_.openGap(p);
 
     // Any other value connects, the empty one to the default event interface.
-    if (!sameText(sourceIID.view(), kNoEvents)) connect(item, record, sourceIID.get());
+    if (sourceIID.view() != kNoEvents) connect(item, record, sourceIID.get());
     if (!isCurrent(held)) raiseOwn(runtime::kInvalidCall, kAddSource);
 
     if (!key.view().empty() && index_.pvGetItemByKey(key.get(), record)) {
@@ -129,9 +134,9 @@ void ZollectionObject::connect(IDispatch* item, ItemRecord* record, BSTR sourceI
     Text answer(viewOf(sourceIID));
     raiseConnectionFailed(item, answer, result);
     if (sameTextIgnoringCase(answer.get(), sourceIID)) {
-      raiseOwn(result, L"", connectionFailure(result));
+      raiseOwn(result, kRuntimeSource, connectionFailure(result));
     }
-    if (sameText(answer.view(), kNoEvents)) return;
+    if (answer.view() == kNoEvents) return;
   }
 }
 

@@ -3,9 +3,9 @@
 #include <oleauto.h>
 
 #include "automation/text.h"
-#include "collection/procedure.h"
 #include "collection/zollection.h"
 #include "events/event_arguments.h"
+#include "events/procedure.h"
 #include "events/source_discovery.h"
 
 namespace zsupport {
@@ -13,6 +13,19 @@ namespace {
 
 constexpr DISPID kEventRaised = 1;
 constexpr DISPID kConnectionFailed = 2;
+
+constexpr int kDeepestEvent = 64;
+
+class DepthGuard {
+ public:
+  explicit DepthGuard(int& depth) : depth_(++depth) {}
+  DepthGuard(const DepthGuard&) = delete;
+  DepthGuard& operator=(const DepthGuard&) = delete;
+  ~DepthGuard() { --depth_; }
+
+ private:
+  int& depth_;
+};
 
 VARIANTARG longArgument(LONG value) {
   VARIANTARG argument;
@@ -57,6 +70,9 @@ HRESULT ZollectionObject::RaiseTheEvent(LONG lPtrItem, LONG dispid, LONG lParams
 }
 
 void ZollectionObject::raiseEvent(const ItemRecord* record, DISPID dispid, DISPPARAMS* fired) {
+  // A collection that is an item of itself, at whatever remove, raises its own events for ever.
+  if (eventDepth_ == kDeepestEvent) return;
+  const DepthGuard depth(eventDepth_);
   const LONG position = pvIndexFromPtr(record);
   // Anyone may call RaiseTheEvent with any number: only records of ours are looked into.
   if (position == -1 && !store_.isUnlisted(record)) return;

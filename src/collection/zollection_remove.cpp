@@ -4,12 +4,14 @@
 // takes key and position first. Both orders are deliberate: they show in what a handler sees that
 // is called back meanwhile. A source that fails to let go of its sink does not keep its item in
 // the collection: the removal is finished, and then the failure travels on.
+#include <optional>
+
 #include "automation/boundary.h"
 #include "automation/variant.h"
-#include "collection/procedure.h"
 #include "collection/zollection.h"
 #include "events/connection.h"
 #include "events/mdlWECollectionSink.h"
+#include "events/procedure.h"
 
 namespace zsupport {
 namespace {
@@ -76,13 +78,22 @@ void ZollectionObject::removeByKey(BSTR key) {
     absent = !record;
     if (absent) return;
     const LONG position = store_.positionOf(record);
-    const bool last = position == 0 || store_.unlist(position);
-    std::exception_ptr failure;
-    if (last && !store_.isBusy(record)) {
-      const Holding held = hold(record);
-      if (letGo(held, failure)) store_.freeRecord(record);
+    if (position != 0 && (store_.isBusy(record) || store_.hasFurtherListing(record))) {
+      store_.unlist(position);
+      return store_.shrink();
     }
-    if (store_.heap()) store_.shrink();
+    if (store_.isBusy(record)) return;
+    // Until the item has gone, Count stands, and the last item is found at two positions.
+    std::optional<ItemStore::Move> move;
+    if (position != 0) move = store_.moveDown(position);
+    const Holding held = hold(record);
+    std::exception_ptr failure;
+    if (letGo(held, failure)) {
+      if (move) store_.closeUp(*move);
+      if (!store_.isUnlisted(record)) store_.unlistAll(record, store_.count());
+      store_.freeRecord(record);
+      store_.shrink();
+    }
     rethrowIf(failure);
   });
   // Raised with the frame switched off: neither recorded nor labelled.
@@ -97,53 +108,66 @@ void ZollectionObject::clear() {
   } catch (...) {
     failure = std::current_exception();
   }
+  clearing_ = false;
   Class_Initialize();
   rethrowIf(failure);
 }
 
+// Leaves the collection without a heap, and closed to new items.
 void ZollectionObject::pvClear() {
   framed(procedure(L"Sub pvClear"), [&] {
     clearing_ = true;
     std::exception_ptr failure;
-    // Items that are let go stay listed, empty, until all are; foreign code may take listings out
-    // meanwhile, which can only move those not yet visited down.
-    for (LONG position = 1; position <= store_.count(); ++position) {
-      ItemRecord* const record = store_.at(position);
-      if (!record->item || store_.isBusy(record)) continue;
-      const ULONG before = store_.changes();
-      letGo(hold(record), failure);
-      store_.setIdle(record);
-      if (store_.changes() != before) position = 0;
-    }
-    while (ItemRecord* const stray = store_.findStray()) {
-      letGo(hold(stray), failure);
-      store_.freeRecord(stray);
+    try {
+      letGoOfAll(failure);
+    } catch (...) {
+      if (!failure) failure = std::current_exception();
     }
     index_.close();
     store_.close();
-    clearing_ = false;
     rethrowIf(failure);
   });
 }
 
-ZollectionObject::Holding ZollectionObject::hold(ItemRecord* record) {
-  store_.setBusy(record);
-  return {record, store_.sharedHeap()};
+// Items that are let go stay listed, empty, until all are. Foreign code may take listings out
+// meanwhile, which moves items to positions that were passed already: then the search starts over.
+void ZollectionObject::letGoOfAll(std::exception_ptr& failure) {
+  for (LONG position = 1; position <= store_.count(); ++position) {
+    ItemRecord* const record = store_.at(position);
+    if (!record->item || store_.isBusy(record)) continue;
+    const ULONG before = store_.changes();
+    letGo(hold(record), failure);
+    store_.setIdle(record);
+    if (store_.changes() != before) position = 0;
+  }
+  while (ItemRecord* const stray = store_.findStray()) {
+    letGo(hold(stray), failure);
+    removeKey(stray);
+    store_.freeRecord(stray);
+  }
 }
 
-// Withdraws the record's events and gives back its references. False when the collection was
-// cleared meanwhile: then the record is no longer in it.
+ZollectionObject::Holding ZollectionObject::hold(ItemRecord* record) {
+  store_.setBusy(record);
+  return {record, ComPtr(store_.heap())};
+}
+
+// Withdraws the record's events and gives back its references, if that has not been done. False
+// when the collection was cleared meanwhile: then the record is no longer in it.
 bool ZollectionObject::letGo(const Holding& held, std::exception_ptr& failure) noexcept {
-  try {
-    pvUnAdvise(held.record);
-  } catch (...) {
-    if (!failure) failure = std::current_exception();
+  ItemRecord* const record = held.record;
+  if (record->item) {
+    try {
+      pvUnAdvise(record);
+    } catch (...) {
+      if (!failure) failure = std::current_exception();
+    }
+    silenceEventSink(record->sink);
+    auto item = ComPtr<IDispatch>::attach(std::exchange(record->item, nullptr));
+    auto sink = ComPtr<IUnknown>::attach(std::exchange(record->sink, nullptr));
+    item.reset();
+    sink.reset();
   }
-  silenceEventSink(held.record->sink);
-  auto item = ComPtr<IDispatch>::attach(std::exchange(held.record->item, nullptr));
-  auto sink = ComPtr<IUnknown>::attach(std::exchange(held.record->sink, nullptr));
-  item.reset();
-  sink.reset();
   return isCurrent(held);
 }
 

@@ -12,7 +12,7 @@
 namespace zsupport {
 
 // The answers of ReportError that a procedure looks at; any other value means: leave.
-enum ErrorAction : LONG { kRetry = 1, kContinueNext = 2 };
+enum ErrorAction : LONG { kRetry = 1, kContinueNext = 2, kLeave = 3 };
 
 // Returned, and thus acted on, when no service could answer.
 inline constexpr LONG kNoAnswer = -1;

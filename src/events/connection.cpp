@@ -1,18 +1,17 @@
 #include "events/connection.h"
 
 #include <ocidl.h>
+#include <olectl.h>
 
 #include "automation/com_ptr.h"
 #include "automation/error.h"
 #include "automation/text.h"
 #include "events/mdlWECollectionSink.h"
+#include "events/procedure.h"
 #include "events/source_discovery.h"
-#include "frame/mdlErrorHandling.h"
 
 namespace zsupport {
 namespace {
-
-constexpr wchar_t kClass[] = L"Zollection";
 
 // Where the search for a connection point ended. Without a point, the result 0 means that the item
 // goes in unconnected.
@@ -23,24 +22,32 @@ struct Discovery {
 };
 
 ComPtr<IConnectionPoint> findPoint(IConnectionPointContainer* container, REFIID iid) {
+  if (!container) return {};
   return obtain<IConnectionPoint>(
       [&](IConnectionPoint** out) { return container->FindConnectionPoint(iid, out); });
 }
 
-Discovery findNamed(IConnectionPointContainer* container, BSTR sourceIID) {
+Discovery findNamed(IDispatch* item, BSTR sourceIID) {
   Discovery found;
+  const auto container = ComPtr<IConnectionPointContainer>::from(item);
   if (SUCCEEDED(IIDFromString(sourceIID, &found.iid))) {
-    found.point = findPoint(container, found.iid);
+    found.point = findPoint(container.get(), found.iid);
   }
-  if (!found.point) found.result = wecErrSourceInterfaceNotFound;
+  if (!found.point) {
+    found.result = wecErrSourceInterfaceNotFound;
+  } else if (isVtableInterface(item, found.iid)) {
+    found.result = wecErrSourceNotDispinterface;
+  }
   return found;
 }
 
 // For an item that tells nothing about itself: the first connection point that it enumerates.
-Discovery findFirst(IConnectionPointContainer* container) {
+Discovery findFirst(IDispatch* item) {
   Discovery found;
-  const auto points = obtain<IEnumConnectionPoints>(
-      [&](IEnumConnectionPoints** out) { return container->EnumConnectionPoints(out); });
+  const auto container = ComPtr<IConnectionPointContainer>::from(item);
+  const auto points = obtain<IEnumConnectionPoints>([&](IEnumConnectionPoints** out) {
+    return container ? container->EnumConnectionPoints(out) : E_NOINTERFACE;
+  });
   if (!points) {
     found.result = wecErrSourceInterfaceNotFound;
     return found;
@@ -48,27 +55,30 @@ Discovery findFirst(IConnectionPointContainer* container) {
   ULONG fetched = 0;
   found.point = obtain<IConnectionPoint>(
       [&](IConnectionPoint** out) { return points->Next(1, out, &fetched); });
-  if (found.point && FAILED(found.point->GetConnectionInterface(&found.iid))) found.point.reset();
+  if (found.point && (FAILED(found.point->GetConnectionInterface(&found.iid)) ||
+                      isVtableInterface(item, found.iid))) {
+    found.point.reset();
+  }
   return found;
 }
 
-Discovery findDefault(IDispatch* item, IConnectionPointContainer* container) {
+Discovery findDefault(IDispatch* item) {
   Discovery found;
   const LONG code = pvGetDefaultSourceInterface(item, found.iid);
-  if (code == _wecErrNoTypelib || code == _wecErrNoDefaultSource) return findFirst(container);
+  if (code == _wecErrNoTypelib || code == _wecErrNoDefaultSource) return findFirst(item);
   found.result = code;
-  if (code == 0) found.point = findPoint(container, found.iid);
+  if (code == 0) {
+    const auto container = ComPtr<IConnectionPointContainer>::from(item);
+    found.point = findPoint(container.get(), found.iid);
+  }
   return found;
 }
 
 }  // namespace
 
 LONG pvAdvise(IDispatch* item, ItemRecord* record, BSTR sourceIID, _Zollection* collection) {
-  return framed({kClass, L"Function pvAdvise"}, [&]() -> LONG {
-    const auto container = ComPtr<IConnectionPointContainer>::from(item);
-    if (!container) return wecErrSourceInterfaceNotFound;
-    const Discovery found = viewOf(sourceIID).empty() ? findDefault(item, container.get())
-                                                      : findNamed(container.get(), sourceIID);
+  return framed(procedure(L"Function pvAdvise"), [&]() -> LONG {
+    Discovery found = viewOf(sourceIID).empty() ? findDefault(item) : findNamed(item, sourceIID);
     if (found.result != 0 || !found.point) return found.result;
 
     ComPtr<IUnknown> sink;
@@ -90,7 +100,7 @@ LONG pvAdvise(IDispatch* item, ItemRecord* record, BSTR sourceIID, _Zollection* 
 }
 
 void pvUnAdvise(ItemRecord* record) {
-  framed({kClass, L"Sub pvUnAdvise"}, [&] {
+  framed(procedure(L"Sub pvUnAdvise"), [&] {
     if (record->cookie == 0) return;
     const auto cookie = static_cast<DWORD>(record->cookie);
     const IID iid = record->sourceIID;
@@ -98,9 +108,8 @@ void pvUnAdvise(ItemRecord* record) {
     const ComPtr<IDispatch> item(record->item);
     const auto container = ComPtr<IConnectionPointContainer>::from(item.get());
     if (!container) checkPlatform(E_NOINTERFACE);
-    ComPtr<IConnectionPoint> point;
-    checkPlatform(container->FindConnectionPoint(iid, point.put()));
-    checkPlatform(point->Unadvise(cookie));
+    const auto point = findPoint(container.get(), iid);
+    checkPlatform(point ? point->Unadvise(cookie) : CONNECT_E_NOCONNECTION);
   });
 }
 

@@ -7,12 +7,10 @@
 
 #include "automation/com_ptr.h"
 #include "automation/variant.h"
-#include "frame/mdlErrorHandling.h"
+#include "events/procedure.h"
 
 namespace zsupport {
 namespace {
-
-constexpr wchar_t kClass[] = L"Zollection";
 
 constexpr VARTYPE kLongArray = VT_ARRAY | VT_I4;
 constexpr VARTYPE kTextArray = VT_ARRAY | VT_BSTR;
@@ -73,7 +71,7 @@ void moveVector(VARIANTARG& target, VARIANT& value) {
 }  // namespace
 
 void pvCopyValue(VARIANTARG& target, VARIANT& value) {
-  framed({kClass, L"Sub pvCopyValue"}, [&] {
+  framed(procedure(L"Sub pvCopyValue"), [&] {
     if (!(typeOf(target) & VT_BYREF) || !V_BYREF(&target)) return;
     void* const place = V_BYREF(&target);
     switch (typeOf(target) & ~VT_BYREF) {

@@ -1,7 +1,5 @@
 #include "events/mdlWECollectionSink.h"
 
-#include <ocidl.h>
-
 #include "automation/error.h"
 #include "frame/mdlErrorHandling.h"
 
@@ -48,15 +46,12 @@ Result entryPoint(const wchar_t* procName, Result onFailure, Body&& body) noexce
   }
 }
 
-// The source would call a vtable of its own behind this id, and a dispatch sink has none.
-bool isVtableOnlyInterface(REFIID id) { return id == IID_IPropertyNotifySink; }
-
 HRESULT STDMETHODCALLTYPE EventSink_QueryInterface(EventSink* self, REFIID riid, void** ppv) {
   return entryPoint(L"Function EventSink_QueryInterface", E_UNEXPECTED, [&]() -> HRESULT {
     if (!ppv) return E_POINTER;
     *ppv = nullptr;
     if (!IsEqualGUID(riid, IID_IUnknown) && !IsEqualGUID(riid, IID_IDispatch) &&
-        !(IsEqualGUID(riid, self->sourceIID) && !isVtableOnlyInterface(riid))) {
+        !IsEqualGUID(riid, self->sourceIID)) {
       return E_NOINTERFACE;
     }
     self->references = addChecked(self->references, 1);

@@ -4,12 +4,10 @@
 
 #include "ZSupport.h"
 #include "automation/text.h"
-#include "frame/mdlErrorHandling.h"
+#include "events/procedure.h"
 
 namespace zsupport {
 namespace {
-
-constexpr wchar_t kClass[] = L"Zollection";
 
 // The attributes of a type, given back at the end of the scope.
 class TypeAttributes {
@@ -29,6 +27,12 @@ class TypeAttributes {
   ITypeInfo* info_;
   TYPEATTR* attributes_ = nullptr;
 };
+
+// The dispatch face of a dual interface is none: its source calls the vtable.
+bool isDispinterface(const TypeAttributes& attributes) {
+  return attributes && attributes->typekind == TKIND_DISPATCH &&
+         !(attributes->wTypeFlags & TYPEFLAG_FDUAL);
+}
 
 ComPtr<ITypeInfo> typeInfoOfItem(IDispatch* item) {
   if (!item) return {};
@@ -104,12 +108,16 @@ std::wstring classNameOf(IDispatch* item) {
   return name.starts_with(L'_') ? name.substr(1) : name;
 }
 
-std::wstring nameFromTypeInfo(IDispatch* item, REFIID sourceIID, DISPID event) {
+// The description of an interface in the item's type library.
+ComPtr<ITypeInfo> describedInterface(IDispatch* item, REFIID iid) {
   const auto info = typeInfoOfItem(item);
   const auto library = libraryOf(info.get());
   if (!library) return {};
-  const auto source = obtain<ITypeInfo>(
-      [&](ITypeInfo** out) { return library->GetTypeInfoOfGuid(sourceIID, out); });
+  return obtain<ITypeInfo>([&](ITypeInfo** out) { return library->GetTypeInfoOfGuid(iid, out); });
+}
+
+std::wstring nameFromTypeInfo(IDispatch* item, REFIID sourceIID, DISPID event) {
+  const auto source = describedInterface(item, sourceIID);
   Text name;
   UINT count = 0;
   if (!source || FAILED(source->GetNames(event, name.inout(), 1, &count))) return {};
@@ -136,12 +144,12 @@ std::wstring upperHex(DISPID id) {
 }  // namespace
 
 bool pvIsEventSource(IDispatch* item) {
-  return framed({kClass, L"Function pvIsEventSource"},
+  return framed(procedure(L"Function pvIsEventSource"),
                 [&] { return static_cast<bool>(ComPtr<IConnectionPointContainer>::from(item)); });
 }
 
 LONG pvGetDefaultSourceInterface(IDispatch* item, IID& iid) {
-  return framed({kClass, L"Function pvGetDefaultSourceInterface"}, [&]() -> LONG {
+  return framed(procedure(L"Function pvGetDefaultSourceInterface"), [&]() -> LONG {
     std::wstring className = classNameOf(item);
     const auto info = typeInfoOfItem(item);
     if (!info) return _wecErrNoTypelib;
@@ -159,18 +167,20 @@ LONG pvGetDefaultSourceInterface(IDispatch* item, IID& iid) {
         findInterface(coclass.get(), IMPLTYPEFLAG_FDEFAULT | IMPLTYPEFLAG_FSOURCE, 0);
     if (!source) return _wecErrNoDefaultSource;
     const TypeAttributes attributes(source.get());
-    // The dispatch face of a dual interface is no dispinterface: its source calls the vtable.
-    if (!attributes || attributes->typekind != TKIND_DISPATCH ||
-        (attributes->wTypeFlags & TYPEFLAG_FDUAL)) {
-      return wecErrSourceNotDispinterface;
-    }
+    if (!isDispinterface(attributes)) return wecErrSourceNotDispinterface;
     iid = attributes->guid;
     return 0;
   });
 }
 
+bool isVtableInterface(IDispatch* item, REFIID iid) {
+  if (iid == IID_IPropertyNotifySink) return true;
+  const auto described = describedInterface(item, iid);
+  return described && !isDispinterface(TypeAttributes(described.get()));
+}
+
 std::wstring pvGetEventName(IDispatch* item, REFIID sourceIID, DISPID event) {
-  return framed({kClass, L"Function pvGetEventName"}, [&] {
+  return framed(procedure(L"Function pvGetEventName"), [&] {
     std::wstring name = nameFromTypeInfo(item, sourceIID, event);
     if (!name.empty()) return name;
     for (const auto& [id, standard] : kStandardEvents) {

@@ -18,6 +18,10 @@ bool pvIsEventSource(IDispatch* item);
 // item's type library does not list its class under the item's class name: deliberate.
 LONG pvGetDefaultSourceInterface(IDispatch* item, IID& iid);
 
+// Whether a source would call the interface through a vtable, which a sink does not have: a dual or
+// custom interface by the item's type library, or the platform's property notification.
+bool isVtableInterface(IDispatch* item, REFIID iid);
+
 // Name of an event of the item's interface sourceIID; a standard control event's name or the id
 // in hexadecimal when type information does not tell.
 std::wstring pvGetEventName(IDispatch* item, REFIID sourceIID, DISPID event);

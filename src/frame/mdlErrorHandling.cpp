@@ -2,6 +2,7 @@
 
 #include "automation/error.h"
 #include "automation/module.h"
+#include "frame/mdlSupport.h"
 #include "frame/mdlZTrace.h"
 #include "frame/thread_state.h"
 
@@ -39,7 +40,8 @@ LONG HandleError(const wchar_t* ClassName, const wchar_t* ProcName, bool bInform
                  LONG lReserved) {
   ErrorReport report;
   LONG action = kNoAnswer;
-  report.error = currentError();
+  report.error.number = runtime::kOutOfMemory;  // should there be no memory to tell the error
+  ignoringErrors([&] { report.error = currentError(); });
   ignoringErrors([] { EnsureTrace(); });
   ignoringErrors([&] { report.ContextText = contextService().ContextText(action, 1); });
   ignoringErrors([&] {
@@ -52,16 +54,21 @@ LONG HandleError(const wchar_t* ClassName, const wchar_t* ProcName, bool bInform
     }
   });
   if (raisesErrors()) {
-    report.error.source = labelledSource(report.error.source, ClassName, ProcName);
-    throw report.error;
+    ignoringErrors(
+        [&] { report.error.source = labelledSource(report.error.source, ClassName, ProcName); });
+    throw std::move(report.error);
   }
+  ignoringErrors([] {
+    // Without a debugger the break would end the process.
+    if (DebugBreakOn() && IsDebuggerPresent()) DebugBreak();
+  });
   return action;
 }
 
 void SetRaiseErrors(bool Flag) {
   ThreadState& state = threadState();
   state.RaiseErrors = Flag;
-  if (state.traceService) state.traceService->RaiseErrors(Flag);
+  if (state.traceService) ignoringErrors([&] { state.traceService->RaiseErrors(Flag); });
 }
 
 void raiseOwn(LONG number, std::wstring source) {

@@ -2,12 +2,27 @@
 
 #include "automation/module.h"
 #include "frame/mdlErrorHandling.h"
+#include "frame/mdlGlobal.h"
 #include "frame/thread_state.h"
 
 namespace zsupport {
 namespace {
 
 constexpr wchar_t kModule[] = L"mdlSupport";
+constexpr LONG kDefaultDebugLevel = edlTLogFile | edlLogFile;
+constexpr int kAppBitsShift = 12;
+constexpr LONG kAppBitsMask = 0x7FFFF;
+
+LONG debugLevel() {
+  ThreadState& state = threadState();
+  if (!state.debugLevelLoaded) {
+    // Set first: a failure to read it is reported, and the report asks for the level.
+    state.debugLevelLoaded = true;
+    state.DebugLevel = kDefaultDebugLevel;
+    state.DebugLevel = readDebugLong(L"Debug Level", kDefaultDebugLevel);
+  }
+  return state.DebugLevel;
+}
 
 }  // namespace
 
@@ -28,5 +43,12 @@ VersionStamp AppVersionStamp() {
                         threadState().LibraryReleaseType};
   });
 }
+
+LONG DebugLevelValue() { return debugLevel() & edlLevelMask; }
+LONG DebugTargets() { return debugLevel() & edlTargetMask; }
+bool DebugBreakOn() { return debugLevel() < 0; }
+bool CallStackOn() { return (debugLevel() & edlCallStack) != 0; }
+LONG DebugAppBits() { return (debugLevel() >> kAppBitsShift) & kAppBitsMask; }
+bool DebugAppBit(LONG Mask) { return (DebugAppBits() & Mask) > 0; }
 
 }  // namespace zsupport

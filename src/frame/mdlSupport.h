@@ -1,5 +1,7 @@
-// mdlSupport: the library's registry root and version stamp.
+// mdlSupport: the library's registry root, version stamp and debug level.
 #pragma once
+
+#include <windows.h>
 
 #include <string>
 
@@ -12,5 +14,13 @@ std::wstring AppRegRoot(bool bPolicies);
 
 // Version of the library, with the release type of the build.
 VersionStamp AppVersionStamp();
+
+// Parts of the "Debug Level" setting (eDebugLevels), which is read once per thread.
+LONG DebugLevelValue();
+LONG DebugTargets();
+bool DebugBreakOn();
+bool CallStackOn();
+LONG DebugAppBits();  // the 19 application-defined bits, shifted down
+bool DebugAppBit(LONG Mask);
 
 }  // namespace zsupport

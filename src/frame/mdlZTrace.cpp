@@ -1,6 +1,8 @@
 #include "frame/mdlZTrace.h"
 
+#include "ZSupport.h"
 #include "automation/module.h"
+#include "frame/mdlGlobal.h"
 #include "frame/mdlSupport.h"
 #include "frame/thread_state.h"
 
@@ -10,9 +12,20 @@ void EnsureTrace() {
   ThreadState& state = threadState();
   if (state.traceService) return;
   state.traceService = serviceFactory().makeTraceService();
-  state.traceService->AppTitle(versionText(L"FileDescription"));
-  state.traceService->AppVersion(AppVersionStamp());
-  state.traceService->ContextService(&contextService());
+  TraceService& service = *state.traceService;
+  const LONG level = DebugLevelValue();
+  const LONG targets = DebugTargets();
+  // In this order: a failure leaves the rest as the service has it.
+  service.AppTitle(versionText(L"FileDescription"));
+  service.AppVersion(AppVersionStamp());
+  service.DefaultAction(readDebugLong(L"Default Action", kLeave));
+  service.BelowARILevel(level < edlARI);
+  service.LogFile(readDebugText(L"LogFile"));
+  service.CallStackEnabled(CallStackOn());
+  service.LogFileEnabled((targets & edlTLogFile) && level >= edlLogFile);
+  service.EventLogEnabled((targets & edlTEventLog) && level >= edlLogFile);
+  service.ZTraceEnabled(targets & edlTZTrace);
+  service.ContextService(&contextService());
 }
 
 ContextService& contextService() {

@@ -2,12 +2,18 @@
 
 #include <new>
 
+#include "automation/module.h"
+
 namespace zsupport {
 namespace {
 
 DWORD slot = TLS_OUT_OF_INDEXES;
 
 }  // namespace
+
+ThreadState::~ThreadState() {
+  if (SharedSupport) holdModule(true);  // see mdlGlobal.cpp
+}
 
 bool openThreadStates() noexcept {
   slot = TlsAlloc();

@@ -7,20 +7,28 @@
 #include <memory>
 #include <string>
 
+#include "ZSupport.h"
+#include "automation/com_ptr.h"
 #include "companion/trace_service.h"
 
 namespace zsupport {
 
 struct ThreadState {
+  ~ThreadState();
+
   // mdlErrorHandling
   bool RaiseErrors = false;
 
-  // mdlZTrace: the trace service refers to the context service, so it goes first.
+  // mdlZTrace
+  bool debugLevelLoaded = false;
+  LONG DebugLevel = 0;
+  // The trace service refers to the context service, so it goes first.
   std::unique_ptr<ContextService> contextService;
   std::unique_ptr<TraceService> traceService;
 
   // mdlGlobal, mdlSupport
   LONG LibraryReleaseType = 0;
+  ComPtr<_GZSupport> SharedSupport;
   std::wstring productName;
 };
 

@@ -1,12 +1,11 @@
 #include "server/class_factory.h"
 
-#include <windows.h>
-#include <unknwn.h>
-
 #include "ZSupport.h"
 #include "automation/boundary.h"
+#include "automation/com_object.h"
 #include "automation/com_ptr.h"
 #include "collection/zollection.h"
+#include "support/gzsupport.h"
 
 namespace zsupport {
 namespace {
@@ -22,29 +21,17 @@ struct CreatableClass {
   CreateFunction create;
 };
 
-const CreatableClass kClasses[] = {{__uuidof(Zollection), createZollection}};
+IUnknown* createGZSupport() { return createSupportObject().detach(); }
+
+const CreatableClass kClasses[] = {
+    {__uuidof(Zollection), createZollection},
+    {__uuidof(GZSupport), createGZSupport},
+};
 
 // Counts as a living object: a host that keeps a factory needs the library.
-class ClassFactory final : public IClassFactory, private LiveObject {
+class ClassFactory final : public ComObject<IClassFactory> {
  public:
   explicit ClassFactory(CreateFunction create) : create_(create) {}
-
-  // IUnknown
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
-    if (!object) return E_POINTER;
-    *object = id == IID_IUnknown || id == IID_IClassFactory ? this : nullptr;
-    if (!*object) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override {
-    return static_cast<ULONG>(InterlockedIncrement(&references_));
-  }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const LONG left = InterlockedDecrement(&references_);
-    if (left == 0) delete this;
-    return static_cast<ULONG>(left);
-  }
 
   // IClassFactory
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID id, void** object) override {
@@ -65,7 +52,6 @@ class ClassFactory final : public IClassFactory, private LiveObject {
 
  private:
   const CreateFunction create_;
-  LONG references_ = 1;
 };
 
 }  // namespace

@@ -10,10 +10,12 @@
 #include <cwchar>
 
 #include "automation/module.h"
+#include "frame/mdlGlobal.h"
 #include "frame/thread_state.h"
 #include "server/class_factory.h"
 #include "server/registration.h"
 #include "server/unwinder.h"
+#include "support/gzsupport.h"
 
 using zsupport::RegistrationScope;
 
@@ -24,6 +26,7 @@ BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* processEnds) {
       HMODULE pinned;
       GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
                          reinterpret_cast<LPCWSTR>(&DllMain), &pinned);
+      zsupport::setSupportFactory(zsupport::createSupportObject);
       return zsupport::openThreadStates();
     }
     case DLL_THREAD_DETACH:

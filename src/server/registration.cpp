@@ -30,6 +30,7 @@ struct RegisteredClass {
 
 const RegisteredClass kRegisteredClasses[] = {
     {__uuidof(Zollection), L"ZSupport.Zollection", L"ZSupport Zollection"},
+    {__uuidof(GZSupport), L"ZSupport.GZSupport", L"ZSupport GZSupport"},
 };
 
 struct RegisteredInterface {
@@ -41,6 +42,7 @@ struct RegisteredInterface {
 const RegisteredInterface kRegisteredInterfaces[] = {
     {__uuidof(_Zollection), L"_Zollection", kDualMarshaller},
     {__uuidof(__Zollection), L"__Zollection", kDispatchMarshaller},
+    {__uuidof(_GZSupport), L"_GZSupport", kDualMarshaller},
 };
 
 std::wstring textOf(REFGUID id) {
@@ -132,14 +134,20 @@ class Key {
   HKEY key_ = nullptr;
 };
 
-void checkWin32(LSTATUS status) {
-  if (status != ERROR_SUCCESS) {
-    throw makeError(HRESULT_FROM_WIN32(static_cast<unsigned>(status)));
-  }
-}
-
 HKEY hiveOf(RegistrationScope scope) {
   return scope == RegistrationScope::kMachine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
+}
+
+// A user's hive may have had none of the common keys before.
+void deleteIfEmpty(HKEY root, const wchar_t* path) {
+  Key key;
+  DWORD subkeys = 1, values = 1;
+  if (RegOpenKeyExW(root, path, 0, KEY_READ, key.put()) == ERROR_SUCCESS &&
+      RegQueryInfoKeyW(key.get(), nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values,
+                       nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS &&
+      subkeys == 0 && values == 0) {
+    RegDeleteKeyW(root, path);
+  }
 }
 
 // What was there before, kept so that a failed registration leaves no trace.
@@ -183,14 +191,10 @@ class Undo {
       const std::wstring part = path.substr(0, end);
       Key key;
       DWORD disposition = 0;
-      steps_.push_back({part, L"", std::nullopt, false});
+      steps_.reserve(steps_.size() + 1);
       checkWin32(RegCreateKeyExW(classes_, part.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE,
                                  nullptr, key.put(), &disposition));
-      if (disposition == REG_CREATED_NEW_KEY) {
-        steps_.back().keyIsNew = true;
-      } else {
-        steps_.pop_back();
-      }
+      if (disposition == REG_CREATED_NEW_KEY) steps_.push_back({part, L"", std::nullopt, true});
     }
   }
 
@@ -249,6 +253,9 @@ HRESULT unregisterServer(RegistrationScope scope) noexcept {
       if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND && failure == ERROR_SUCCESS) {
         failure = status;
       }
+    }
+    for (const wchar_t* const container : {L"CLSID", L"Interface", L"TypeLib"}) {
+      deleteIfEmpty(classes.get(), container);
     }
     checkWin32(failure);
   });

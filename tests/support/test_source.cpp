@@ -56,6 +56,7 @@ HRESULT TestSource::EnumConnectionPoints(IEnumConnectionPoints** points) {
 
 HRESULT TestSource::FindConnectionPoint(REFIID id, IConnectionPoint** point) {
   *point = nullptr;
+  if (behaviour.losesPoint) return S_OK;
   if (id != behaviour.events) return CONNECT_E_NOCONNECTION;
   *point = ComPtr<IConnectionPoint>(this).detach();
   return S_OK;

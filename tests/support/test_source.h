@@ -17,7 +17,8 @@ struct Behaviour {
   IID events = __uuidof(PlainEvents);        // of the one connection point
   bool isContainer = true;
   bool enumerates = false;
-  bool keepsSink = false;  // Unadvise succeeds and forgets to let go
+  bool keepsSink = false;   // Unadvise succeeds and forgets to let go
+  bool losesPoint = false;  // FindConnectionPoint succeeds with nothing
   HRESULT adviseResult = S_OK;
   HRESULT unadviseResult = S_OK;
   std::function<void()> onAdvise = {};    // with the sink already connected

@@ -1,4 +1,4 @@
-// How the procedures of the collection name themselves in errors.
+// How the procedures of Zollection name themselves in errors, those of its events among them.
 #pragma once
 
 #include "frame/mdlErrorHandling.h"

@@ -9,8 +9,6 @@ namespace zsupport {
 
 class TraceRecorder final : public TraceService {
  public:
-  static constexpr size_t kKept = 64;
-
   const std::deque<ErrorReport>& reports() const { return reports_; }
   bool raisesErrors() const { return raiseErrors_; }
 
@@ -23,7 +21,10 @@ class TraceRecorder final : public TraceService {
   void AppTitle(const std::wstring&) override {}
   void AppVersion(const VersionStamp&) override {}
   void CallStackEnabled(bool) override {}
-  LONG ReportError(const ErrorReport& report) override;
+  LONG ReportError(const ErrorReport& report) override {
+    reports_.push_back(report);
+    return 0;
+  }
   void EventLogEnabled(bool) override {}
   void ZTraceEnabled(bool) override {}
 

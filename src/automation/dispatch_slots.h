@@ -1,0 +1,254 @@
+// How one parameter of a late-bound call travels: from the caller's VARIANT to the type that the
+// method takes, and back where it is by reference.
+//
+// A slot is loaded (which can fail: nothing has been called yet), passed, and stored after a call
+// that succeeded. A by-reference slot hands the method the caller's own variable where that has the
+// right type already. Otherwise it hands out a converted copy, and stores the copy only when the
+// method changed it, in the form that the caller's variable has.
+#pragma once
+
+#include <windows.h>
+#include <oleauto.h>
+
+#include <type_traits>
+#include <utility>
+
+#include "automation/variant.h"
+
+namespace zsupport {
+
+// What an omitted parameter gets.
+struct Default {
+  VARTYPE type;  // VT_ERROR: nothing, the method sees a missing VARIANT
+  LONG number = 0;
+  const wchar_t* text = nullptr;
+};
+inline constexpr Default kMissing = {VT_ERROR, DISP_E_PARAMNOTFOUND};
+inline constexpr Default defaultText(const wchar_t* text) { return {VT_BSTR, 0, text}; }
+inline constexpr Default defaultLong(LONG number) { return {VT_I4, number}; }
+inline constexpr Default defaultBoolean(bool value) {
+  return {VT_BOOL, value ? VARIANT_TRUE : VARIANT_FALSE};
+}
+
+namespace dispatch_detail {
+
+// The C++ types that automation knows, with their place in a VARIANT.
+template <class T>
+struct Automation;
+template <>
+struct Automation<LONG> {
+  static constexpr VARTYPE kType = VT_I4;
+  static LONG& in(VARIANT& value) { return V_I4(&value); }
+};
+template <>
+struct Automation<VARIANT_BOOL> {
+  static constexpr VARTYPE kType = VT_BOOL;
+  static VARIANT_BOOL& in(VARIANT& value) { return V_BOOL(&value); }
+};
+template <>
+struct Automation<double> {
+  static constexpr VARTYPE kType = VT_R8;
+  static double& in(VARIANT& value) { return V_R8(&value); }
+};
+template <>
+struct Automation<BSTR> {
+  static constexpr VARTYPE kType = VT_BSTR;
+  static BSTR& in(VARIANT& value) { return V_BSTR(&value); }
+};
+template <>
+struct Automation<IDispatch*> {
+  static constexpr VARTYPE kType = VT_DISPATCH;
+  static IDispatch*& in(VARIANT& value) { return V_DISPATCH(&value); }
+};
+template <>
+struct Automation<IUnknown*> {
+  static constexpr VARTYPE kType = VT_UNKNOWN;
+  static IUnknown*& in(VARIANT& value) { return V_UNKNOWN(&value); }
+};
+
+// The argument or, when it refers to a caller's VARIANT, that variable.
+const VARIANT* variableOf(const VARIANT* argument);
+
+// The value that an argument stands for, without a copy: it owns nothing.
+HRESULT borrow(VARIANT& value, const VARIANT& argument);
+
+// A converted copy in an initialised variable.
+HRESULT convertTo(VARIANT& copy, const VARIANT& argument, VARTYPE type, LCID locale);
+HRESULT makeDefault(VARIANT& copy, const Default* preset, VARTYPE type);
+
+// Stores a value in the caller's variable: as it is in a VARIANT, converted in a typed variable.
+void storeIn(const VARIANT& variable, const VARIANT& argument, const VARIANT& value, LCID locale);
+
+}  // namespace dispatch_detail
+
+// By value.
+template <class T>
+class Slot {
+  using Type = dispatch_detail::Automation<T>;
+
+ public:
+  static constexpr VARTYPE kType = Type::kType;
+
+  HRESULT load(const VARIANT* argument, const Default* preset, LCID locale) {
+    if (!argument) return dispatch_detail::makeDefault(*copy_.operator->(), preset, kType);
+    VARIANT value;
+    const HRESULT result = dispatch_detail::borrow(value, *argument);
+    if (FAILED(result)) return result;
+    if (typeOf(value) == kType) {
+      passed_ = Type::in(value);
+      isBorrowed_ = true;
+      return S_OK;
+    }
+    return dispatch_detail::convertTo(*copy_.operator->(), value, kType, locale);
+  }
+  T pass() { return isBorrowed_ ? passed_ : Type::in(*copy_.operator->()); }
+  void store(LCID) {}
+
+ private:
+  T passed_{};
+  bool isBorrowed_ = false;
+  Variant copy_;
+};
+
+// An enumeration by value is a Long.
+template <class T>
+requires std::is_enum_v<T>
+class Slot<T> : public Slot<LONG> {
+ public:
+  T pass() { return static_cast<T>(Slot<LONG>::pass()); }
+};
+
+// Any value: the method sees it dereferenced.
+template <>
+class Slot<VARIANT> {
+ public:
+  static constexpr VARTYPE kType = VT_VARIANT;
+
+  HRESULT load(const VARIANT* argument, const Default* preset, LCID) {
+    return argument ? dispatch_detail::borrow(value_, *argument)
+                    : dispatch_detail::makeDefault(value_, preset, VT_VARIANT);
+  }
+  VARIANT pass() { return value_; }
+  void store(LCID) {}
+
+ private:
+  VARIANT value_{};
+};
+
+// By reference.
+template <class T>
+requires requires { dispatch_detail::Automation<T>::kType; }
+class Slot<T*> {
+  using Type = dispatch_detail::Automation<T>;
+
+ public:
+  static constexpr VARTYPE kType = Type::kType | VT_BYREF;
+
+  HRESULT load(const VARIANT* argument, const Default* preset, LCID locale) {
+    argument_ = argument;
+    if (!argument) return dispatch_detail::makeDefault(copy(), preset, Type::kType);
+    const VARIANT* const variable = dispatch_detail::variableOf(argument);
+    if (!variable) return DISP_E_TYPEMISMATCH;
+    if (typeOf(*variable) == kType && V_BYREF(variable)) {
+      passed_ = static_cast<T*>(V_BYREF(variable));
+      return S_OK;
+    }
+    if (typeOf(*variable) == Type::kType && variable != argument) {
+      passed_ = &Type::in(const_cast<VARIANT&>(*variable));
+      return S_OK;
+    }
+    const HRESULT converted = dispatch_detail::convertTo(copy(), *variable, Type::kType, locale);
+    if (SUCCEEDED(converted)) before_ = Type::in(copy());
+    return converted;
+  }
+  T* pass() { return passed_ ? passed_ : &Type::in(copy()); }
+  void store(LCID locale) {
+    if (!argument_ || passed_ || Type::in(copy()) == before_) return;
+    dispatch_detail::storeIn(*dispatch_detail::variableOf(argument_), *argument_, copy(), locale);
+  }
+
+ private:
+  VARIANT& copy() { return *copy_.operator->(); }
+
+  const VARIANT* argument_ = nullptr;
+  T* passed_ = nullptr;  // into the caller's variable
+  T before_{};           // of the copy
+  Variant copy_;
+};
+
+template <class T>
+requires std::is_enum_v<T>
+class Slot<T*> : public Slot<LONG*> {
+ public:
+  T* pass() { return reinterpret_cast<T*>(Slot<LONG*>::pass()); }
+};
+
+// Any variable: the method sees the caller's own, or a copy of a value.
+template <>
+class Slot<VARIANT*> {
+ public:
+  static constexpr VARTYPE kType = VT_VARIANT | VT_BYREF;
+
+  HRESULT load(const VARIANT* argument, const Default* preset, LCID) {
+    if (!argument) return dispatch_detail::makeDefault(*copy_.operator->(), preset, VT_VARIANT);
+    const VARIANT* const variable = dispatch_detail::variableOf(argument);
+    if (!variable) return DISP_E_TYPEMISMATCH;
+    if (variable != argument || (typeOf(*variable) & VT_BYREF)) {
+      passed_ = const_cast<VARIANT*>(variable);
+      return S_OK;
+    }
+    return VariantCopy(copy_.operator->(), const_cast<VARIANT*>(variable));
+  }
+  VARIANT* pass() { return passed_ ? passed_ : copy_.operator->(); }
+  void store(LCID) {}
+
+ private:
+  VARIANT* passed_ = nullptr;
+  Variant copy_;
+};
+
+// What a method returns through its last parameter.
+template <class Pointer>
+class ResultSlot {
+  using T = std::remove_pointer_t<Pointer>;
+
+ public:
+  ResultSlot() = default;
+  ResultSlot(const ResultSlot&) = delete;
+  ResultSlot& operator=(const ResultSlot&) = delete;
+
+  Pointer pass() {
+    if constexpr (std::is_same_v<T, VARIANT>) {
+      return value_.operator->();
+    } else if constexpr (std::is_enum_v<T>) {
+      V_VT(value_.operator->()) = VT_I4;
+      return reinterpret_cast<Pointer>(&V_I4(value_.operator->()));
+    } else {
+      V_VT(value_.operator->()) = dispatch_detail::Automation<T>::kType;
+      return &dispatch_detail::Automation<T>::in(*value_.operator->());
+    }
+  }
+  // Callers may not want the result.
+  void handOver(VARIANT* result) {
+    if (!result) return;
+    *result = value_.get();
+    VariantInit(value_.operator->());
+  }
+
+ private:
+  Variant value_;
+};
+
+template <class Pointer>
+constexpr VARTYPE resultTypeOf() {
+  using T = std::remove_pointer_t<Pointer>;
+  if constexpr (std::is_same_v<T, VARIANT>) {
+    return VT_VARIANT;
+  } else if constexpr (std::is_enum_v<T>) {
+    return VT_I4;
+  } else {
+    return dispatch_detail::Automation<T>::kType;
+  }
+}
+
+}  // namespace zsupport

@@ -1,0 +1,144 @@
+#include "collection/enumerator.h"
+
+#include <oleauto.h>
+
+#include <cstddef>
+
+#include "automation/error.h"
+#include "frame/mdlErrorHandling.h"
+
+namespace zsupport {
+namespace {
+
+// Enumerators and sinks name the same module in their errors.
+constexpr wchar_t kModule[] = L"mdlWECollectionSink";
+
+struct EnumVariant;
+
+// The order of IEnumVARIANT.
+struct EnumVariantTable {
+  HRESULT(STDMETHODCALLTYPE* QueryInterface)(EnumVariant*, REFIID, void**);
+  ULONG(STDMETHODCALLTYPE* AddRef)(EnumVariant*);
+  ULONG(STDMETHODCALLTYPE* Release)(EnumVariant*);
+  HRESULT(STDMETHODCALLTYPE* Next)(EnumVariant*, ULONG, VARIANT*, ULONG*);
+  HRESULT(STDMETHODCALLTYPE* Skip)(EnumVariant*, ULONG);
+  HRESULT(STDMETHODCALLTYPE* Reset)(EnumVariant*);
+  HRESULT(STDMETHODCALLTYPE* Clone)(EnumVariant*, IEnumVARIANT**);
+};
+static_assert(sizeof(EnumVariantTable) == 28);
+
+struct EnumVariant {
+  EnumVariantTable* table;
+  LONG references;
+  PrivateHeap* heap;   // held: both blocks are in it
+  ItemArray* records;  // the collection's; null once that has gone
+  LONG count;          // when the enumerator was made
+  LONG position;       // one-based, of the next element
+};
+static_assert(sizeof(EnumVariant) == 24);
+static_assert(offsetof(EnumVariant, records) == 12);
+static_assert(offsetof(EnumVariant, position) == 20);
+
+// As in the event sink: what a frame lets through stops at the entry point.
+template <class Result, class Body>
+Result entryPoint(const wchar_t* procName, Result onFailure, Body&& body) noexcept {
+  Result result = onFailure;
+  try {
+    framed({kModule, procName}, [&] { result = body(); });
+  } catch (...) {
+    // Reported by the frame.
+  }
+  return result;
+}
+
+HRESULT STDMETHODCALLTYPE IEnumVariant_QueryInterface(EnumVariant* self, REFIID riid, void** ppv) {
+  return entryPoint(L"Function IEnumVariant_QueryInterface", E_UNEXPECTED, [&]() -> HRESULT {
+    if (!ppv) return E_POINTER;
+    *ppv = nullptr;
+    if (!IsEqualGUID(riid, IID_IUnknown) && !IsEqualGUID(riid, IID_IEnumVARIANT)) {
+      return E_NOINTERFACE;
+    }
+    self->references = addChecked(self->references, 1);
+    *ppv = self;
+    return S_OK;
+  });
+}
+
+ULONG STDMETHODCALLTYPE IEnumVariant_AddRef(EnumVariant* self) {
+  return entryPoint(L"Function IEnumVariant_AddRef", ULONG{0}, [&] {
+    self->references = addChecked(self->references, 1);
+    return static_cast<ULONG>(self->references);
+  });
+}
+
+ULONG STDMETHODCALLTYPE IEnumVariant_Release(EnumVariant* self) {
+  return entryPoint(L"Function IEnumVariant_Release", ULONG{0}, [&] {
+    const LONG left = self->references = subtractChecked(self->references, 1);
+    if (left == 0) {
+      const auto heap = ComPtr<PrivateHeap>::attach(self->heap);
+      if (self->records) self->records->removeReader(&self->records);
+      heap->free(self->table);
+      heap->free(self);
+    }
+    return static_cast<ULONG>(left);
+  });
+}
+
+// One element a call, whatever the caller asked for: deliberate.
+HRESULT STDMETHODCALLTYPE IEnumVariant_Next(EnumVariant* self, ULONG, VARIANT* rgVar,
+                                            ULONG* pceltFetched) {
+  if (pceltFetched) *pceltFetched = 0;
+  if (!rgVar) return E_POINTER;
+  return entryPoint(L"Function IEnumVariant_Next", S_FALSE, [&]() -> HRESULT {
+    if (self->position > self->count || !self->records) return S_FALSE;
+    const ItemRecord* const record = (*self->records)[self->position];
+    V_VT(rgVar) = VT_DISPATCH;
+    V_DISPATCH(rgVar) = ComPtr<IDispatch>(record->item).detach();
+    self->position = addChecked(self->position, 1);
+    if (pceltFetched) *pceltFetched = 1;
+    return S_OK;
+  });
+}
+
+// Past the end is allowed: the next Next says so.
+HRESULT STDMETHODCALLTYPE IEnumVariant_Skip(EnumVariant* self, ULONG celt) {
+  return entryPoint(L"Function IEnumVariant_Skip", toHresult(runtime::kOverflow), [&]() -> HRESULT {
+    if (celt > LONG_MAX) throw makeError(runtime::kOverflow);
+    self->position = addChecked(self->position, static_cast<LONG>(celt));
+    return S_OK;
+  });
+}
+
+HRESULT STDMETHODCALLTYPE IEnumVariant_Reset(EnumVariant* self) {
+  self->position = 1;
+  return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE IEnumVariant_Clone(EnumVariant*, IEnumVARIANT**) { return E_NOTIMPL; }
+
+constexpr EnumVariantTable kEntryPoints = {
+    IEnumVariant_QueryInterface, IEnumVariant_AddRef, IEnumVariant_Release, IEnumVariant_Next,
+    IEnumVariant_Skip,           IEnumVariant_Reset,  IEnumVariant_Clone,
+};
+
+}  // namespace
+
+ComPtr<IUnknown> CreateIEnumVARIANT(PrivateHeap* heap, ItemArray& records) {
+  return framed({kModule, L"Function CreateIEnumVARIANT"}, [&] {
+    if (!heap) throw makeError(runtime::kOutOfMemory);
+    auto* const table = heap->allocate<EnumVariantTable>();
+    if (!table) throw makeError(runtime::kOutOfMemory);
+    *table = kEntryPoints;
+    auto* const enumerator = heap->allocate<EnumVariant>();
+    if (!enumerator) {
+      heap->free(table);
+      throw makeError(runtime::kOutOfMemory);
+    }
+    *enumerator = {table, 1, ComPtr(heap).detach(), nullptr, records.size(), 1};
+    auto result = ComPtr<IUnknown>::attach(reinterpret_cast<IUnknown*>(enumerator));
+    records.addReader(&enumerator->records);
+    return result;
+  });
+}
+
+}  // namespace zsupport

@@ -1,0 +1,115 @@
+#include "companion/registry_object.h"
+
+#include <cstring>
+#include <vector>
+
+#include "automation/error.h"
+
+namespace zsupport {
+namespace {
+
+bool isAbsent(LSTATUS status) {
+  return status == ERROR_FILE_NOT_FOUND || status == ERROR_PATH_NOT_FOUND;
+}
+
+// The text of a string value, which need not be terminated, and may be more than once.
+std::wstring_view textIn(const std::vector<BYTE>& data) {
+  const auto* const text = reinterpret_cast<const wchar_t*>(data.data());
+  size_t length = data.size() / sizeof(wchar_t);
+  while (length > 0 && text[length - 1] == L'\0') --length;
+  return {text, length};
+}
+
+void bytesTo(VARIANT* value, const std::vector<BYTE>& data) {
+  SAFEARRAY* const array = SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(data.size()));
+  if (!array) throw std::bad_alloc();
+  std::memcpy(array->pvData, data.data(), data.size());
+  V_VT(value) = VT_ARRAY | VT_UI1;
+  V_ARRAY(value) = array;
+}
+
+}  // namespace
+
+// An open key, or none when it is absent.
+class RegistryObject::Key {
+ public:
+  Key(const RegistryObject& where, REGSAM access) {
+    const LSTATUS status = RegOpenKeyExW(where.hive_, where.sectionKey_.c_str(), 0, access, &key_);
+    if (isAbsent(status)) return;
+    checkWin32(status);
+  }
+  Key(const Key&) = delete;
+  Key& operator=(const Key&) = delete;
+  ~Key() {
+    if (key_) RegCloseKey(key_);
+  }
+  explicit operator bool() const { return key_ != nullptr; }
+  HKEY get() const { return key_; }
+
+ private:
+  HKEY key_ = nullptr;
+};
+
+bool RegistryObject::SectionExists() const { return static_cast<bool>(Key(*this, KEY_READ)); }
+
+void RegistryObject::CreateKey() const {
+  HKEY key = nullptr;
+  checkWin32(RegCreateKeyExW(hive_, sectionKey_.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE,
+                             nullptr, &key, nullptr));
+  RegCloseKey(key);
+}
+
+void RegistryObject::DeleteValue() const {
+  const Key key(*this, KEY_SET_VALUE);
+  if (!key) return;
+  const LSTATUS status = RegDeleteValueW(key.get(), valueKey_.c_str());
+  if (!isAbsent(status)) checkWin32(status);
+}
+
+void RegistryObject::Value(Variant& value) const {
+  const Key key(*this, KEY_READ);
+  DWORD type = 0;
+  std::vector<BYTE> data(256);
+  LSTATUS status = ERROR_FILE_NOT_FOUND;
+  while (key) {
+    auto size = static_cast<DWORD>(data.size());
+    status = RegQueryValueExW(key.get(), valueKey_.c_str(), nullptr, &type, data.data(), &size);
+    data.resize(size);
+    if (status != ERROR_MORE_DATA) break;  // another process may have made it longer
+  }
+  if (isAbsent(status)) return copyDereferenced(value, default_.get());
+  checkWin32(status);
+  switch (type) {
+    case REG_SZ:
+    case REG_EXPAND_SZ:
+      V_BSTR(value.put()) = Text(textIn(data)).detach();
+      V_VT(value.operator->()) = VT_BSTR;
+      return;
+    case REG_DWORD: {
+      LONG number = 0;
+      std::memcpy(&number, data.data(), std::min(data.size(), sizeof number));
+      V_I4(value.put()) = number;
+      V_VT(value.operator->()) = VT_I4;
+      return;
+    }
+    default:
+      return bytesTo(value.put(), data);
+  }
+}
+
+void RegistryObject::PutValue(const VARIANT& value) const {
+  const Key key(*this, KEY_SET_VALUE);
+  if (!key) checkWin32(ERROR_FILE_NOT_FOUND);
+  if (valueType_ == kNumber) {
+    const LONG number = toLong(value);
+    checkWin32(RegSetValueExW(key.get(), valueKey_.c_str(), 0, REG_DWORD,
+                              reinterpret_cast<const BYTE*>(&number), sizeof number));
+  } else {
+    const std::wstring text(toText(value).view());
+    checkWin32(RegSetValueExW(key.get(), valueKey_.c_str(), 0, REG_SZ,
+                              reinterpret_cast<const BYTE*>(text.c_str()),
+                              static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t))));
+  }
+}
+
+}  // namespace zsupport

@@ -1,0 +1,23 @@
+// mdlGlobal: the thread's shared GZSupport, through which the frame reads its own settings.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+#include "ZSupport.h"
+#include "automation/com_ptr.h"
+
+namespace zsupport {
+
+// GZSupport is above the frame; its maker is put in place at start-up.
+void setSupportFactory(ComPtr<_GZSupport> (*create)());
+
+// The thread's instance, made on first use; throws.
+_GZSupport& SharedSupport();
+
+// Settings under the "\Debug" key of AppRegRoot, policy included.
+LONG readDebugLong(const wchar_t* name, LONG preset);
+std::wstring readDebugText(const wchar_t* name);
+
+}  // namespace zsupport

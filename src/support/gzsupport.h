@@ -1,0 +1,33 @@
+// The class GZSupport: helpers that all applications share. One source file per area.
+#pragma once
+
+#include <string>
+
+#include "ZSupport.h"
+#include "automation/coclass.h"
+#include "automation/com_ptr.h"
+#include "automation/variant.h"
+
+namespace zsupport {
+
+class GZSupportObject final : public CoClass<GZSupportObject, GZSupport, _GZSupport, void> {
+ public:
+  static const MemberTable& members();
+
+  // Settings (registry_values.cpp)
+  HRESULT STDMETHODCALLTYPE GetRegistryValue(BSTR* valueKey, VARIANT* preset, BSTR* sectionKey,
+                                             VARIANT_BOOL* noPolicySet, VARIANT* value) override;
+  HRESULT STDMETHODCALLTYPE WriteRegistryValue(BSTR* valueKey, VARIANT* value, VARIANT* preset,
+                                               LONG* mode, BSTR* sectionKey, BSTR* prompt) override;
+
+ private:
+  // The section keys last given to each of the two, kept apart on purpose: where one reads says
+  // nothing of where one writes.
+  std::wstring readSection_;
+  std::wstring writeSection_;
+};
+
+// A new object, with the reference of the caller.
+ComPtr<_GZSupport> createSupportObject();
+
+}  // namespace zsupport

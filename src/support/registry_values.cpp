@@ -1,0 +1,181 @@
+// GZSupport: settings in the registry.
+//
+// A setting has up to four sources: the administrator's policy for the user, that for the machine,
+// the user's own value and the machine-wide default; last comes the caller's default. Policies
+// exist only for section keys under the company root, and the machine's policy is asked only when
+// the user's policy key exists: deliberate.
+#include <windows.h>
+
+#include "automation/boundary.h"
+#include "companion/registry_object.h"
+#include "frame/mdlErrorHandling.h"
+#include "support/gzsupport.h"
+
+namespace zsupport {
+namespace {
+
+constexpr wchar_t kClass[] = L"GZSupport";
+constexpr std::wstring_view kCompanyRoot = L"Software\\Zarnow Instruments Ltd.";
+constexpr std::wstring_view kPolicyRoot = L"Software\\Policies\\Zarnow Instruments Ltd.";
+
+bool isUnderCompanyRoot(const std::wstring& sectionKey) {
+  const Text start(std::wstring_view(sectionKey).substr(0, kCompanyRoot.size()));
+  return sameTextIgnoringCase(start.get(), Text(kCompanyRoot).get());
+}
+
+// The current value when key and value exist.
+bool readPresent(const RegistryObject& registry, Variant& value) {
+  if (!registry.SectionExists()) return false;
+  registry.Value(value);
+  return typeOf(value.get()) != VT_NULL;
+}
+
+// Leaves the hive as it is; 0 means the object's own.
+bool pHasValue(RegistryObject& registry, HKEY hive) {
+  return framed({kClass, L"Function pHasValue"}, [&] {
+    const HKEY saved = registry.Hive();
+    if (hive) registry.Hive(hive);
+    Variant value;
+    const bool has = readPresent(registry, value);
+    registry.Hive(saved);
+    return has;
+  });
+}
+
+// Whether a policy decides, and what it says.
+bool readPolicy(RegistryObject& registry, const std::wstring& sectionKey, Variant& value) {
+  if (!isUnderCompanyRoot(sectionKey)) return false;
+  registry.SectionKey(std::wstring(kPolicyRoot) + sectionKey.substr(kCompanyRoot.size()));
+  if (!registry.SectionExists()) return false;
+  registry.Value(value);
+  if (typeOf(value.get()) != VT_NULL) return true;
+  registry.Hive(HKEY_LOCAL_MACHINE);
+  return readPresent(registry, value);
+}
+
+// What is set, or the default.
+void readSetting(RegistryObject& registry, const std::wstring& sectionKey, const VARIANT& preset,
+                 Variant& value) {
+  registry.Hive(HKEY_CURRENT_USER);
+  registry.SectionKey(sectionKey);
+  if (readPresent(registry, value)) return;
+  registry.Hive(HKEY_LOCAL_MACHINE);
+  if (!registry.SectionExists()) return copyDereferenced(value, preset);
+  registry.Default(preset);
+  registry.Value(value);
+}
+
+LONG askForMode(BSTR* prompt) {
+  const std::wstring question =
+      L"Do you wish to set " + std::wstring(viewOf(*prompt)) + L" as a default for all users?";
+  const int answer =
+      MessageBoxW(GetActiveWindow(), question.c_str(), versionText(L"FileDescription").c_str(),
+                  MB_ICONQUESTION | MB_YESNO);
+  return answer == IDYES ? rwm_Machine : rwm_User;
+}
+
+void chooseValueType(RegistryObject& registry, const VARIANT& value) {
+  switch (typeOf(value)) {
+    case VT_I2:
+    case VT_I4:
+    case VT_BOOL:
+    case VT_UI1:
+      return registry.ValueType(RegistryObject::kNumber);
+    case VT_DATE:
+    case VT_BSTR:
+      return registry.ValueType(RegistryObject::kText);
+    default:
+      return;
+  }
+}
+
+void store(const RegistryObject& registry, const VARIANT& value) {
+  if (!registry.SectionExists()) registry.CreateKey();
+  registry.PutValue(value);
+}
+
+void deleteIfPresent(RegistryObject& registry) {
+  if (pHasValue(registry, nullptr)) registry.DeleteValue();
+}
+
+// For all users; this user's own value goes, so that the machine's shows through.
+void writeForMachine(RegistryObject& registry, const VARIANT& value, const VARIANT& preset) {
+  if (areEqual(value, preset)) {
+    deleteIfPresent(registry);
+  } else {
+    store(registry, value);
+  }
+  registry.Hive(HKEY_CURRENT_USER);
+  deleteIfPresent(registry);
+}
+
+// A user's value is stored only where it differs from what the user would get without it.
+void writeForUser(RegistryObject& registry, const VARIANT& value, const VARIANT& preset) {
+  Variant machine;
+  const bool isSetForMachine = readPresent(registry, machine);
+  const bool isRedundant = areEqual(value, isSetForMachine ? machine.get() : preset);
+  registry.Hive(HKEY_CURRENT_USER);
+  if (isRedundant) {
+    deleteIfPresent(registry);
+  } else {
+    store(registry, value);
+  }
+}
+
+void remember(std::wstring& section, BSTR sectionKey) {
+  if (!viewOf(sectionKey).empty()) section = viewOf(sectionKey);
+}
+
+VARIANT nullValue() {
+  VARIANT value;
+  V_VT(&value) = VT_NULL;
+  return value;
+}
+
+}  // namespace
+
+HRESULT GZSupportObject::GetRegistryValue(BSTR* valueKey, VARIANT* preset, BSTR* sectionKey,
+                                          VARIANT_BOOL* noPolicySet, VARIANT* value) {
+  return atBoundary(__uuidof(_GZSupport), [&] {
+    requirePointers(valueKey, preset, sectionKey, noPolicySet, value);
+    VariantInit(value);
+    framed({kClass, L"Function GetRegistryValue"}, [&] {
+      RegistryObject registry;
+      remember(readSection_, *sectionKey);
+      registry.Hive(HKEY_CURRENT_USER);
+      registry.Default(nullValue());
+      registry.ValueKey(std::wstring(viewOf(*valueKey)));
+      Variant found;
+      const bool isPolicy = readPolicy(registry, readSection_, found);
+      *noPolicySet = isPolicy ? VARIANT_FALSE : VARIANT_TRUE;
+      if (!isPolicy) readSetting(registry, readSection_, *preset, found);
+      std::swap(*value, *found.operator->());
+    });
+  });
+}
+
+HRESULT GZSupportObject::WriteRegistryValue(BSTR* valueKey, VARIANT* value, VARIANT* preset,
+                                            LONG* mode, BSTR* sectionKey, BSTR* prompt) {
+  return atBoundary(__uuidof(_GZSupport), [&] {
+    requirePointers(valueKey, value, preset, mode, sectionKey, prompt);
+    framed({kClass, L"Sub WriteRegistryValue"}, [&] {
+      if (*mode == rwm_Prompt) *mode = askForMode(prompt);
+      Variant holder;
+      const VARIANT& plain = dereferenced(*value, holder);
+      RegistryObject registry;
+      remember(writeSection_, *sectionKey);
+      chooseValueType(registry, plain);
+      registry.Default(nullValue());
+      registry.SectionKey(writeSection_);
+      registry.ValueKey(std::wstring(viewOf(*valueKey)));
+      registry.Hive(HKEY_LOCAL_MACHINE);
+      if (*mode == rwm_User) {
+        writeForUser(registry, plain, *preset);
+      } else {
+        writeForMachine(registry, plain, *preset);
+      }
+    });
+  });
+}
+
+}  // namespace zsupport
