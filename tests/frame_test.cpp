@@ -1,11 +1,16 @@
 // The error frame from within: what is reported, what is raised, under which label.
 #include <windows.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <thread>
 
 #include "automation/error.h"
+#include "collection/zollection.h"
+#include "companion/log_file.h"
+#include "companion/trace_log.h"
 #include "frame/mdlErrorHandling.h"
 #include "frame/mdlGlobal.h"
 #include "frame/mdlSupport.h"
@@ -109,6 +114,200 @@ TEST(Frame, LeavesWhenItsServicesFail) {
   serviceFactory() = before;
 }
 
+// Settings under the library's own key, for the length of a test.
+class DebugSettings {
+ public:
+  DebugSettings(DWORD level, const std::wstring& logFile = L"", DWORD action = 3) {
+    RegCreateKeyW(HKEY_CURRENT_USER, (AppRegRoot(false) + L"\\Debug").c_str(), &key_);
+    RegSetValueExW(key_, L"Debug Level", 0, REG_DWORD, reinterpret_cast<BYTE*>(&level), 4);
+    RegSetValueExW(key_, L"Default Action", 0, REG_DWORD, reinterpret_cast<BYTE*>(&action), 4);
+    RegSetValueExW(key_, L"LogFile", 0, REG_SZ, reinterpret_cast<const BYTE*>(logFile.c_str()),
+                   static_cast<DWORD>(2 * logFile.size() + 2));
+  }
+  DebugSettings(const DebugSettings&) = delete;
+  DebugSettings& operator=(const DebugSettings&) = delete;
+  ~DebugSettings() {
+    RegCloseKey(key_);
+    RegDeleteKeyW(HKEY_CURRENT_USER, (AppRegRoot(false) + L"\\Debug").c_str());
+  }
+
+ private:
+  HKEY key_;
+};
+
+TEST(Trace, IsSetUpFromTheDebugLevel) {
+  const struct {
+    DWORD level;
+    bool file, eventLog, trace, ask, context, breaks;
+    LONG appBits;
+  } cases[] = {
+      {17, true, false, false, false, false, false, 0},
+      {16, false, false, false, false, false, false, 0},
+      {64, false, false, true, false, false, false, 0},
+      {1 + 16 + 32 + 64 + 256, true, true, true, false, true, false, 0},
+      {3 + 32 + 4096, false, true, false, true, false, false, 1},
+      {0x80000011, true, false, false, false, false, true, 0x80000 & 0x7FFFF},
+  };
+  for (const auto& [level, file, eventLog, trace, asks, context, breaks, appBits] : cases) {
+    const DebugSettings settings(level);
+    onFreshThread([&] {
+      framed(kProcedure, [] { throw makeError(6); });  // goes on without a debugger
+      const auto& service = static_cast<TraceRecorder&>(*threadState().traceService);
+      EXPECT_EQ(file, service.logFile);
+      EXPECT_EQ(eventLog, service.eventLog);
+      EXPECT_EQ(trace, service.zTrace);
+      EXPECT_EQ(asks, !service.belowARI);
+      EXPECT_EQ(context, service.callStack);
+      EXPECT_EQ(breaks, DebugBreakOn());
+      EXPECT_EQ(appBits, DebugAppBits());
+      EXPECT_EQ(appBits == 1, DebugAppBit(1));
+    });
+  }
+}
+
+std::wstring temporaryLog() {
+  wchar_t folder[MAX_PATH];
+  GetTempPathW(MAX_PATH, folder);
+  return std::wstring(folder) + L"ZSupportTest\\" + std::to_wstring(GetCurrentProcessId()) +
+         L".log";
+}
+
+std::string contentOf(const std::wstring& path) {
+  std::string content;
+  if (FILE* const file = _wfopen(path.c_str(), L"rb")) {
+    char buffer[4096];
+    for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, file)) > 0;) content.append(buffer, n);
+    std::fclose(file);
+  }
+  return content;
+}
+
+TEST(Trace, WritesOneLinePerErrorAndNeverRetriesForEver) {
+  const std::wstring path = temporaryLog();
+  DeleteFileW(path.c_str());
+  TraceLog log;
+  log.AppTitle(L"ZSupport");
+  log.LogFileEnabled(true);
+  log.CallStackEnabled(true);
+  log.DefaultAction(kRetry);
+  ErrorReport report = {L"Zollection", L"Sub Add", makeError(7, L"caf\u00e9"), 0, L"in host.exe",
+                        false,         0};
+  report.error.description = L"two\r\nlines\tand a tab";
+  log.LogFile(L"Z:\\no\\such\\folder\\that\\can\\be\\made\\?\\x.log");
+  EXPECT_EQ(kLeave, log.ReportError(report)) << "nothing but the file is lost";
+  log.LogFile(path);
+  log.ReportError(report);
+  const std::string line = contentOf(path);
+  EXPECT_NE(
+      std::string::npos,
+      line.find("\tZollection\tSub Add\t7\tcaf\xC3\xA9\ttwo\\r\\nlines and a tab\tin host.exe\r\n"))
+      << line;
+  EXPECT_EQ(1, std::count(line.begin(), line.end(), '\n'));
+
+  report.error.description.assign(200'000, L'x');
+  for (int i = 0; i < 12; ++i) log.ReportError(report);
+  EXPECT_LE(contentOf(path).size(), kLogFileLimit);
+  EXPECT_LE(contentOf(path + L".old").size(), kLogFileLimit);
+  EXPECT_GT(contentOf(path + L".old").size(), kLogFileLimit / 2);
+  DeleteFileW(path.c_str());
+  DeleteFileW((path + L".old").c_str());
+}
+
+constexpr int kWriters = 3, kLines = 300;
+
+// What a writer process does: lines with its number.
+void writeLines(const std::wstring& path, const std::wstring& writer) {
+  for (int i = 0; i < kLines; ++i)
+    appendToLog(path, L"<" + writer + L"." + std::to_wstring(i) + L">");
+}
+
+TEST(Trace, TakesThreeProcessesAtOnceWithoutLosingALine) {
+  const std::wstring path = temporaryLog();
+  DeleteFileW(path.c_str());
+  wchar_t self[MAX_PATH];
+  GetModuleFileNameW(nullptr, self, MAX_PATH);
+  std::vector<HANDLE> processes;
+  for (int i = 0; i < kWriters; ++i) {
+    std::wstring command =
+        L"\"" + std::wstring(self) + L"\" writer \"" + path + L"\" " + std::to_wstring(i);
+    STARTUPINFOW start{};
+    start.cb = sizeof start;
+    PROCESS_INFORMATION process;
+    ASSERT_TRUE(CreateProcessW(self, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                               &start, &process));
+    CloseHandle(process.hThread);
+    processes.push_back(process.hProcess);
+  }
+  for (const HANDLE process : processes) {
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(process, 60'000));
+    CloseHandle(process);
+  }
+  const std::string content = contentOf(path);
+  EXPECT_EQ(kWriters * kLines, std::count(content.begin(), content.end(), '\n'));
+  for (int writer = 0; writer < kWriters; ++writer) {
+    for (int i = 0; i < kLines; ++i) {
+      const std::string line = "<" + std::to_string(writer) + "." + std::to_string(i) + ">\r\n";
+      ASSERT_NE(std::string::npos, content.find(line)) << line;
+    }
+  }
+  DeleteFileW(path.c_str());
+}
+
+VARTYPE typeIn(const TYPEDESC& description) {
+  if (description.vt == VT_PTR)
+    return static_cast<VARTYPE>(typeIn(*description.lptdesc) | VT_BYREF);
+  if (description.vt == VT_USERDEFINED) return VT_I4;  // an enumeration
+  return description.vt;
+}
+
+// The table behind late binding and the type library say the same, member by member.
+void expectSame(const MemberTable& table) {
+  ComPtr<ITypeInfo> info;
+  ASSERT_EQ(S_OK, table.typeInfo(0, info.put()));
+  TYPEATTR* attributes;
+  ASSERT_EQ(S_OK, info->GetTypeAttr(&attributes));
+  UINT described = 0;
+  for (UINT i = 0; i < attributes->cFuncs; ++i) {
+    FUNCDESC* function;
+    ASSERT_EQ(S_OK, info->GetFuncDesc(i, &function));
+    if (!(function->wFuncFlags & FUNCFLAG_FRESTRICTED)) {
+      const auto members = table.members();
+      ASSERT_LT(described, members.size());
+      const Member& member = members[described++];
+      SCOPED_TRACE(function->memid);
+      EXPECT_EQ(function->memid, member.id);
+      EXPECT_EQ(function->invkind, member.kind);
+      ASSERT_EQ(function->cParams, static_cast<SHORT>(member.parameters));
+      EXPECT_EQ(typeIn(function->elemdescFunc.tdesc), member.resultType);
+      const size_t required = member.parameters - member.defaults.size();
+      for (size_t p = 0; p < member.parameters; ++p) {
+        const ELEMDESC& parameter = function->lprgelemdescParam[p];
+        EXPECT_EQ(typeIn(parameter.tdesc), member.types[p]) << "parameter " << p;
+        const USHORT flags = parameter.paramdesc.wParamFlags;
+        EXPECT_EQ(p >= required, (flags & PARAMFLAG_FOPT) != 0) << "parameter " << p;
+        if (p < required) continue;
+        const Default& preset = member.defaults[p - required];
+        ASSERT_EQ(preset.type != VT_ERROR, (flags & PARAMFLAG_FHASDEFAULT) != 0);
+        if (preset.type == VT_ERROR) continue;
+        const VARIANT& value = parameter.paramdesc.pparamdescex->varDefaultValue;
+        EXPECT_EQ(preset.type, V_VT(&value));
+        const bool isText = preset.type == VT_BSTR;
+        EXPECT_EQ(isText ? preset.text : L"", isText ? viewOf(V_BSTR(&value)) : L"");
+        EXPECT_EQ(preset.number, isText ? 0 : V_BOOL(&value));
+      }
+    }
+    info->ReleaseFuncDesc(function);
+  }
+  EXPECT_EQ(table.members().size(), described);
+  info->ReleaseTypeAttr(attributes);
+}
+
+TEST(MemberTables, AgreeWithTheTypeLibrary) {
+  expectSame(ZollectionObject::members());
+  expectSame(CollectionFace::members());
+  expectSame(GZSupportObject::members());
+}
+
 TEST(Frame, KnowsItsOwnPlaceAndVersion) {
   onFreshThread([] {
     EXPECT_EQ(L"Software\\Zarnow Instruments Ltd.\\System\\ZSupport", AppRegRoot(false));
@@ -120,7 +319,11 @@ TEST(Frame, KnowsItsOwnPlaceAndVersion) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int wmain(int argc, wchar_t** argv) {
+  if (argc == 4 && std::wstring(argv[1]) == L"writer") {
+    writeLines(argv[2], argv[3]);
+    return 0;
+  }
   testing::InitGoogleTest(&argc, argv);
   if (!openThreadStates()) return 1;
   setSupportFactory(createSupportObject);

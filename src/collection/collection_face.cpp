@@ -17,11 +17,6 @@ const Member kMembers[] = {
     function<&_Collection::_NewEnum>(DISPID_NEWENUM),
 };
 
-const MemberTable& members() {
-  static const MemberTable table(__uuidof(_Collection), kMembers);
-  return table;
-}
-
 // The object in an item variant; error 5 when the variant is of any other type.
 IDispatch* objectIn(const VARIANT& item) {
   switch (typeOf(item)) {
@@ -36,6 +31,11 @@ IDispatch* objectIn(const VARIANT& item) {
 }
 
 }  // namespace
+
+const MemberTable& CollectionFace::members() {
+  static const MemberTable table(__uuidof(_Collection), kMembers);
+  return table;
+}
 
 HRESULT CollectionFace::GetTypeInfoCount(UINT* count) {
   if (!count) return E_POINTER;

@@ -17,6 +17,8 @@ class CollectionFace final : public _Collection {
   CollectionFace(const CollectionFace&) = delete;
   CollectionFace& operator=(const CollectionFace&) = delete;
 
+  static const MemberTable& members();
+
   // IUnknown
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
     return owner_.QueryInterface(id, object);

@@ -13,20 +13,22 @@ class TraceRecorder final : public TraceService {
   bool raisesErrors() const { return raiseErrors_; }
 
   void RaiseErrors(bool raise) override { raiseErrors_ = raise; }
-  void LogFileEnabled(bool) override {}
-  void BelowARILevel(bool) override {}
+  void LogFileEnabled(bool enabled) override { logFile = enabled; }
+  void BelowARILevel(bool below) override { belowARI = below; }
   void DefaultAction(LONG) override {}
   void LogFile(const std::wstring&) override {}
   void ContextService(class ContextService*) override {}
   void AppTitle(const std::wstring&) override {}
   void AppVersion(const VersionStamp&) override {}
-  void CallStackEnabled(bool) override {}
+  void CallStackEnabled(bool enabled) override { callStack = enabled; }
   LONG ReportError(const ErrorReport& report) override {
     reports_.push_back(report);
     return 0;
   }
-  void EventLogEnabled(bool) override {}
-  void ZTraceEnabled(bool) override {}
+  void EventLogEnabled(bool enabled) override { eventLog = enabled; }
+  void ZTraceEnabled(bool enabled) override { zTrace = enabled; }
+
+  bool logFile = false, belowARI = false, callStack = false, eventLog = false, zTrace = false;
 
  private:
   std::deque<ErrorReport> reports_;
