@@ -306,6 +306,39 @@ TEST(Enumerator, DeliversOneItemACallFromALiveViewOfFrozenLength) {
   nextIs(nullptr);  // long after the collection
 }
 
+// A client that has nothing but the registered type library: no header, no names of ours.
+TEST(Clients, KnowingOnlyTheTypeLibraryCallThroughIt) {
+  CLSID id;
+  ASSERT_EQ(S_OK, CLSIDFromProgID(L"ZSupport.Zollection", &id));
+  ComPtr<IDispatch> z;
+  ASSERT_EQ(S_OK, CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, z.putVoid()));
+  GUID libraryId;
+  IIDFromString(L"{EB457140-75E3-41DC-9BFB-3361FC42A7B6}", &libraryId);
+  ComPtr<ITypeLib> library;
+  ASSERT_EQ(S_OK, LoadRegTypeLib(libraryId, 1, 0, 0, library.put()));
+  ComPtr<ITypeInfo> described, info;
+  ASSERT_EQ(S_OK, z->GetTypeInfo(0, 0, described.put()));
+  TYPEATTR* attributes;
+  ASSERT_EQ(S_OK, described->GetTypeAttr(&attributes));
+  ASSERT_EQ(S_OK, library->GetTypeInfoOfGuid(attributes->guid, info.put()));
+  ComPtr<IUnknown> face;
+  ASSERT_EQ(S_OK, z->QueryInterface(attributes->guid, face.putVoid()));
+  described->ReleaseTypeAttr(attributes);
+  VARIANT index = longValue(0);
+  DISPPARAMS none{}, one = {&index, nullptr, 1, 0};
+  Variant result;
+  EXCEPINFO exception{};
+  EXPECT_EQ(S_OK, info->Invoke(face.get(), idOf(z.get(), L"Count"), DISPATCH_PROPERTYGET, &none,
+                               result.put(), nullptr, nullptr));
+  EXPECT_EQ(0, V_I4(&result.get()));
+  EXPECT_EQ(DISP_E_EXCEPTION, info->Invoke(face.get(), idOf(z.get(), L"RemoveByIndex"),
+                                           DISPATCH_METHOD, &one, nullptr, &exception, nullptr));
+  EXPECT_EQ(runtimeError(381), exception.scode);
+  for (BSTR text : {exception.bstrSource, exception.bstrDescription, exception.bstrHelpFile}) {
+    SysFreeString(text);
+  }
+}
+
 // Another apartment reaches the collection through the platform's type-library marshaller.
 TEST(Clients, InAnotherApartmentUseTheStandardMarshaller) {
   const auto z = newCollection();

@@ -2,6 +2,7 @@
 
 #include <oleauto.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "ZSupport.h"
@@ -98,7 +99,10 @@ KeyNode*& KeyIndex::bucketOf(BSTR key) const {
 }
 
 bool KeyIndex::equal(BSTR searched, OLECHAR* stored) const {
-  return SysStringLen(searched) == SysStringLen(stored) &&
+  const UINT length = SysStringLen(searched);
+  if (length != SysStringLen(stored)) return false;
+  // The same characters are equal in any language; the platform is asked only about others.
+  return std::equal(searched, searched + length, stored) ||
          VarBstrCmp(searched, stored, LOCALE_USER_DEFAULT, compareFlags_) ==
              static_cast<HRESULT>(VARCMP_EQ);
 }

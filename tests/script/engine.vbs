@@ -1,0 +1,70 @@
+' What the samples do not show, from a script engine: every failure is a line with FAILED.
+Option Explicit
+Dim checks : checks = 0
+Sub Check(what, expected, actual)
+    checks = checks + 1
+    If expected <> actual Or VarType(expected) <> VarType(actual) Then WScript.Echo "FAILED " & what & ": " & TypeName(actual) & " " & actual
+End Sub
+Sub CheckError(what, number, source, description)
+    checks = checks + 1
+    If Err.Number <> number Or Err.Source <> source Or Err.Description <> description Then WScript.Echo "FAILED " & what & ": " & Err.Number & " " & Err.Source & " " & Err.Description
+    Err.Clear
+End Sub
+
+Dim z, item, support, noPolicy, mode, key, section
+Set z = CreateObject("ZSupport.Zollection")
+Set item = CreateObject("ZSupport.Zollection")
+Set support = CreateObject("ZSupport.GZSupport")
+section = "Software\Zarnow Instruments Ltd.\EngineTest"
+
+support.GetRegistryValue "none", 1, section, noPolicy
+Check "policy result", True, noPolicy
+Check "default", 7, CInt(support.GetRegistryValue("none", 7))
+Check "default kept as it is", Null & "", support.GetRegistryValue("none", Null) & ""
+mode = 1
+support.WriteRegistryValue "v", True, False, mode, section
+Check "Boolean as number", CLng(-1), support.GetRegistryValue("v", 0, section)
+support.WriteRegistryValue "v", False, False, mode
+
+key = "k"
+z.Add item, "", key
+z.Add item, , 12, 1
+Check "converted key", True, z.KeyExists("12")
+Check "variable left alone", "k", key
+Check "position", CLng(1), z.IndexFromKey(12)
+Check "exists", True, z.Exists(2.4)
+Check "exists not", False, z.Exists(Null)
+Check "by key variable", True, z.ItemByKey(key) Is item
+z.UseDISPID = True
+Check "put and get", True, z.UseDISPID
+z.Increment = "1600"
+Check "converted put", CLng(100), z.Increment
+z.Key(2) = "fresh"
+Check "old key gone", False, z.KeyExists("k")
+
+Dim prefix, index : prefix = "System\ZSupport.Zollection::" : index = "Invalid property array index"
+On Error Resume Next
+z.CompareMode = 1
+CheckError "mode", 387, prefix & "Let CompareMode!Zollection.CompareMode (Let)", "Cannot change CompareMode. The collection contains items."
+z.Add item, "", "12"
+CheckError "duplicate", 457, prefix & "Sub Add!Zollection.Add", "This key is already associated with an element of this collection"
+z.Add item, "", "", 99
+CheckError "place", 5, prefix & "Sub Add!Zollection.Add", "Invalid procedure call or argument"
+z.Add support
+CheckError "no events", 7, prefix & "Sub Add!Zollection.Add", "Out of memory"
+z.Remove "nobody"
+CheckError "remove", 5, prefix & "Sub Remove!Zollection.RemoveByKey", "Invalid procedure call or argument"
+z.RemoveByKey "nobody"
+CheckError "remove by key", 5, "Zollection.RemoveByKey", "Invalid procedure call or argument"
+Set item = z.Item("nobody")
+CheckError "item", 381, prefix & "Get Item!Zollection.Item (Get)", index
+key = z.Key(99)
+CheckError "key", 381, prefix & "Get Key!Zollection.Key (Get)", index
+z.Add
+Check "count of arguments", 450, CInt(Err.Number) : Err.Clear
+z.RemoveByIndex "word"
+Check "type", 13, CInt(Err.Number) : Err.Clear
+z.NoSuchMember
+Check "member", 438, CInt(Err.Number) : Err.Clear
+On Error GoTo 0
+WScript.Echo checks & " checks done"
