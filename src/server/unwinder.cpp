@@ -2,8 +2,6 @@
 
 #include <windows.h>
 
-#include <cstring>
-
 extern "C" {
 IMAGE_DOS_HEADER extern __ImageBase;
 // Of the linked-in run-time. The second argument is its bookkeeping for one module.
@@ -14,8 +12,20 @@ namespace zsupport {
 namespace {
 
 constexpr char kSharedRuntime[] = "libgcc_s_dw2-1.dll";
-// Section names of an image have eight characters; the linker is told to keep it at that.
-constexpr char kUnwindSection[IMAGE_SIZEOF_SHORT_NAME] = {'.', 'e', 'h', '_', 'f', 'r', 'a', 'm'};
+// The head of the first record of unwind tables.
+struct CommonInformation {
+  DWORD length;
+  DWORD id;  // 0 in unwind tables, all ones in their debug-only cousin
+  BYTE version;
+  char augmentation;  // "z" and more
+};
+
+// By content: the linker cuts section names to eight characters or moves them out of the image.
+bool isUnwindSection(const char* content, const IMAGE_SECTION_HEADER& section) {
+  const auto& head = *reinterpret_cast<const CommonInformation*>(content);
+  return section.Misc.VirtualSize > sizeof head && head.id == 0 && head.version == 1 &&
+         head.augmentation == 'z' && head.length > sizeof head && head.length < 256;
+}
 
 const void* unwindTables() {
   auto* const base = reinterpret_cast<const char*>(&__ImageBase);
@@ -24,9 +34,8 @@ const void* unwindTables() {
       reinterpret_cast<const char*>(&headers->OptionalHeader) +
       headers->FileHeader.SizeOfOptionalHeader);
   for (WORD i = 0; i < headers->FileHeader.NumberOfSections; ++i, ++section) {
-    if (std::memcmp(section->Name, kUnwindSection, sizeof kUnwindSection) == 0) {
-      return base + section->VirtualAddress;
-    }
+    const char* const content = base + section->VirtualAddress;
+    if (isUnwindSection(content, *section)) return content;
   }
   return nullptr;
 }
