@@ -1,51 +1,10 @@
 // Late-bound callers: every form in which arguments come, and what goes back into them.
 #include <algorithm>
 
-#include "support/com.h"
+#include "support/late_call.h"
 #include "support/test_source.h"
 
 namespace {
-
-struct Call {
-  HRESULT result;
-  Variant value;
-  LONG number = 0;  // of the exception
-  std::wstring source, description;
-  UINT badArgument = 99;
-};
-
-DISPID idOf(IDispatch* object, std::wstring name) {
-  DISPID id = DISPID_UNKNOWN;
-  LPOLESTR names[] = {name.data()};
-  EXPECT_EQ(S_OK, object->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id));
-  return id;
-}
-
-// Arguments in the order of declaration; the names are those of the last ones.
-void call(Call& outcome, IDispatch* object, DISPID member, int flags,
-          std::vector<VARIANT> arguments, std::vector<DISPID> names = {}) {
-  std::reverse(arguments.begin(), arguments.end());
-  std::reverse(names.begin(), names.end());
-  DISPPARAMS parameters = {arguments.data(), names.data(), static_cast<UINT>(arguments.size()),
-                           static_cast<UINT>(names.size())};
-  EXCEPINFO exception{};
-  outcome.result =
-      object->Invoke(member, IID_NULL, LOCALE_USER_DEFAULT, static_cast<WORD>(flags), &parameters,
-                     outcome.value.put(), &exception, &outcome.badArgument);
-  Text source, description;
-  *source.inout() = exception.bstrSource;
-  *description.inout() = exception.bstrDescription;
-  SysFreeString(exception.bstrHelpFile);
-  outcome.number = exception.scode;
-  outcome.source = source.view();
-  outcome.description = description.view();
-}
-
-VARIANT objectValue(IDispatch* object) {
-  VARIANT v = valueOfType(VT_DISPATCH);
-  V_DISPATCH(&v) = object;
-  return v;
-}
 
 class LateBound : public testing::Test {
  protected:

@@ -253,11 +253,20 @@ TEST(Trace, TakesThreeProcessesAtOnceWithoutLosingALine) {
   DeleteFileW(path.c_str());
 }
 
-VARTYPE typeIn(const TYPEDESC& description) {
-  if (description.vt == VT_PTR)
-    return static_cast<VARTYPE>(typeIn(*description.lptdesc) | VT_BYREF);
-  if (description.vt == VT_USERDEFINED) return VT_I4;  // an enumeration
-  return description.vt;
+VARTYPE typeIn(ITypeInfo* info, const TYPEDESC& description) {
+  if (description.vt == VT_PTR) {
+    return static_cast<VARTYPE>(typeIn(info, *description.lptdesc) | VT_BYREF);
+  }
+  if (description.vt != VT_USERDEFINED) return description.vt;
+  ComPtr<ITypeInfo> type;
+  TYPEATTR* attributes;
+  if (FAILED(info->GetRefTypeInfo(description.hreftype, type.put())) ||
+      FAILED(type->GetTypeAttr(&attributes))) {
+    return VT_EMPTY;
+  }
+  const VARTYPE result = attributes->typekind == TKIND_RECORD ? VT_RECORD : VT_I4;
+  type->ReleaseTypeAttr(attributes);
+  return result;
 }
 
 // The table behind late binding and the type library say the same, member by member.
@@ -278,11 +287,11 @@ void expectSame(const MemberTable& table) {
       EXPECT_EQ(function->memid, member.id);
       EXPECT_EQ(function->invkind, member.kind);
       ASSERT_EQ(function->cParams, static_cast<SHORT>(member.parameters));
-      EXPECT_EQ(typeIn(function->elemdescFunc.tdesc), member.resultType);
+      EXPECT_EQ(typeIn(info.get(), function->elemdescFunc.tdesc), member.resultType);
       const size_t required = member.parameters - member.defaults.size();
       for (size_t p = 0; p < member.parameters; ++p) {
         const ELEMDESC& parameter = function->lprgelemdescParam[p];
-        EXPECT_EQ(typeIn(parameter.tdesc), member.types[p]) << "parameter " << p;
+        EXPECT_EQ(typeIn(info.get(), parameter.tdesc), member.types[p]) << "parameter " << p;
         const USHORT flags = parameter.paramdesc.wParamFlags;
         EXPECT_EQ(p >= required, (flags & PARAMFLAG_FOPT) != 0) << "parameter " << p;
         if (p < required) continue;

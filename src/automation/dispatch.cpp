@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <new>
 
 #include "automation/boundary.h"
 #include "automation/com_ptr.h"
@@ -123,6 +124,26 @@ void storeIn(const VARIANT& variable, const VARIANT& argument, const VARIANT& va
   std::memcpy(old, V_BYREF(&target), size);
   std::memcpy(V_BYREF(&target), &V_UI1(converted.operator->()), size);
   std::memcpy(&V_UI1(converted.operator->()), old, size);
+}
+
+void* recordIn(const VARIANT& variable, REFGUID id) {
+  if ((typeOf(variable) & ~VT_BYREF) != VT_RECORD || !V_RECORDINFO(&variable)) return nullptr;
+  GUID own;
+  return SUCCEEDED(V_RECORDINFO(&variable)->GetGuid(&own)) && own == id ? V_RECORD(&variable)
+                                                                        : nullptr;
+}
+
+HRESULT makeRecord(VARIANT& value, REFGUID id, const void* content, size_t size) {
+  return atBoundary(IID_NULL, [&] {
+    ComPtr<IRecordInfo> info;
+    checkPlatform(GetRecordInfoFromTypeInfo(typeInfoOf(id).get(), info.put()));
+    void* const record = info->RecordCreate();
+    if (!record) throw std::bad_alloc();
+    std::memcpy(record, content, size);
+    V_RECORD(&value) = record;
+    V_RECORDINFO(&value) = info.detach();
+    V_VT(&value) = VT_RECORD;
+  });
 }
 
 }  // namespace dispatch_detail

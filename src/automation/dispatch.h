@@ -126,7 +126,7 @@ class Thunk {
     if constexpr (hasResult) {
       ResultSlot<ParameterAt<kParameters>> result;
       outcome = (self->*callee)(std::get<i>(slots).pass()..., result.pass());
-      if (SUCCEEDED(outcome)) result.handOver(invocation.result);
+      if (SUCCEEDED(outcome)) outcome = result.handOver(invocation.result);
     } else {
       outcome = (self->*callee)(std::get<i>(slots).pass()...);
     }

@@ -30,7 +30,21 @@ inline constexpr Default defaultBoolean(bool value) {
   return {VT_BOOL, value ? VARIANT_TRUE : VARIANT_FALSE};
 }
 
+// The records that members take: specialised with kId, the record's id in the type library.
+template <class T>
+struct RecordId;
+
 namespace dispatch_detail {
+
+template <class T>
+concept IsRecord = requires {
+  RecordId<T>::kId;
+};
+
+// The record that an argument holds or refers to; null when it is none of that id.
+void* recordIn(const VARIANT& variable, REFGUID id);
+// A record of that id in an empty variable.
+HRESULT makeRecord(VARIANT& value, REFGUID id, const void* content, size_t size);
 
 // The C++ types that automation knows, with their place in a VARIANT.
 template <class T>
@@ -207,6 +221,34 @@ class Slot<VARIANT*> {
   Variant copy_;
 };
 
+// A record: the caller's own, or a copy of one passed by value.
+template <class T>
+requires dispatch_detail::IsRecord<T>
+class Slot<T*> {
+ public:
+  static constexpr VARTYPE kType = VT_RECORD | VT_BYREF;
+
+  HRESULT load(const VARIANT* argument, const Default*, LCID) {
+    if (!argument) return DISP_E_PARAMNOTOPTIONAL;
+    const VARIANT* const variable = dispatch_detail::variableOf(argument);
+    void* const record =
+        variable ? dispatch_detail::recordIn(*variable, RecordId<T>::kId) : nullptr;
+    if (!record) return DISP_E_TYPEMISMATCH;
+    passed_ = static_cast<T*>(record);
+    if (variable == argument && !(typeOf(*variable) & VT_BYREF)) {
+      copy_ = *passed_;
+      passed_ = &copy_;
+    }
+    return S_OK;
+  }
+  T* pass() { return passed_; }
+  void store(LCID) {}
+
+ private:
+  T* passed_ = nullptr;
+  T copy_{};
+};
+
 // What a method returns through its last parameter.
 template <class Pointer>
 class ResultSlot {
@@ -229,14 +271,29 @@ class ResultSlot {
     }
   }
   // Callers may not want the result.
-  void handOver(VARIANT* result) {
-    if (!result) return;
+  HRESULT handOver(VARIANT* result) {
+    if (!result) return S_OK;
     *result = value_.get();
     VariantInit(value_.operator->());
+    return S_OK;
   }
 
  private:
   Variant value_;
+};
+
+template <class T>
+requires dispatch_detail::IsRecord<T>
+class ResultSlot<T*> {
+ public:
+  T* pass() { return &record_; }
+  HRESULT handOver(VARIANT* result) {
+    if (!result) return S_OK;
+    return dispatch_detail::makeRecord(*result, RecordId<T>::kId, &record_, sizeof record_);
+  }
+
+ private:
+  T record_{};
 };
 
 template <class Pointer>
@@ -244,6 +301,8 @@ constexpr VARTYPE resultTypeOf() {
   using T = std::remove_pointer_t<Pointer>;
   if constexpr (std::is_same_v<T, VARIANT>) {
     return VT_VARIANT;
+  } else if constexpr (dispatch_detail::IsRecord<T>) {
+    return VT_RECORD;
   } else if constexpr (std::is_enum_v<T>) {
     return VT_I4;
   } else {

@@ -19,7 +19,7 @@ class TraceLog final : public TraceService {
   void LogFile(const std::wstring& path) override { logFile_ = path; }
   void ContextService(class ContextService* service) override { contextService_ = service; }
   void AppTitle(const std::wstring& title) override { appTitle_ = title; }
-  void AppVersion(const VersionStamp& version) override { appVersion_ = version; }
+  void AppVersion(const VersionStampRecord& version) override { appVersion_ = version; }
   // Whether records carry the context text.
   void CallStackEnabled(bool enabled) override { callStackEnabled_ = enabled; }
   LONG ReportError(const ErrorReport& report) override;
@@ -39,7 +39,7 @@ class TraceLog final : public TraceService {
   std::wstring logFile_;
   class ContextService* contextService_ = nullptr;
   std::wstring appTitle_;
-  VersionStamp appVersion_{};
+  VersionStampRecord appVersion_{};
   bool callStackEnabled_ = false;
   bool eventLogEnabled_ = false;
   bool zTraceEnabled_ = false;

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "ZSupport.h"
 #include "automation/error.h"
 
 namespace zsupport {
@@ -16,13 +17,6 @@ enum ErrorAction : LONG { kRetry = 1, kContinueNext = 2, kLeave = 3 };
 
 // Returned, and thus acted on, when no service could answer.
 inline constexpr LONG kNoAnswer = -1;
-
-struct VersionStamp {
-  LONG Major;
-  LONG Minor;
-  LONG Revision;
-  LONG ReleaseType;
-};
 
 // One error as a procedure's frame saw it.
 struct ErrorReport {
@@ -52,7 +46,7 @@ class TraceService {
   virtual void LogFile(const std::wstring& path) = 0;
   virtual void ContextService(class ContextService* service) = 0;
   virtual void AppTitle(const std::wstring& title) = 0;
-  virtual void AppVersion(const VersionStamp& version) = 0;
+  virtual void AppVersion(const VersionStampRecord& version) = 0;
   virtual void CallStackEnabled(bool enabled) = 0;
   virtual LONG ReportError(const ErrorReport& report) = 0;
   virtual void EventLogEnabled(bool enabled) = 0;

@@ -36,11 +36,11 @@ std::wstring AppRegRoot(bool bPolicies) {
   });
 }
 
-VersionStamp AppVersionStamp() {
+VersionStampRecord AppVersionStamp() {
   return framed({kModule, L"Get AppVersionStamp"}, [] {
     const ModuleVersion version = moduleVersion();
-    return VersionStamp{version.major, version.minor, version.revision,
-                        threadState().LibraryReleaseType};
+    return VersionStampRecord{version.major, version.minor, version.revision,
+                              threadState().LibraryReleaseType};
   });
 }
 

@@ -13,7 +13,7 @@ namespace zsupport {
 std::wstring AppRegRoot(bool bPolicies);
 
 // Version of the library, with the release type of the build.
-VersionStamp AppVersionStamp();
+VersionStampRecord AppVersionStamp();
 
 // Parts of the "Debug Level" setting (eDebugLevels), which is read once per thread.
 LONG DebugLevelValue();

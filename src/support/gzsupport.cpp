@@ -2,14 +2,29 @@
 #include "support/gzsupport.h"
 
 namespace zsupport {
+
+// Of the record in the type library.
+template <>
+struct RecordId<VersionStampRecord> {
+  static constexpr GUID kId = {
+      0xC6C0B0C3, 0x0C0C, 0x4C8E, {0x9B, 0x57, 0x7E, 0x1E, 0x4F, 0x5A, 0x7D, 0x21}};
+};
+
 namespace {
 
 constexpr Default kGetRegistryValueDefaults[] = {defaultText(L""), defaultBoolean(false)};
 constexpr Default kWriteRegistryValueDefaults[] = {defaultText(L""), defaultText(L"this")};
 
+constexpr Default kVersionStringDefaults[] = {defaultBoolean(true), defaultBoolean(true),
+                                              defaultBoolean(false)};
+
 const Member kMembers[] = {
     function<&_GZSupport::GetRegistryValue>(1, kGetRegistryValueDefaults),
     method<&_GZSupport::WriteRegistryValue>(2, kWriteRegistryValueDefaults),
+    function<&_GZSupport::VersionStamp>(3),
+    function<&_GZSupport::VersionString>(4, kVersionStringDefaults),
+    function<&_GZSupport::CompareVersionStamps>(5),
+    function<&_GZSupport::OSVersion>(6),
 };
 
 }  // namespace

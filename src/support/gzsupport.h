@@ -20,6 +20,15 @@ class GZSupportObject final : public CoClass<GZSupportObject, GZSupport, _GZSupp
   HRESULT STDMETHODCALLTYPE WriteRegistryValue(BSTR* valueKey, VARIANT* value, VARIANT* preset,
                                                LONG* mode, BSTR* sectionKey, BSTR* prompt) override;
 
+  // Versions (versions.cpp)
+  HRESULT STDMETHODCALLTYPE VersionStamp(BSTR* text, VersionStampRecord* stamp) override;
+  HRESULT STDMETHODCALLTYPE VersionString(VersionStampRecord* stamp, VARIANT_BOOL* full,
+                                          VARIANT_BOOL* includeReleaseType,
+                                          VARIANT_BOOL* hideRevision, BSTR* text) override;
+  HRESULT STDMETHODCALLTYPE CompareVersionStamps(VersionStampRecord* left,
+                                                 VersionStampRecord* right, LONG* order) override;
+  HRESULT STDMETHODCALLTYPE OSVersion(VersionStampRecord* version) override;
+
  private:
   // The section keys last given to each of the two, kept apart on purpose: where one reads says
   // nothing of where one writes.

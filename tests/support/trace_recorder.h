@@ -19,7 +19,7 @@ class TraceRecorder final : public TraceService {
   void LogFile(const std::wstring&) override {}
   void ContextService(class ContextService*) override {}
   void AppTitle(const std::wstring&) override {}
-  void AppVersion(const VersionStamp&) override {}
+  void AppVersion(const VersionStampRecord&) override {}
   void CallStackEnabled(bool enabled) override { callStack = enabled; }
   LONG ReportError(const ErrorReport& report) override {
     reports_.push_back(report);

@@ -1,0 +1,82 @@
+#include "automation/runtime_rules.h"
+
+#include <oleauto.h>
+
+#include <cwchar>
+#include <cwctype>
+
+#include "automation/error.h"
+#include "automation/text.h"
+
+namespace zsupport {
+namespace {
+
+bool isDigit(wchar_t c) { return c >= L'0' && c <= L'9'; }
+
+std::wstring withoutBlanks(std::wstring_view text) {
+  std::wstring kept;
+  for (const wchar_t c : text) {
+    if (c != L' ' && c != L'\t' && c != L'\n') kept.push_back(c);
+  }
+  return kept;
+}
+
+// &HFF and &O17: 16-bit numbers up to four hexadecimal digits, as the run-time reads them.
+double radixNumber(const std::wstring& text) {
+  const bool isHexadecimal = std::towupper(text[1]) == L'H';
+  wchar_t* end = nullptr;
+  const auto number =
+      static_cast<LONG>(std::wcstoul(text.c_str() + 2, &end, isHexadecimal ? 16 : 8));
+  return number > 0x7FFF && number <= 0xFFFF ? static_cast<double>(static_cast<SHORT>(number))
+                                             : static_cast<double>(number);
+}
+
+}  // namespace
+
+double numericPrefix(std::wstring_view text) {
+  const std::wstring blankless = withoutBlanks(text);
+  if (blankless.size() > 2 && blankless[0] == L'&' &&
+      (std::towupper(blankless[1]) == L'H' || std::towupper(blankless[1]) == L'O')) {
+    return radixNumber(blankless);
+  }
+  size_t end = 0;
+  const auto skipDigits = [&](size_t from) {
+    while (from < blankless.size() && isDigit(blankless[from])) ++from;
+    return from;
+  };
+  if (end < blankless.size() && (blankless[end] == L'-' || blankless[end] == L'+')) ++end;
+  end = skipDigits(end);
+  if (end < blankless.size() && blankless[end] == L'.') end = skipDigits(end + 1);
+  std::wstring number = blankless.substr(0, end);
+  if (end < blankless.size() && std::wcschr(L"EeDd", blankless[end])) {
+    size_t exponent = end + 1;
+    if (exponent < blankless.size() &&
+        (blankless[exponent] == L'-' || blankless[exponent] == L'+')) {
+      ++exponent;
+    }
+    const size_t exponentEnd = skipDigits(exponent);
+    if (exponentEnd > exponent) number += L'E' + blankless.substr(end + 1, exponentEnd - end - 1);
+  }
+  return std::wcstod(number.c_str(), nullptr);
+}
+
+LONG toWholeNumber(const std::wstring& text) {
+  LONG number = 0;
+  checkPlatform(VarI4FromStr(const_cast<OLECHAR*>(text.c_str()), LOCALE_USER_DEFAULT, 0, &number));
+  return number;
+}
+
+std::wstring toNumberText(double number) {
+  Text text;
+  checkPlatform(VarBstrFromR8(number, LOCALE_USER_DEFAULT, 0, text.inout()));
+  return std::wstring(text.view());
+}
+
+int ansiCode(wchar_t character) {
+  unsigned char bytes[2] = {};
+  const int length = WideCharToMultiByte(CP_ACP, 0, &character, 1, reinterpret_cast<char*>(bytes),
+                                         2, nullptr, nullptr);
+  return length == 2 ? static_cast<SHORT>(bytes[0] << 8 | bytes[1]) : bytes[0];
+}
+
+}  // namespace zsupport

@@ -1,0 +1,25 @@
+// Rules of the run-time that the platform has no call for.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <string_view>
+
+namespace zsupport {
+
+// The number that a text begins with, blanks skipped: sign, digits, fraction, exponent (E or D), or
+// a hexadecimal or octal number behind &H or &O. 0 when it begins with none.
+double numericPrefix(std::wstring_view text);
+
+// A whole number from text by the user's locale: error 13 when it is none, 6 when it is too large.
+LONG toWholeNumber(const std::wstring& text);
+
+// A number as text by the user's locale.
+std::wstring toNumberText(double number);
+
+// The code of a character in the system's code page, as the run-time gives it: two bytes make a
+// signed 16-bit number.
+int ansiCode(wchar_t character);
+
+}  // namespace zsupport

@@ -1,0 +1,153 @@
+// GZSupport: version stamps.
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+#include "automation/boundary.h"
+#include "automation/error.h"
+#include "automation/runtime_rules.h"
+#include "frame/mdlErrorHandling.h"
+#include "support/gzsupport.h"
+
+namespace zsupport {
+namespace {
+
+constexpr wchar_t kClass[] = L"GZSupport";
+constexpr LONG kAlpha = 1;
+constexpr LONG kBeta = 2;
+constexpr LONG kReleaseCandidate = 16;
+constexpr LONG kCandidateNumber = 15;
+constexpr std::wstring_view kCandidateMark = L"RC";
+
+std::vector<std::wstring> partsOf(std::wstring_view text) {
+  std::vector<std::wstring> parts;
+  if (text.empty()) return parts;
+  for (size_t start = 0; start != std::wstring_view::npos;) {
+    const size_t dot = text.find(L'.', start);
+    parts.emplace_back(text.substr(start, dot == std::wstring_view::npos ? dot : dot - start));
+    start = dot == std::wstring_view::npos ? dot : dot + 1;
+  }
+  return parts;
+}
+
+const std::wstring& partAt(const std::vector<std::wstring>& parts, size_t index) {
+  if (index >= parts.size()) throw makeError(runtime::kSubscriptOutOfRange);
+  return parts[index];
+}
+
+// The mark of an alpha or beta build at the end of the last part, which loses it.
+LONG takeBuildMark(std::wstring& last) {
+  if (last.empty()) return 0;
+  LONG mark = 0;
+  switch (ansiCode(last.back())) {
+    case 65:
+    case 97:
+    case 897:  // not 945, the letter that is written: deliberate
+      mark = kAlpha;
+      break;
+    case 66:
+    case 98:
+    case 223:
+    case 946:
+      mark = kBeta;
+      break;
+    default:
+      return 0;
+  }
+  last.pop_back();
+  return mark;
+}
+
+void removeAll(std::wstring& text, const std::wstring& what) {
+  for (size_t found = 0; (found = text.find(what, found)) != std::wstring::npos;) {
+    text.erase(found, what.size());
+  }
+}
+
+// A release candidate's mark, which replaces the build's.
+void takeCandidateMark(std::wstring& last, LONG& releaseType) {
+  const size_t mark = last.find(kCandidateMark);
+  if (mark == std::wstring::npos) return;
+  const LONG number = toWholeNumber(last.substr(mark + kCandidateMark.size()));
+  releaseType = number | kReleaseCandidate;
+  removeAll(last, std::wstring(kCandidateMark) + std::to_wstring(number & kCandidateNumber));
+}
+
+VersionStampRecord parse(std::wstring_view text) {
+  VersionStampRecord stamp{};
+  std::vector<std::wstring> parts = partsOf(text);
+  if (parts.empty()) throw makeError(runtime::kSubscriptOutOfRange);
+  std::wstring& last = parts.back();
+  stamp.ReleaseType = takeBuildMark(last);
+  takeCandidateMark(last, stamp.ReleaseType);
+  last = toNumberText(numericPrefix(last));
+  stamp.Major = toWholeNumber(partAt(parts, 0));
+  stamp.Minor = toWholeNumber(partAt(parts, 1));
+  // Of four numbers the third is skipped: deliberate.
+  if (parts.size() == 3 || parts.size() == 4) stamp.Revision = toWholeNumber(last);
+  return stamp;
+}
+
+std::wstring format(const VersionStampRecord& stamp, bool full, bool includeReleaseType,
+                    bool hideRevision) {
+  std::wstring text = std::to_wstring(stamp.Major) + L"." + std::to_wstring(stamp.Minor);
+  if (!hideRevision) text += (full ? L".0." : L".") + std::to_wstring(stamp.Revision);
+  if (!includeReleaseType) return text;
+  if (stamp.ReleaseType & kReleaseCandidate) {
+    return text + L"RC" + std::to_wstring(stamp.ReleaseType & kCandidateNumber);
+  }
+  if (stamp.ReleaseType & kAlpha) text += L'\u03B1';
+  if (stamp.ReleaseType & kBeta) text += L'\u03B2';
+  return text;
+}
+
+int compare(LONG a, LONG b) { return a < b ? -1 : a > b ? 1 : 0; }
+
+}  // namespace
+
+HRESULT GZSupportObject::VersionStamp(BSTR* text, VersionStampRecord* stamp) {
+  return atBoundary(__uuidof(_GZSupport), [&] {
+    requirePointers(text, stamp);
+    *stamp = {};
+    *stamp = framed({kClass, L"Function VersionStamp"}, [&] { return parse(viewOf(*text)); });
+  });
+}
+
+HRESULT GZSupportObject::VersionString(VersionStampRecord* stamp, VARIANT_BOOL* full,
+                                       VARIANT_BOOL* includeReleaseType, VARIANT_BOOL* hideRevision,
+                                       BSTR* text) {
+  return atBoundary(__uuidof(_GZSupport), [&] {
+    requirePointers(stamp, full, includeReleaseType, hideRevision, text);
+    *text = nullptr;
+    *text = framed({kClass, L"Function VersionString"}, [&] {
+              return Text(format(*stamp, *full, *includeReleaseType, *hideRevision));
+            }).detach();
+  });
+}
+
+// The release type takes no part: deliberate.
+HRESULT GZSupportObject::CompareVersionStamps(VersionStampRecord* left, VersionStampRecord* right,
+                                              LONG* order) {
+  return atBoundary(__uuidof(_GZSupport), [&] {
+    requirePointers(left, right, order);
+    *order = compare(left->Major, right->Major);
+    if (*order == 0) *order = compare(left->Minor, right->Minor);
+    if (*order == 0) *order = compare(left->Revision, right->Revision);
+  });
+}
+
+HRESULT GZSupportObject::OSVersion(VersionStampRecord* version) {
+  return atBoundary(__uuidof(_GZSupport), [&] {
+    requirePointers(version);
+    *version = {};
+    OSVERSIONINFOA system{};
+    system.dwOSVersionInfoSize = sizeof system;
+    GetVersionExA(&system);
+    // The system's major version is lost and its minor one takes its place: deliberate.
+    version->Major = static_cast<LONG>(system.dwMinorVersion);
+    version->Revision = static_cast<LONG>(system.dwBuildNumber);
+  });
+}
+
+}  // namespace zsupport
