@@ -163,8 +163,8 @@ class Bench {
 
  private:
   static IUnknown* openVtable(IDispatch* object) {
-    IUnknown* enumerator = nullptr;
-    require(static_cast<_Zollection*>(object)->get_NewEnum(&enumerator));
+    IEnumVARIANT* enumerator = nullptr;
+    require(static_cast<_Zollection*>(object)->NewEnum(&enumerator));
     return enumerator;
   }
 

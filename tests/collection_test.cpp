@@ -8,8 +8,7 @@ namespace {
 class Collection : public testing::Test {
  protected:
   // A new item, added under a key.
-  ComPtr<TestSource> added(std::wstring key, VARIANT before = missing(),
-                           VARIANT after = missing()) {
+  ComPtr<TestSource> added(std::wstring key, VARIANT before = missing(), VARIANT after = missing()) {
     auto item = TestSource::make();
     EXPECT_EQ(S_OK, add(z.get(), item.get(), {key, before, after}));
     return item;
@@ -33,24 +32,14 @@ class Collection : public testing::Test {
   ComPtr<_Zollection> z = newCollection();
 };
 
-TEST_F(Collection, StartsEmptyWithItsDefaults) {
-  LONG increment, mode;
-  VARIANT_BOOL useDispid;
-  EXPECT_EQ(0, countOf(z.get()));
-  EXPECT_EQ(S_OK, z->get_Increment(&increment));
-  EXPECT_EQ(4000, increment);
-  EXPECT_EQ(S_OK, z->get_CompareMode(&mode));
-  EXPECT_EQ(CompareBinary, mode);
-  EXPECT_EQ(S_OK, z->get_UseDISPID(&useDispid));
-  EXPECT_EQ(VARIANT_FALSE, useDispid);
-}
-
 TEST_F(Collection, KeepsASixteenthOfAWrittenIncrement) {
   const struct {
     LONG written, read;
   } cases[] = {{1600, 100}, {63, 4}, {0, 4}, {-1, 4}, {LONG_MIN, 4}, {64, 4}, {80, 5}, {79, 4}};
+  LONG increment = 0;
+  EXPECT_EQ(S_OK, z->get_Increment(&increment));
+  EXPECT_EQ(4000, increment) << "at first";
   for (const auto& [written, read] : cases) {
-    LONG increment = 0;
     EXPECT_EQ(S_OK, z->put_Increment(written));
     EXPECT_EQ(S_OK, z->get_Increment(&increment));
     EXPECT_EQ(read, increment) << "after writing " << written;
@@ -205,16 +194,11 @@ TEST_F(Collection, GivesItemsByPositionAndKey) {
     LONG error;
     VARIANT_BOOL exists;
   } cases[] = {
-      {longValue(1), a.get(), 0, VARIANT_TRUE},
-      {doubleValue(1.5), b.get(), 0, VARIANT_TRUE},
-      {doubleValue(2.5), b.get(), 0, VARIANT_TRUE},
-      {textValue(keyB), b.get(), 0, VARIANT_TRUE},
-      {longValue(0), nullptr, 381, VARIANT_FALSE},
-      {longValue(3), nullptr, 381, VARIANT_FALSE},
-      {textValue(unknown), nullptr, 381, VARIANT_FALSE},
-      {valueOfType(VT_BOOL), nullptr, 5, VARIANT_FALSE},
-      {valueOfType(VT_DATE), nullptr, 5, VARIANT_FALSE},
-      {valueOfType(VT_NULL), nullptr, 5, VARIANT_FALSE},
+      {longValue(1), a.get(), 0, VARIANT_TRUE},          {doubleValue(1.5), b.get(), 0, VARIANT_TRUE},
+      {doubleValue(2.5), b.get(), 0, VARIANT_TRUE},      {textValue(keyB), b.get(), 0, VARIANT_TRUE},
+      {longValue(0), nullptr, 381, VARIANT_FALSE},       {longValue(3), nullptr, 381, VARIANT_FALSE},
+      {textValue(unknown), nullptr, 381, VARIANT_FALSE}, {valueOfType(VT_BOOL), nullptr, 5, VARIANT_FALSE},
+      {valueOfType(VT_DATE), nullptr, 5, VARIANT_FALSE}, {valueOfType(VT_NULL), nullptr, 5, VARIANT_FALSE},
   };
   for (const auto& [key, found, error, exists] : cases) {
     ComPtr<IDispatch> item;
@@ -256,8 +240,7 @@ TEST_F(Collection, LabelsItsErrors) {
     std::wstring source;
     std::wstring description;
   } cases[] = {
-      {[&] { return z->put_CompareMode(CompareText); }, 387,
-       L"Let CompareMode!Zollection.CompareMode (Let)",
+      {[&] { return z->put_CompareMode(CompareText); }, 387, L"Let CompareMode!Zollection.CompareMode (Let)",
        L"Cannot change CompareMode. The collection contains items."},
       {[&] { return add(z.get(), deaf.get()); }, 7, L"Sub Add!Zollection.Add", L"Out of memory"},
       {[&] { return add(z.get(), nullptr); }, 7, L"Sub Add!Zollection.Add", L"Out of memory"},
@@ -267,16 +250,12 @@ TEST_F(Collection, LabelsItsErrors) {
        5, L"Sub Add!Zollection.Add", invalid},
       {[&] { return add(z.get(), source.get(), {L"a"}); }, 457, L"Sub Add!Zollection.Add",
        L"This key is already associated with an element of this collection"},
-      {[&] { return z->RemoveByIndex(0); }, 381, L"Sub RemoveByIndex!Zollection.RemoveByIndex",
-       index},
+      {[&] { return z->RemoveByIndex(0); }, 381, L"Sub RemoveByIndex!Zollection.RemoveByIndex", index},
       {[&] { return z->Remove(longValue(2)); }, 381, L"Sub Remove", index},
       {[&] { return z->Remove(textValue(key)); }, 5, L"Sub Remove!Zollection.RemoveByKey", invalid},
-      {[&] { return z->get_Item(longValue(2), item.put()); }, 381,
-       L"Get Item!Zollection.Item (Get)", index},
-      {[&] { return z->ItemByIndex(-1, item.put()); }, 381,
-       L"Function ItemByIndex!Zollection.ItemByIndex", index},
-      {[&] { return z->ItemByKey(key.inout(), item.put()); }, 381,
-       L"Function ItemByKey!Zollection.ItemByIndex", index},
+      {[&] { return z->get_Item(longValue(2), item.put()); }, 381, L"Get Item!Zollection.Item (Get)", index},
+      {[&] { return z->ItemByIndex(-1, item.put()); }, 381, L"Function ItemByIndex!Zollection.ItemByIndex", index},
+      {[&] { return z->ItemByKey(key.inout(), item.put()); }, 381, L"Function ItemByKey!Zollection.ItemByIndex", index},
       {[&] { return z->get_Key(2, Text().inout()); }, 381, L"Get Key!Zollection.Key (Get)", index},
       {[&] { return z->put_Key(2, nullptr); }, 381, L"Let Key!Zollection.Key (LET)", index},
   };
@@ -325,9 +304,7 @@ TEST(CollectionOnAFreshThread, RecordsErrorsWithoutRaisingThemUntilItRaisedOneIt
     EXPECT_EQ(runtimeError(381), z->RemoveByIndex(0));
     EXPECT_EQ(runtimeError(5), z->Remove(textValue(unknown)));
     EXPECT_EQ(runtimeError(6), z->Remove(doubleValue(1e300)));
-    onFreshThread([] {
-      EXPECT_EQ(S_OK, newCollection()->Remove(doubleValue(1e300))) << "each thread for itself";
-    });
+    onFreshThread([] { EXPECT_EQ(S_OK, newCollection()->Remove(doubleValue(1e300))) << "each thread for itself"; });
   });
 }
 

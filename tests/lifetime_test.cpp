@@ -58,8 +58,7 @@ TEST_F(Lifetime, AFailedInsertionListsARecordTwiceAndPushesTheLastBeyondCount) {
   const auto b = added({}, {.key = L"b"});
   const auto c = added({}, {.key = L"c"});
   const auto duplicate = TestSource::make({.keepsSink = true});
-  EXPECT_EQ(runtimeError(457),
-            add(z.get(), duplicate.get(), {.key = L"a", .before = longValue(2)}));
+  EXPECT_EQ(runtimeError(457), add(z.get(), duplicate.get(), {.key = L"a", .before = longValue(2)}));
   ASSERT_EQ(3, countOf(z.get()));
   EXPECT_EQ(static_cast<IDispatch*>(a.get()), itemAt(z.get(), 1).get());
   EXPECT_EQ(static_cast<IDispatch*>(b.get()), itemAt(z.get(), 2).get());
@@ -91,8 +90,7 @@ TEST_F(Lifetime, FailedInsertionsInAnyNumberLoseNothing) {
   const auto extra = TestSource::make();
   for (LONG round = 0; round < 40; ++round) {
     const LONG place = round % countOf(z.get()) + 1;
-    EXPECT_EQ(runtimeError(457),
-              add(z.get(), extra.get(), {.key = L"0", .before = longValue(place)}));
+    EXPECT_EQ(runtimeError(457), add(z.get(), extra.get(), {.key = L"0", .before = longValue(place)}));
     if (round % 7 == 3) z->RemoveByIndex(place);
     if (round % 5 == 4) items.push_back(added({}, {.before = longValue(1)}));
     for (LONG i = 1; i <= countOf(z.get()); ++i) ASSERT_TRUE(itemAt(z.get(), i)) << round;
@@ -126,25 +124,18 @@ TEST_F(Lifetime, HandlersMayChangeTheCollectionAtAnyMoment) {
       const auto neighbours = {added({}, {.key = L"1"}), added({}, {.key = L"2"})};
       const bool withStrays = deed >= 7;
       for (int i = 0; withStrays && i < 2; ++i) {
-        EXPECT_EQ(runtimeError(457),
-                  add(z.get(), TestSource::make().get(), {.key = L"1", .before = longValue(1)}));
+        EXPECT_EQ(runtimeError(457), add(z.get(), TestSource::make().get(), {.key = L"1", .before = longValue(1)}));
       }
       bool done = false;
       const auto strike = [&] {
         if (std::exchange(done, true)) return;
         switch (deed % 7) {
-          case 0:
-            return clearAll();
-          case 1:
-            return void(z->RemoveByIndex(1));
-          case 2:
-            return void(z->RemoveByIndex(countOf(z.get())));
-          case 3:
-            return void(z->RemoveByKey(Text(L"k").get()));
-          case 4:
-            return void(add(z.get(), TestSource::make().get(), {.before = longValue(1)}));
-          case 5:
-            return void(z->RemoveByKey(Text(L"2").get()));  // the last, pushed by a gap
+          case 0: return clearAll();
+          case 1: return void(z->RemoveByIndex(1));
+          case 2: return void(z->RemoveByIndex(countOf(z.get())));
+          case 3: return void(z->RemoveByKey(Text(L"k").get()));
+          case 4: return void(add(z.get(), TestSource::make().get(), {.before = longValue(1)}));
+          case 5: return void(z->RemoveByKey(Text(L"2").get()));  // the last, pushed by a gap
           case 6:
             while (countOf(z.get()) > 0) ASSERT_EQ(S_OK, z->RemoveByIndex(1));
         }
@@ -158,10 +149,8 @@ TEST_F(Lifetime, HandlersMayChangeTheCollectionAtAnyMoment) {
       for (const VARIANT& before : {missing(), longValue(1)}) {
         done = false;
         auto item = TestSource::make(behaviour);
-        const std::wstring iid =
-            moment == kConnectionFailed ? L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7CFF}" : L"";
-        const HRESULT result =
-            add(z.get(), item.get(), {.key = L"k", .before = before, .sourceIID = iid});
+        const std::wstring iid = moment == kConnectionFailed ? L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7CFF}" : L"";
+        const HRESULT result = add(z.get(), item.get(), {.key = L"k", .before = before, .sourceIID = iid});
         item->fire(1);
         item.reset();
         if (SUCCEEDED(result)) {
@@ -259,8 +248,7 @@ TEST_F(Lifetime, NothingStaysOnTheHeapsAfterManyLives) {
     TestClient client(collection.get());
     std::vector<ComPtr<TestSource>> items;
     for (int i = 0; i < 20; ++i) {
-      items.push_back(
-          TestSource::make({.described = i % 2 ? &__uuidof(_Plain) : nullptr, .enumerates = true}));
+      items.push_back(TestSource::make({.described = i % 2 ? &__uuidof(_Plain) : nullptr, .enumerates = true}));
       add(collection.get(), items.back().get(), {.key = std::to_wstring(i)});
       add(collection.get(), items.back().get(), {.key = L"0", .before = longValue(1)});
       Text text(L"text");

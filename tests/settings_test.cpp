@@ -1,7 +1,8 @@
 // Settings: which of the layers decides, what is stored where, and the question to the user.
+#include <cstdio>
 #include <optional>
 
-#include "support/com.h"
+#include "support/late_call.h"
 
 namespace {
 
@@ -28,9 +29,7 @@ class Answer {
     if (code == HCBT_DESTROYWND && question.empty()) {
       wchar_t text[512] = L"";
       HWND label = nullptr;  // the icon is one, too, without a text
-      while (!*text && (label = FindWindowExW(box, label, L"Static", nullptr))) {
-        GetWindowTextW(label, text, 512);
-      }
+      while (!*text && (label = FindWindowExW(box, label, L"Static", nullptr))) { GetWindowTextW(label, text, 512); }
       question = text;
     }
     return CallNextHookEx(nullptr, code, window, data);
@@ -59,8 +58,7 @@ class Settings : public testing::Test {
   }
   static std::optional<DWORD> stored(HKEY hive) {
     DWORD value = 0, size = sizeof value;
-    const LSTATUS status =
-        RegGetValueW(hive, kSection, L"v", RRF_RT_REG_DWORD, nullptr, &value, &size);
+    const LSTATUS status = RegGetValueW(hive, kSection, L"v", RRF_RT_REG_DWORD, nullptr, &value, &size);
     return status == ERROR_SUCCESS ? std::optional(value) : std::nullopt;
   }
   HRESULT get(Variant& value, VARIANT preset, const wchar_t* section = kSection) {
@@ -69,13 +67,12 @@ class Settings : public testing::Test {
   }
   HRESULT write(VARIANT value, VARIANT preset, LONG& mode) {
     Text name(L"v"), key{std::wstring_view(kSection)}, prompt(L"the colour");
-    return support->WriteRegistryValue(name.inout(), &value, &preset, &mode, key.inout(),
-                                       prompt.inout());
+    return support->WriteRegistryValue(name.inout(), &value, &preset, &mode, key.inout(), prompt.inout());
   }
   static ComPtr<_GZSupport> newSupport() {
     ComPtr<_GZSupport> created;
-    EXPECT_EQ(S_OK, CoCreateInstance(__uuidof(GZSupport), nullptr, CLSCTX_INPROC_SERVER,
-                                     __uuidof(_GZSupport), created.putVoid()));
+    EXPECT_EQ(S_OK, CoCreateInstance(__uuidof(GZSupport), nullptr, CLSCTX_INPROC_SERVER, __uuidof(_GZSupport),
+                                     created.putVoid()));
     return created;
   }
 
@@ -90,16 +87,11 @@ TEST_F(Settings, AreDecidedByPolicyUserMachineAndDefaultInTurn) {
     LONG value;
     bool noPolicy;
   } cases[] = {
-      {kNoKey, kNoKey, kNoKey, kNoKey, 9, true},
-      {kNoKey, kNoKey, kEmptyKey, kEmptyKey, 9, true},
-      {kNoKey, kNoKey, kNoKey, kValue, 4, true},
-      {kNoKey, kNoKey, kEmptyKey, kValue, 4, true},
-      {kNoKey, kNoKey, kValue, kValue, 3, true},
-      {kValue, kValue, kValue, kValue, 1, false},
-      {kValue, kNoKey, kNoKey, kNoKey, 1, false},
-      {kEmptyKey, kValue, kValue, kValue, 2, false},
-      {kEmptyKey, kEmptyKey, kValue, kValue, 3, true},
-      {kEmptyKey, kNoKey, kNoKey, kNoKey, 9, true},
+      {kNoKey, kNoKey, kNoKey, kNoKey, 9, true},       {kNoKey, kNoKey, kEmptyKey, kEmptyKey, 9, true},
+      {kNoKey, kNoKey, kNoKey, kValue, 4, true},       {kNoKey, kNoKey, kEmptyKey, kValue, 4, true},
+      {kNoKey, kNoKey, kValue, kValue, 3, true},       {kValue, kValue, kValue, kValue, 1, false},
+      {kValue, kNoKey, kNoKey, kNoKey, 1, false},      {kEmptyKey, kValue, kValue, kValue, 2, false},
+      {kEmptyKey, kEmptyKey, kValue, kValue, 3, true}, {kEmptyKey, kNoKey, kNoKey, kNoKey, 9, true},
       {kNoKey, kValue, kNoKey, kNoKey, 9, true},  // the machine's policy alone is not asked
       {kNoKey, kValue, kValue, kValue, 3, true},
   };
@@ -130,8 +122,8 @@ TEST_F(Settings, AreStoredOnlyWhereTheyDifferFromWhatHoldsAnyway) {
   } cases[] = {
       {5, rwm_User, none, none, 5, none}, {9, rwm_User, 5, none, none, none},  // the default
       {7, rwm_User, 5, 7, none, 7},                                            // the machine's
-      {9, rwm_User, none, 7, 9, 7},        // the default, but not what the machine says
-      {5, rwm_Machine, 3, none, none, 5},  // shows through for this user
+      {9, rwm_User, none, 7, 9, 7},                                   // the default, but not what the machine says
+      {5, rwm_Machine, 3, none, none, 5},                             // shows through for this user
       {9, rwm_Machine, 3, 7, none, none}, {5, 77, 3, none, none, 5},  // any other mode
   };
   for (const auto& [value, mode, user, machine, userAfter, machineAfter] : cases) {
@@ -156,6 +148,44 @@ TEST_F(Settings, AskForAllUsers) {
     EXPECT_EQ(chosen, mode);
     EXPECT_EQ(5u, stored(mode == rwm_User ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE));
   }
+}
+
+TEST_F(Settings, ReturnTheChosenModeIntoAScriptsVariable) {
+  const Text name(L"v"), section{std::wstring_view(kSection)};
+  VARIANT mode = valueOfType(VT_I2);
+  V_I2(&mode) = rwm_Prompt;
+  const Answer answer(IDNO);
+  Call outcome{};
+  call(outcome, support.get(), idOf(support.get(), L"WriteRegistryValue"), DISPATCH_METHOD,
+       {textValue(name), longValue(5), longValue(9), reference(VT_VARIANT, &mode), textValue(section)});
+  EXPECT_EQ(S_OK, outcome.result);
+  EXPECT_EQ(L"Do you wish to set this as a default for all users?", Answer::question);
+  EXPECT_EQ(VT_I4, V_VT(&mode));
+  EXPECT_EQ(rwm_User, V_I4(&mode));
+}
+
+// All the way: the settings in the registry, a failing member, a line in the file.
+TEST_F(Settings, OfTheLibraryItselfSendErrorsToTheLogFile) {
+  constexpr wchar_t kDebug[] = L"Software\\Zarnow Instruments Ltd.\\System\\ZSupport\\Debug";
+  constexpr wchar_t kFile[] = L"%TEMP%\\ZSupportTest\\settings.log";
+  wchar_t path[MAX_PATH];
+  ExpandEnvironmentStringsW(kFile, path, MAX_PATH);
+  DeleteFileW(path);
+  const DWORD level = 1 + 16 + 256, action = 1;
+  RegSetKeyValueW(HKEY_CURRENT_USER, kDebug, L"LogFile", REG_EXPAND_SZ, kFile, sizeof kFile);
+  RegSetKeyValueW(HKEY_CURRENT_USER, kDebug, L"Debug Level", REG_DWORD, &level, 4);
+  RegSetKeyValueW(HKEY_CURRENT_USER, kDebug, L"Default Action", REG_DWORD, &action, 4);
+  onFreshThread([] { EXPECT_EQ(runtimeError(381), newCollection()->RemoveByIndex(7)); });
+  RegDeleteTreeW(HKEY_CURRENT_USER, kDebug);
+  std::string content(4096, '\0');
+  FILE* const file = _wfopen(path, L"rb");
+  ASSERT_TRUE(file);
+  content.resize(std::fread(content.data(), 1, content.size(), file));
+  std::fclose(file);
+  EXPECT_NE(std::string::npos, content.find("\tZollection\tSub RemoveByIndex\t381\tZollection.RemoveByIndex\t"
+                                            "Invalid property array index\tin zsupport_tests.exe\r\n"))
+      << content;
+  EXPECT_EQ(1, std::count(content.begin(), content.end(), '\n'));
 }
 
 TEST_F(Settings, ComeBackInTheTypeOfTheirKind) {

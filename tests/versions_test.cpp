@@ -8,18 +8,16 @@ namespace {
 class Versions : public testing::Test {
  protected:
   Versions() {
-    EXPECT_EQ(S_OK, CoCreateInstance(__uuidof(GZSupport), nullptr, CLSCTX_INPROC_SERVER,
-                                     __uuidof(_GZSupport), support.putVoid()));
+    EXPECT_EQ(S_OK, CoCreateInstance(__uuidof(GZSupport), nullptr, CLSCTX_INPROC_SERVER, __uuidof(_GZSupport),
+                                     support.putVoid()));
     // An error of a collection's own makes this thread raise all errors.
     EXPECT_EQ(runtimeError(381), newCollection()->RemoveByIndex(0));
   }
   HRESULT parse(std::wstring_view text, VersionStampRecord& stamp) {
     return support->VersionStamp(Text(text).inout(), &stamp);
   }
-  std::wstring format(VersionStampRecord stamp, bool full = true, bool mark = true,
-                      bool hide = false) {
-    VARIANT_BOOL flags[] = {full ? VARIANT_TRUE : VARIANT_FALSE,
-                            mark ? VARIANT_TRUE : VARIANT_FALSE,
+  std::wstring format(VersionStampRecord stamp, bool full = true, bool mark = true, bool hide = false) {
+    VARIANT_BOOL flags[] = {full ? VARIANT_TRUE : VARIANT_FALSE, mark ? VARIANT_TRUE : VARIANT_FALSE,
                             hide ? VARIANT_TRUE : VARIANT_FALSE};
     Text text;
     EXPECT_EQ(S_OK, support->VersionString(&stamp, &flags[0], &flags[1], &flags[2], text.inout()));
@@ -53,8 +51,7 @@ TEST_F(Versions, AreReadFromText) {
   for (const auto& [text, number] : failures) {
     VersionStampRecord stamp{};
     EXPECT_EQ(runtimeError(number), parse(text, stamp)) << text;
-    EXPECT_TRUE(
-        lastError().source.starts_with(L"System\\ZSupport.GZSupport::Function VersionStamp"));
+    EXPECT_TRUE(lastError().source.starts_with(L"System\\ZSupport.GZSupport::Function VersionStamp"));
   }
   EXPECT_EQ(E_POINTER, support->VersionStamp(nullptr, nullptr));
 }
@@ -67,11 +64,10 @@ TEST_F(Versions, AreWrittenAsTextAndCompared) {
   EXPECT_EQ(L"1.2.0.5", format({1, 2, 5, 19}, true, false));
   EXPECT_EQ(L"1.2RC3", format({1, 2, 5, 19}, true, true, true));
   EXPECT_EQ(L"-1.-2.0.-3", format({-1, -2, -3, 0}));
-  const std::tuple<VersionStampRecord, VersionStampRecord, LONG> cases[] = {
-      {{1, 2, 5, 0}, {1, 2, 5, 19}, 0},
-      {{1, 10, 0, 0}, {1, 9, 9, 0}, 1},
-      {{1, 2, 4, 0}, {1, 2, 5, 0}, -1},
-      {{-1, 0, 0, 0}, {0, 0, 0, 0}, -1}};
+  const std::tuple<VersionStampRecord, VersionStampRecord, LONG> cases[] = {{{1, 2, 5, 0}, {1, 2, 5, 19}, 0},
+                                                                            {{1, 10, 0, 0}, {1, 9, 9, 0}, 1},
+                                                                            {{1, 2, 4, 0}, {1, 2, 5, 0}, -1},
+                                                                            {{-1, 0, 0, 0}, {0, 0, 0, 0}, -1}};
   for (auto [left, right, expected] : cases) {
     LONG order = 7;
     EXPECT_EQ(S_OK, support->CompareVersionStamps(&left, &right, &order));
@@ -90,8 +86,7 @@ TEST_F(Versions, AreWrittenAsTextAndCompared) {
 TEST_F(Versions, TravelThroughLateBindingAsRecords) {
   const Text text(L"1.2.0.5RC3");
   Call stamp{}, outcome{};
-  call(stamp, support.get(), idOf(support.get(), L"VersionStamp"), DISPATCH_METHOD,
-       {textValue(text)});
+  call(stamp, support.get(), idOf(support.get(), L"VersionStamp"), DISPATCH_METHOD, {textValue(text)});
   ASSERT_EQ(S_OK, stamp.result);
   VARIANT& record = *stamp.value.operator->();
   ASSERT_EQ(VT_RECORD, V_VT(&record));

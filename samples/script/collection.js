@@ -19,6 +19,23 @@ for (var ships = new Enumerator(fleet); !ships.atEnd(); ships.moveNext()) {
     WScript.Echo("  " + (++position) + " " + fleet.Key(position) + ", empty: " + (ships.item().Count == 0));
 }
 
+// The default member finds items by key and by position.
+WScript.Echo("same object: " + (fleet("Berta") === fleet.Item(2)));
+
+// With CompareMode 1, which can be set only while the collection is empty, case is of no account.
+fleet.Clear();
+fleet.CompareMode = 1;
+fleet.Add(new ActiveXObject("ZSupport.Zollection"), "", "Emma");
+WScript.Echo("EMMA: " + fleet.KeyExists("EMMA") + ", kept as " + fleet.Key(1));
+
+// Settings: the policy's value, the user's, the machine's, or the default given here.
+var support = new ActiveXObject("ZSupport.GZSupport");
+var section = "Software\\Zarnow Instruments Ltd.\\Samples\\JScript";
+support.WriteRegistryValue("Colour", "blue", "red", 1, section);
+WScript.Echo("colour: " + support.GetRegistryValue("Colour", "red", section));
+support.WriteRegistryValue("Colour", "red", "red", 1);
+WScript.Echo("again: " + support.GetRegistryValue("Colour", "red (default)"));
+
 // Errors arrive as exceptions.
 try {
     fleet.Item("Dora");

@@ -30,6 +30,7 @@ HRESULT reportToCaller(REFIID interfaceId) noexcept {
     return toHresult(error.number);
   } catch (...) {
     // Not even memory for the texts: the number alone.
+    SetErrorInfo(0, nullptr);
     return toHresult(runtime::kOutOfMemory);
   }
 }

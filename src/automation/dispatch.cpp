@@ -107,23 +107,28 @@ HRESULT makeDefault(VARIANT& copy, const Default* preset, VARTYPE type) {
   }
 }
 
-void storeIn(const VARIANT& variable, const VARIANT& argument, const VARIANT& value, LCID locale) {
-  auto& target = const_cast<VARIANT&>(variable);
-  const VARTYPE type = typeOf(variable);
-  if (!(type & VT_BYREF)) {
-    // A VARIANT of the caller's takes the value as it is; a mere value has no place for it.
-    if (&variable != &argument) VariantCopy(&target, const_cast<VARIANT*>(&value));
-    return;
+HRESULT storeIn(const VARIANT& argument, const VARIANT& value, LCID locale) {
+  auto* const variable = const_cast<VARIANT*>(variableOf(&argument));
+  if (!variable) return DISP_E_TYPEMISMATCH;
+  if (!(typeOf(*variable) & VT_BYREF)) {
+    return variable == &argument ? S_OK : VariantCopy(variable, const_cast<VARIANT*>(&value));
   }
   Variant converted;
-  const auto own = static_cast<VARTYPE>(type & ~VT_BYREF);
-  const size_t size = sizeOfType(own);
-  if (size == 0 || FAILED(convertTo(*converted.operator->(), value, own, locale))) return;
+  const auto own = static_cast<VARTYPE>(typeOf(*variable) & ~VT_BYREF);
+  const HRESULT result = convertTo(*converted.operator->(), value, own, locale);
+  if (FAILED(result)) return result;
+  if (own == VT_DECIMAL) {
+    *V_DECIMALREF(variable) = V_DECIMAL(&converted.get());
+    V_DECIMALREF(variable)->wReserved = 0;
+    return S_OK;
+  }
   // Swapped, so that what the variable held is freed with the copy.
+  const size_t size = sizeOfType(own);
   std::byte old[8];
-  std::memcpy(old, V_BYREF(&target), size);
-  std::memcpy(V_BYREF(&target), &V_UI1(converted.operator->()), size);
+  std::memcpy(old, V_BYREF(variable), size);
+  std::memcpy(V_BYREF(variable), &V_UI1(converted.operator->()), size);
   std::memcpy(&V_UI1(converted.operator->()), old, size);
+  return S_OK;
 }
 
 void* recordIn(const VARIANT& variable, REFGUID id) {
@@ -150,11 +155,9 @@ HRESULT makeRecord(VARIANT& value, REFGUID id, const void* content, size_t size)
 
 namespace {
 
-constexpr size_t kMostParameters = 16;
-
 bool isOmitted(const VARIANTARG& argument) {
-  const VARIANT* const variable = dispatch_detail::variableOf(&argument);
-  return variable && isMissing(*variable);
+  VARIANT value;
+  return SUCCEEDED(dispatch_detail::borrow(value, argument)) && isMissing(value);
 }
 
 // Puts every argument where its parameter is.
@@ -180,6 +183,8 @@ HRESULT matchArguments(const Member& member, const DISPPARAMS& given,
     if (!supplied[parameter]) {
       if (parameter < required) return DISP_E_BADPARAMCOUNT;
     } else if (isOmitted(*supplied[parameter])) {
+      // To a required parameter of any type it is a value like others.
+      if (parameter < required && member.types[parameter] == VT_VARIANT) continue;
       bad = static_cast<UINT>(supplied[parameter] - given.rgvarg);
       if (parameter < required) return DISP_E_PARAMNOTOPTIONAL;
       supplied[parameter] = nullptr;
@@ -235,6 +240,7 @@ HRESULT MemberTable::invoke(void* self, DISPID id, REFIID reserved, LCID locale,
   HRESULT outcome = matchArguments(*member, *arguments, own, bad);
   if (SUCCEEDED(outcome)) {
     Invocation invocation = {self, own, member->defaults, locale, result};
+    SetErrorInfo(0, nullptr);  // an earlier call's error is not this one's
     outcome = member->call(invocation);
     if (SUCCEEDED(outcome)) return S_OK;
     if (invocation.called) return describeFailure(outcome, exception);

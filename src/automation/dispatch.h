@@ -37,6 +37,8 @@ struct Invocation {
   }
 };
 
+inline constexpr size_t kMostParameters = 16;
+
 struct Member {
   DISPID id;
   WORD kind;          // DISPATCH_METHOD, _PROPERTYGET or _PROPERTYPUT
@@ -130,7 +132,11 @@ class Thunk {
     } else {
       outcome = (self->*callee)(std::get<i>(slots).pass()...);
     }
-    if (SUCCEEDED(outcome)) (std::get<i>(slots).store(invocation.locale), ...);
+    if (SUCCEEDED(outcome)) {
+      // All are stored; the last failure is what the caller hears.
+      const HRESULT stored[] = {S_OK, std::get<i>(slots).store(invocation.locale)...};
+      for (const HRESULT each : stored) outcome = FAILED(each) ? each : outcome;
+    }
     return outcome;
   }
 };
@@ -138,6 +144,7 @@ class Thunk {
 template <auto callee, bool hasResult>
 constexpr Member makeMember(DISPID id, WORD kind, std::span<const Default> defaults) {
   using T = Thunk<callee, hasResult>;
+  static_assert(T::kParameters <= kMostParameters);
   return {id, kind, T::kParameters, defaults, T::kTypes.data(), T::resultType(), T::call};
 }
 

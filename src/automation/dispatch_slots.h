@@ -2,9 +2,10 @@
 // method takes, and back where it is by reference.
 //
 // A slot is loaded (which can fail: nothing has been called yet), passed, and stored after a call
-// that succeeded. A by-reference slot hands the method the caller's own variable where that has the
-// right type already. Otherwise it hands out a converted copy, and stores the copy only when the
-// method changed it, in the form that the caller's variable has.
+// that succeeded. Foreign code may run between these steps, and may change a caller's VARIANT
+// variable. So a method gets the caller's own place only where its type cannot change: typed
+// by-reference arguments, and by-value arguments. Everything else is copied in, and copied back in
+// the form that the caller's variable has: numbers always, texts and objects when they changed.
 #pragma once
 
 #include <windows.h>
@@ -80,6 +81,15 @@ struct Automation<IUnknown*> {
   static IUnknown*& in(VARIANT& value) { return V_UNKNOWN(&value); }
 };
 
+// To late-bound callers, an enumerator is an object of unknown kind.
+template <>
+struct Automation<IEnumVARIANT*> {
+  static constexpr VARTYPE kType = VT_UNKNOWN;
+  static IEnumVARIANT*& in(VARIANT& value) {
+    return reinterpret_cast<IEnumVARIANT*&>(V_UNKNOWN(&value));
+  }
+};
+
 // The argument or, when it refers to a caller's VARIANT, that variable.
 const VARIANT* variableOf(const VARIANT* argument);
 
@@ -90,8 +100,9 @@ HRESULT borrow(VARIANT& value, const VARIANT& argument);
 HRESULT convertTo(VARIANT& copy, const VARIANT& argument, VARTYPE type, LCID locale);
 HRESULT makeDefault(VARIANT& copy, const Default* preset, VARTYPE type);
 
-// Stores a value in the caller's variable: as it is in a VARIANT, converted in a typed variable.
-void storeIn(const VARIANT& variable, const VARIANT& argument, const VARIANT& value, LCID locale);
+// Stores a value in the variable that an argument refers to: as it is in a VARIANT, converted in a
+// typed variable. A mere value has no place for it.
+HRESULT storeIn(const VARIANT& argument, const VARIANT& value, LCID locale);
 
 }  // namespace dispatch_detail
 
@@ -104,23 +115,20 @@ class Slot {
   static constexpr VARTYPE kType = Type::kType;
 
   HRESULT load(const VARIANT* argument, const Default* preset, LCID locale) {
-    if (!argument) return dispatch_detail::makeDefault(*copy_.operator->(), preset, kType);
-    VARIANT value;
-    const HRESULT result = dispatch_detail::borrow(value, *argument);
-    if (FAILED(result)) return result;
-    if (typeOf(value) == kType) {
-      passed_ = Type::in(value);
-      isBorrowed_ = true;
+    if (!argument) return dispatch_detail::makeDefault(copy(), preset, kType);
+    if (typeOf(*argument) == kType) {
+      passed_ = &Type::in(const_cast<VARIANT&>(*argument));
       return S_OK;
     }
-    return dispatch_detail::convertTo(*copy_.operator->(), value, kType, locale);
+    return dispatch_detail::convertTo(copy(), *argument, kType, locale);
   }
-  T pass() { return isBorrowed_ ? passed_ : Type::in(*copy_.operator->()); }
-  void store(LCID) {}
+  T pass() { return passed_ ? *passed_ : Type::in(copy()); }
+  HRESULT store(LCID) { return S_OK; }
 
  private:
-  T passed_{};
-  bool isBorrowed_ = false;
+  VARIANT& copy() { return *copy_.operator->(); }
+
+  const T* passed_ = nullptr;  // in the caller's arguments
   Variant copy_;
 };
 
@@ -139,14 +147,17 @@ class Slot<VARIANT> {
   static constexpr VARTYPE kType = VT_VARIANT;
 
   HRESULT load(const VARIANT* argument, const Default* preset, LCID) {
-    return argument ? dispatch_detail::borrow(value_, *argument)
-                    : dispatch_detail::makeDefault(value_, preset, VT_VARIANT);
+    if (!argument) return dispatch_detail::makeDefault(*copy_.operator->(), preset, VT_VARIANT);
+    if (typeOf(*argument) & VT_BYREF) return copyIndirect(copy_.operator->(), *argument);
+    passed_ = argument;
+    return S_OK;
   }
-  VARIANT pass() { return value_; }
-  void store(LCID) {}
+  VARIANT pass() { return passed_ ? *passed_ : copy_.get(); }
+  HRESULT store(LCID) { return S_OK; }
 
  private:
-  VARIANT value_{};
+  const VARIANT* passed_ = nullptr;  // the caller's argument
+  Variant copy_;
 };
 
 // By reference.
@@ -159,35 +170,37 @@ class Slot<T*> {
   static constexpr VARTYPE kType = Type::kType | VT_BYREF;
 
   HRESULT load(const VARIANT* argument, const Default* preset, LCID locale) {
-    argument_ = argument;
     if (!argument) return dispatch_detail::makeDefault(copy(), preset, Type::kType);
-    const VARIANT* const variable = dispatch_detail::variableOf(argument);
-    if (!variable) return DISP_E_TYPEMISMATCH;
-    if (typeOf(*variable) == kType && V_BYREF(variable)) {
-      passed_ = static_cast<T*>(V_BYREF(variable));
+    if (typeOf(*argument) == kType && V_BYREF(argument)) {
+      passed_ = static_cast<T*>(V_BYREF(argument));
       return S_OK;
     }
-    if (typeOf(*variable) == Type::kType && variable != argument) {
-      passed_ = &Type::in(const_cast<VARIANT&>(*variable));
-      return S_OK;
-    }
-    const HRESULT converted = dispatch_detail::convertTo(copy(), *variable, Type::kType, locale);
-    if (SUCCEEDED(converted)) before_ = Type::in(copy());
-    return converted;
+    argument_ = argument;
+    const HRESULT converted = dispatch_detail::convertTo(copy(), *argument, Type::kType, locale);
+    return SUCCEEDED(converted) ? VariantCopy(before_.operator->(), &copy()) : converted;
   }
   T* pass() { return passed_ ? passed_ : &Type::in(copy()); }
-  void store(LCID locale) {
-    if (!argument_ || passed_ || Type::in(copy()) == before_) return;
-    dispatch_detail::storeIn(*dispatch_detail::variableOf(argument_), *argument_, copy(), locale);
+  HRESULT store(LCID locale) {
+    if (!argument_ || !hasChanged()) return S_OK;
+    return dispatch_detail::storeIn(*argument_, copy(), locale);
   }
 
  private:
   VARIANT& copy() { return *copy_.operator->(); }
+  bool hasChanged() {
+    if constexpr (std::is_arithmetic_v<T>) {
+      return true;  // a result that happens to be the old value, converted, still is a result
+    } else if constexpr (std::is_same_v<T, BSTR>) {
+      return viewOf(V_BSTR(&copy())) != viewOf(V_BSTR(&before_.get()));
+    } else {
+      return Type::in(copy()) != Type::in(*before_.operator->());
+    }
+  }
 
-  const VARIANT* argument_ = nullptr;
-  T* passed_ = nullptr;  // into the caller's variable
-  T before_{};           // of the copy
+  const VARIANT* argument_ = nullptr;  // where the copy goes back
+  T* passed_ = nullptr;                // in the caller's variable
   Variant copy_;
+  Variant before_;
 };
 
 template <class T>
@@ -197,7 +210,7 @@ class Slot<T*> : public Slot<LONG*> {
   T* pass() { return reinterpret_cast<T*>(Slot<LONG*>::pass()); }
 };
 
-// Any variable: the method sees the caller's own, or a copy of a value.
+// Any variable: the method sees the caller's own VARIANT, or a copy of a value.
 template <>
 class Slot<VARIANT*> {
  public:
@@ -207,14 +220,12 @@ class Slot<VARIANT*> {
     if (!argument) return dispatch_detail::makeDefault(*copy_.operator->(), preset, VT_VARIANT);
     const VARIANT* const variable = dispatch_detail::variableOf(argument);
     if (!variable) return DISP_E_TYPEMISMATCH;
-    if (variable != argument || (typeOf(*variable) & VT_BYREF)) {
-      passed_ = const_cast<VARIANT*>(variable);
-      return S_OK;
-    }
-    return VariantCopy(copy_.operator->(), const_cast<VARIANT*>(variable));
+    if (variable == argument) return copyIndirect(copy_.operator->(), *argument);
+    passed_ = const_cast<VARIANT*>(variable);
+    return S_OK;
   }
   VARIANT* pass() { return passed_ ? passed_ : copy_.operator->(); }
-  void store(LCID) {}
+  HRESULT store(LCID) { return S_OK; }
 
  private:
   VARIANT* passed_ = nullptr;
@@ -242,7 +253,7 @@ class Slot<T*> {
     return S_OK;
   }
   T* pass() { return passed_; }
-  void store(LCID) {}
+  HRESULT store(LCID) { return S_OK; }
 
  private:
   T* passed_ = nullptr;

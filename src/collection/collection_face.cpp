@@ -1,6 +1,7 @@
 #include "collection/collection_face.h"
 
 #include "automation/boundary.h"
+#include "automation/com_ptr.h"
 #include "automation/variant.h"
 #include "frame/mdlErrorHandling.h"
 
@@ -73,11 +74,15 @@ HRESULT CollectionFace::Add(VARIANT* item, VARIANT* key, VARIANT* before, VARIAN
   HRESULT added = S_OK;
   const HRESULT prepared = atBoundary(__uuidof(_Collection), [&] {
     requirePointers(item, key, before, after);
-    IDispatch* const object = objectIn(*item);
+    // Held: the conversion of a key may run foreign code.
+    const ComPtr<IDispatch> object(objectIn(*item));
+    const ComPtr<_Zollection> alive(&owner_);
+    Variant holder;
+    const VARIANT& plainKey = dereferenced(*key, holder);
     Text sourceIID;
     Text keyText;
-    if (!isMissing(*key)) keyText = toText(*key);
-    added = owner_.Add(object, sourceIID.inout(), keyText.inout(), before, after);
+    if (!isMissing(plainKey)) keyText = toText(plainKey);
+    added = owner_.Add(object.get(), sourceIID.inout(), keyText.inout(), before, after);
   });
   return FAILED(prepared) ? prepared : added;
 }
@@ -86,6 +91,12 @@ HRESULT CollectionFace::Count(LONG* count) { return owner_.get_Count(count); }
 
 HRESULT CollectionFace::Remove(VARIANT* index) { return index ? owner_.Remove(*index) : E_POINTER; }
 
-HRESULT CollectionFace::_NewEnum(IUnknown** enumerator) { return owner_.get_NewEnum(enumerator); }
+HRESULT CollectionFace::_NewEnum(IUnknown** enumerator) {
+  if (!enumerator) return E_POINTER;
+  IEnumVARIANT* items = nullptr;
+  const HRESULT result = owner_.NewEnum(&items);
+  *enumerator = items;
+  return result;
+}
 
 }  // namespace zsupport

@@ -123,7 +123,7 @@ constexpr EnumVariantTable kEntryPoints = {
 
 }  // namespace
 
-ComPtr<IUnknown> CreateIEnumVARIANT(PrivateHeap* heap, ItemArray& records) {
+ComPtr<IEnumVARIANT> CreateIEnumVARIANT(PrivateHeap* heap, ItemArray& records) {
   return framed({kModule, L"Function CreateIEnumVARIANT"}, [&] {
     if (!heap) throw makeError(runtime::kOutOfMemory);
     auto* const table = heap->allocate<EnumVariantTable>();
@@ -135,7 +135,7 @@ ComPtr<IUnknown> CreateIEnumVARIANT(PrivateHeap* heap, ItemArray& records) {
       throw makeError(runtime::kOutOfMemory);
     }
     *enumerator = {table, 1, ComPtr(heap).detach(), nullptr, records.size(), 1};
-    auto result = ComPtr<IUnknown>::attach(reinterpret_cast<IUnknown*>(enumerator));
+    auto result = ComPtr<IEnumVARIANT>::attach(reinterpret_cast<IEnumVARIANT*>(enumerator));
     records.addReader(&enumerator->records);
     return result;
   });

@@ -12,6 +12,6 @@ namespace zsupport {
 
 // A new enumerator from the first item to what is now the last one. It sees the array as it is at
 // each step, and ends early when the array has become shorter or is no more.
-ComPtr<IUnknown> CreateIEnumVARIANT(PrivateHeap* heap, ItemArray& records);
+ComPtr<IEnumVARIANT> CreateIEnumVARIANT(PrivateHeap* heap, ItemArray& records);
 
 }  // namespace zsupport

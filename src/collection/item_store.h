@@ -79,19 +79,18 @@ class ItemStore {
   void setBusy(ItemRecord* record);
   void setIdle(ItemRecord* record);
 
-  // A move of the array that is not finished yet, and the state of the list at that moment. While
-  // it is open, one record is listed twice, and a gap has pushed one beyond Count (or null).
+  // A move of the array that is not finished yet, and the state of the list at that moment.
   struct Move {
-    LONG p;
-    ItemRecord* twice;
-    ItemRecord* pushed;
+    LONG p;              // zero-based, where it began
+    ItemRecord* twice;   // the record that it has listed once more; null for none
+    ItemRecord* pushed;  // the record that a gap has pushed beyond Count; null for none
     ULONG changes;
   };
 
   // Moves positions p + 1 to Count one place up, for an item that is to become item p + 1.
   Move openGap(LONG p);
-  // Puts the record into the gap. When the list has changed since, takes the move back and puts the
-  // record into a new gap; false when there is no memory for that.
+  // Puts the record into the gap. When the list has changed since, the record goes into a new gap,
+  // and what the old one had pushed out comes back behind the last; false when there is no memory.
   bool fillGap(Move gap, ItemRecord* record);
 
   // Takes a listing out by moving the positions behind it down; Count follows with closeUp.

@@ -24,6 +24,10 @@ HRESULT ZollectionObject::QueryInterface(REFIID id, void** object) {
   return CoClass::QueryInterface(id, object);
 }
 
+HRESULT ZollectionObject::InterfaceSupportsErrorInfo(REFIID id) {
+  return id == __uuidof(_Collection) ? S_OK : CoClass::InterfaceSupportsErrorInfo(id);
+}
+
 void ZollectionObject::Class_Initialize() {
   framed(procedure(L"Sub Class_Initialize"), [&] {
     // CompareMode and UseDISPID are not touched: they outlive a Clear.

@@ -30,6 +30,9 @@ class ZollectionObject final : public CoClass<ZollectionObject, Zollection, _Zol
   // Class_Terminate: lets go of all items and clients.
   void onFinalRelease() noexcept;
 
+  // ISupportErrorInfo
+  HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID id) override;
+
   // _Zollection: plain properties
   HRESULT STDMETHODCALLTYPE put_CompareMode(LONG mode) override;
   HRESULT STDMETHODCALLTYPE get_CompareMode(LONG* mode) override;
@@ -57,7 +60,7 @@ class ZollectionObject final : public CoClass<ZollectionObject, Zollection, _Zol
   HRESULT STDMETHODCALLTYPE get_Key(LONG index, BSTR* key) override;
   HRESULT STDMETHODCALLTYPE put_Key(LONG index, BSTR key) override;
 
-  HRESULT STDMETHODCALLTYPE get_NewEnum(IUnknown** enumerator) override;
+  HRESULT STDMETHODCALLTYPE NewEnum(IEnumVARIANT** enumerator) override;
 
   // _Zollection: for the event sinks
   HRESULT STDMETHODCALLTYPE RaiseTheEvent(LONG lPtrItem, LONG dispid, LONG lParams) override;

@@ -93,7 +93,7 @@ HRESULT ZollectionObject::get_Key(LONG index, BSTR* key) {
   });
 }
 
-HRESULT ZollectionObject::get_NewEnum(IUnknown** enumerator) {
+HRESULT ZollectionObject::NewEnum(IEnumVARIANT** enumerator) {
   return atBoundary(__uuidof(_Zollection), [&] {
     requirePointer(enumerator);
     *enumerator = nullptr;

@@ -27,7 +27,7 @@ const Member kMembers[] = {
     function<&_Zollection::IndexFromKey>(14),
     propertyGet<&_Zollection::get_Key>(15),
     propertyPut<&_Zollection::put_Key>(15),
-    propertyGet<&_Zollection::get_NewEnum>(DISPID_NEWENUM),
+    function<&_Zollection::NewEnum>(DISPID_NEWENUM),
     method<&_Zollection::RaiseTheEvent>(0x6003000C),
 };
 

@@ -84,9 +84,9 @@ void ZollectionObject::removeByKey(BSTR key) {
     }
     if (store_.isBusy(record)) return;
     // Until the item has gone, Count stands, and the last item is found at two positions.
+    const Holding held = hold(record);
     std::optional<ItemStore::Move> move;
     if (position != 0) move = store_.moveDown(position);
-    const Holding held = hold(record);
     std::exception_ptr failure;
     if (letGo(held, failure)) {
       if (move) store_.closeUp(*move);

@@ -9,7 +9,7 @@
 namespace zsupport {
 namespace {
 
-constexpr DWORD kPatience = 5000;  // milliseconds to wait for other writers
+constexpr DWORD kPatience = 2000;  // milliseconds to wait for other writers
 
 class Handle {
  public:
@@ -26,12 +26,11 @@ class Handle {
   const HANDLE handle_;
 };
 
-// Held while a file is looked at, renamed and written: one per path, for all processes of the
-// session. A writer that dies leaves it abandoned, which is as good as free.
+// Held while a file is looked at, renamed and written: one per path, for all processes of all
+// users. A writer that dies leaves it abandoned, which is as good as free.
 class WriterLock {
  public:
-  explicit WriterLock(const std::wstring& path)
-      : mutex_(CreateMutexW(nullptr, FALSE, name(path).c_str())) {
+  explicit WriterLock(const std::wstring& path) : mutex_(open(name(path))) {
     const DWORD wait = mutex_ ? WaitForSingleObject(mutex_.get(), kPatience) : WAIT_FAILED;
     isHeld_ = wait == WAIT_OBJECT_0 || wait == WAIT_ABANDONED;
   }
@@ -43,10 +42,19 @@ class WriterLock {
   explicit operator bool() const { return isHeld_; }
 
  private:
+  static HANDLE open(const std::wstring& name) {
+    SECURITY_DESCRIPTOR everybody;
+    InitializeSecurityDescriptor(&everybody, SECURITY_DESCRIPTOR_REVISION);
+    SetSecurityDescriptorDacl(&everybody, TRUE, nullptr, FALSE);
+    SECURITY_ATTRIBUTES attributes = {sizeof attributes, &everybody, FALSE};
+    const HANDLE created = CreateMutexW(&attributes, FALSE, name.c_str());
+    return created ? created : OpenMutexW(SYNCHRONIZE | MUTEX_MODIFY_STATE, FALSE, name.c_str());
+  }
+
   // Names of mutexes may not contain backslashes, nor be as long as paths.
   static std::wstring name(std::wstring path) {
     for (wchar_t& c : path) c = static_cast<wchar_t>(std::towlower(c));
-    return L"ZSupport.Log." + std::to_wstring(std::hash<std::wstring>()(path));
+    return L"Global\\ZSupport.Log." + std::to_wstring(std::hash<std::wstring>()(path));
   }
 
   const Handle mutex_;
@@ -110,9 +118,10 @@ bool appendToLog(const std::wstring& path, const std::wstring& record) noexcept 
     const std::wstring file = fullPath(path);
     const std::string line = lineOf(record);
     const WriterLock lock(file);
-    if (file.empty() || !lock) return false;
+    if (file.empty()) return false;
     createFolderOf(file);
-    if (isFull(file, line.size())) {
+    // Without the lock nothing is renamed; a line is appended whole all the same.
+    if (lock && isFull(file, line.size())) {
       MoveFileExW(file.c_str(), (file + L".old").c_str(), MOVEFILE_REPLACE_EXISTING);
     }
     const Handle log(CreateFileW(file.c_str(), FILE_APPEND_DATA,

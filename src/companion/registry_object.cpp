@@ -20,6 +20,15 @@ std::wstring_view textIn(const std::vector<BYTE>& data) {
   return {text, length};
 }
 
+// With the values of environment variables in place of their names.
+std::wstring expanded(const std::wstring& text) {
+  std::wstring result(ExpandEnvironmentStringsW(text.c_str(), nullptr, 0), L'\0');
+  const DWORD length =
+      ExpandEnvironmentStringsW(text.c_str(), result.data(), static_cast<DWORD>(result.size()));
+  result.resize(length > 0 && length <= result.size() ? length - 1 : 0);
+  return result;
+}
+
 void bytesTo(VARIANT* value, const std::vector<BYTE>& data) {
   SAFEARRAY* const array = SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(data.size()));
   if (!array) throw std::bad_alloc();
@@ -82,7 +91,9 @@ void RegistryObject::Value(Variant& value) const {
   switch (type) {
     case REG_SZ:
     case REG_EXPAND_SZ:
-      V_BSTR(value.put()) = Text(textIn(data)).detach();
+      V_BSTR(value.put()) =
+          (type == REG_SZ ? Text(textIn(data)) : Text(expanded(std::wstring(textIn(data)))))
+              .detach();
       V_VT(value.operator->()) = VT_BSTR;
       return;
     case REG_DWORD: {

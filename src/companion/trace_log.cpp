@@ -11,7 +11,9 @@
 namespace zsupport {
 namespace {
 
-// The host program and the kind of its thread: what the other fields of a record do not say.
+constexpr size_t kLongestEntry = 31'000;  // characters; the system's limit is just above
+
+// The host program: what the other fields of a record do not say.
 class HostContext final : public ContextService {
  public:
   std::wstring ContextText(LONG&, LONG) override {
@@ -64,13 +66,12 @@ std::wstring TraceLog::recordOf(const ErrorReport& report) const {
       appTitle_ + L" " + version,
       std::to_wstring(GetCurrentProcessId()),
       std::to_wstring(GetCurrentThreadId()),
-      raiseErrors_ ? L"raised" : L"recorded",
       report.ClassName,
       report.ProcName,
       numberText(report.error.number),
       report.error.source,
       report.error.description,
-      contextOf(report),
+      callStackEnabled_ ? report.ContextText : L"",
   };
   std::wstring record;
   for (std::wstring field : fields) {
@@ -83,17 +84,11 @@ std::wstring TraceLog::recordOf(const ErrorReport& report) const {
   return record;
 }
 
-std::wstring TraceLog::contextOf(const ErrorReport& report) const {
-  if (!callStackEnabled_) return {};
-  if (!report.ContextText.empty() || !contextService_) return report.ContextText;
-  LONG action = kNoAnswer;
-  return contextService_->ContextText(action, 1);
-}
-
 void TraceLog::writeToEventLog(const ErrorReport& report, const std::wstring& record) const {
   const HANDLE log = RegisterEventSourceW(nullptr, appTitle_.c_str());
   if (!log) return;
-  LPCWSTR text = record.c_str();
+  const std::wstring entry = record.substr(0, kLongestEntry);
+  LPCWSTR text = entry.c_str();
   ReportEventW(log, report.bInformation ? EVENTLOG_INFORMATION_TYPE : EVENTLOG_ERROR_TYPE, 0, 0,
                nullptr, 1, 0, &text, nullptr);
   DeregisterEventSource(log);

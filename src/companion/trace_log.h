@@ -8,7 +8,8 @@ namespace zsupport {
 
 class TraceLog final : public TraceService {
  public:
-  void RaiseErrors(bool raise) override { raiseErrors_ = raise; }
+  // A record is the same whether the error is raised or not.
+  void RaiseErrors(bool) override {}
   void LogFileEnabled(bool enabled) override { logFileEnabled_ = enabled; }
   // False: a person is asked what to do after each error.
   void BelowARILevel(bool below) override { belowARILevel_ = below; }
@@ -17,7 +18,8 @@ class TraceLog final : public TraceService {
   void DefaultAction(LONG action) override { defaultAction_ = action == kRetry ? kLeave : action; }
   // Empty: the default path.
   void LogFile(const std::wstring& path) override { logFile_ = path; }
-  void ContextService(class ContextService* service) override { contextService_ = service; }
+  // Reports bring their context text along.
+  void ContextService(class ContextService*) override {}
   void AppTitle(const std::wstring& title) override { appTitle_ = title; }
   void AppVersion(const VersionStampRecord& version) override { appVersion_ = version; }
   // Whether records carry the context text.
@@ -28,16 +30,13 @@ class TraceLog final : public TraceService {
 
  private:
   std::wstring recordOf(const ErrorReport& report) const;
-  std::wstring contextOf(const ErrorReport& report) const;
   void writeToEventLog(const ErrorReport& report, const std::wstring& record) const;
   LONG ask(const ErrorReport& report) const;
 
-  bool raiseErrors_ = false;
   bool logFileEnabled_ = false;
   bool belowARILevel_ = true;
   LONG defaultAction_ = kLeave;
   std::wstring logFile_;
-  class ContextService* contextService_ = nullptr;
   std::wstring appTitle_;
   VersionStampRecord appVersion_{};
   bool callStackEnabled_ = false;

@@ -30,16 +30,17 @@ bool readPresent(const RegistryObject& registry, Variant& value) {
   return typeOf(value.get()) != VT_NULL;
 }
 
-// Leaves the hive as it is; 0 means the object's own.
+// Whether a value is present in the hive, which for the object is only a look aside; 0 means the
+// object's own hive.
 bool pHasValue(RegistryObject& registry, HKEY hive) {
-  return framed({kClass, L"Function pHasValue"}, [&] {
-    const HKEY saved = registry.Hive();
+  const HKEY saved = registry.Hive();
+  const bool has = framed({kClass, L"Function pHasValue"}, [&] {
     if (hive) registry.Hive(hive);
     Variant value;
-    const bool has = readPresent(registry, value);
-    registry.Hive(saved);
-    return has;
+    return readPresent(registry, value);
   });
+  registry.Hive(saved);
+  return has;
 }
 
 // Whether a policy decides, and what it says.
@@ -65,9 +66,8 @@ void readSetting(RegistryObject& registry, const std::wstring& sectionKey, const
   registry.Value(value);
 }
 
-LONG askForMode(BSTR* prompt) {
-  const std::wstring question =
-      L"Do you wish to set " + std::wstring(viewOf(*prompt)) + L" as a default for all users?";
+LONG askForMode(const std::wstring& prompt) {
+  const std::wstring question = L"Do you wish to set " + prompt + L" as a default for all users?";
   const int answer =
       MessageBoxW(GetActiveWindow(), question.c_str(), versionText(L"FileDescription").c_str(),
                   MB_ICONQUESTION | MB_YESNO);
@@ -112,7 +112,8 @@ void writeForMachine(RegistryObject& registry, const VARIANT& value, const VARIA
 // A user's value is stored only where it differs from what the user would get without it.
 void writeForUser(RegistryObject& registry, const VARIANT& value, const VARIANT& preset) {
   Variant machine;
-  const bool isSetForMachine = readPresent(registry, machine);
+  const bool isSetForMachine = pHasValue(registry, HKEY_LOCAL_MACHINE);
+  if (isSetForMachine) registry.Value(machine);
   const bool isRedundant = areEqual(value, isSetForMachine ? machine.get() : preset);
   registry.Hive(HKEY_CURRENT_USER);
   if (isRedundant) {
@@ -122,8 +123,8 @@ void writeForUser(RegistryObject& registry, const VARIANT& value, const VARIANT&
   }
 }
 
-void remember(std::wstring& section, BSTR sectionKey) {
-  if (!viewOf(sectionKey).empty()) section = viewOf(sectionKey);
+void remember(std::wstring& section, std::wstring_view sectionKey) {
+  if (!sectionKey.empty()) section = sectionKey;
 }
 
 VARIANT nullValue() {
@@ -141,14 +142,17 @@ HRESULT GZSupportObject::GetRegistryValue(BSTR* valueKey, VARIANT* preset, BSTR*
     VariantInit(value);
     framed({kClass, L"Function GetRegistryValue"}, [&] {
       RegistryObject registry;
-      remember(readSection_, *sectionKey);
+      remember(readSection_, viewOf(*sectionKey));
       registry.Hive(HKEY_CURRENT_USER);
       registry.Default(nullValue());
       registry.ValueKey(std::wstring(viewOf(*valueKey)));
       Variant found;
+      *noPolicySet = VARIANT_FALSE;
       const bool isPolicy = readPolicy(registry, readSection_, found);
-      *noPolicySet = isPolicy ? VARIANT_FALSE : VARIANT_TRUE;
-      if (!isPolicy) readSetting(registry, readSection_, *preset, found);
+      if (!isPolicy) {
+        *noPolicySet = VARIANT_TRUE;
+        readSetting(registry, readSection_, *preset, found);
+      }
       std::swap(*value, *found.operator->());
     });
   });
@@ -159,20 +163,26 @@ HRESULT GZSupportObject::WriteRegistryValue(BSTR* valueKey, VARIANT* value, VARI
   return atBoundary(__uuidof(_GZSupport), [&] {
     requirePointers(valueKey, value, preset, mode, sectionKey, prompt);
     framed({kClass, L"Sub WriteRegistryValue"}, [&] {
-      if (*mode == rwm_Prompt) *mode = askForMode(prompt);
-      Variant holder;
-      const VARIANT& plain = dereferenced(*value, holder);
+      // All arguments are taken before the question: the caller's code runs while it stands.
+      Variant plainValue, plainPreset;
+      copyDereferenced(plainValue, *value);
+      copyDereferenced(plainPreset, *preset);
+      const VARIANT& plain = plainValue.get();
+      const std::wstring name(viewOf(*valueKey));
+      const std::wstring section(viewOf(*sectionKey));
+      LONG chosen = *mode;
+      if (chosen == rwm_Prompt) *mode = chosen = askForMode(std::wstring(viewOf(*prompt)));
       RegistryObject registry;
-      remember(writeSection_, *sectionKey);
+      remember(writeSection_, section);
       chooseValueType(registry, plain);
       registry.Default(nullValue());
       registry.SectionKey(writeSection_);
-      registry.ValueKey(std::wstring(viewOf(*valueKey)));
+      registry.ValueKey(name);
       registry.Hive(HKEY_LOCAL_MACHINE);
-      if (*mode == rwm_User) {
-        writeForUser(registry, plain, *preset);
+      if (chosen == rwm_User) {
+        writeForUser(registry, plain, plainPreset.get());
       } else {
-        writeForMachine(registry, plain, *preset);
+        writeForMachine(registry, plain, plainPreset.get());
       }
     });
   });

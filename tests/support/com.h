@@ -60,8 +60,8 @@ inline VARIANT reference(VARTYPE type, void* variable) {
 
 inline ComPtr<_Zollection> newCollection() {
   ComPtr<_Zollection> z;
-  EXPECT_EQ(S_OK, CoCreateInstance(__uuidof(Zollection), nullptr, CLSCTX_INPROC_SERVER,
-                                   __uuidof(_Zollection), z.putVoid()));
+  EXPECT_EQ(S_OK,
+            CoCreateInstance(__uuidof(Zollection), nullptr, CLSCTX_INPROC_SERVER, __uuidof(_Zollection), z.putVoid()));
   return z;
 }
 
@@ -96,9 +96,7 @@ inline bool keyExists(_Zollection* z, std::wstring_view key) {
   return exists == VARIANT_TRUE;
 }
 
-inline HRESULT runtimeError(LONG number) {
-  return static_cast<HRESULT>(0x800A0000u | static_cast<ULONG>(number));
-}
+inline HRESULT runtimeError(LONG number) { return static_cast<HRESULT>(0x800A0000u | static_cast<ULONG>(number)); }
 
 // What the last failed call left for its caller.
 struct ErrorTexts {

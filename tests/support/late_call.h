@@ -21,16 +21,15 @@ inline DISPID idOf(IDispatch* object, std::wstring name) {
 }
 
 // Arguments in the order of declaration; the names are those of the last ones.
-inline void call(Call& outcome, IDispatch* object, DISPID member, int flags,
-                 std::vector<VARIANT> arguments, std::vector<DISPID> names = {}) {
+inline void call(Call& outcome, IDispatch* object, DISPID member, int flags, std::vector<VARIANT> arguments,
+                 std::vector<DISPID> names = {}) {
   std::reverse(arguments.begin(), arguments.end());
   std::reverse(names.begin(), names.end());
   DISPPARAMS parameters = {arguments.data(), names.data(), static_cast<UINT>(arguments.size()),
                            static_cast<UINT>(names.size())};
   EXCEPINFO exception{};
-  outcome.result =
-      object->Invoke(member, IID_NULL, LOCALE_USER_DEFAULT, static_cast<WORD>(flags), &parameters,
-                     outcome.value.put(), &exception, &outcome.badArgument);
+  outcome.result = object->Invoke(member, IID_NULL, LOCALE_USER_DEFAULT, static_cast<WORD>(flags), &parameters,
+                                  outcome.value.put(), &exception, &outcome.badArgument);
   Text source, description;
   *source.inout() = exception.bstrSource;
   *description.inout() = exception.bstrDescription;
