@@ -116,6 +116,14 @@ TEST(Server, EnumeratesItsConnectionPointAndConnections) {
   EXPECT_EQ(S_OK, point->Unadvise(cookie));
 }
 
+TEST(Server, CarriesTheMessageOfItsEventLogEntries) {
+  wchar_t text[64] = L"";
+  const wchar_t* insert[] = {L"the record"};
+  FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_ARGUMENT_ARRAY, library(), 1, 0, text, 64,
+                 reinterpret_cast<va_list*>(const_cast<wchar_t**>(insert)));
+  EXPECT_STREQ(L"the record\r\n", text);
+}
+
 // Registration writes below HKEY_CURRENT_USER here, which is a key of the test's own.
 class Registration : public testing::Test {
  protected:

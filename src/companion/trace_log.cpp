@@ -11,6 +11,7 @@
 namespace zsupport {
 namespace {
 
+constexpr DWORD kRecordMessage = 1;       // of messages.mc
 constexpr size_t kLongestEntry = 31'000;  // characters; the system's limit is just above
 
 // The host program: what the other fields of a record do not say.
@@ -89,8 +90,8 @@ void TraceLog::writeToEventLog(const ErrorReport& report, const std::wstring& re
   if (!log) return;
   const std::wstring entry = record.substr(0, kLongestEntry);
   LPCWSTR text = entry.c_str();
-  ReportEventW(log, report.bInformation ? EVENTLOG_INFORMATION_TYPE : EVENTLOG_ERROR_TYPE, 0, 0,
-               nullptr, 1, 0, &text, nullptr);
+  ReportEventW(log, report.bInformation ? EVENTLOG_INFORMATION_TYPE : EVENTLOG_ERROR_TYPE, 0,
+               kRecordMessage, nullptr, 1, 0, &text, nullptr);
   DeregisterEventSource(log);
 }
 

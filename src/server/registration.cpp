@@ -16,7 +16,10 @@
 namespace zsupport {
 namespace {
 
-constexpr wchar_t kClasses[] = L"Software\\Classes";
+constexpr wchar_t kClasses[] = L"Software\\Classes\\";
+// The library's source in the system event log; for the machine only.
+constexpr wchar_t kEventSource[] =
+    L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\ZSupport";
 constexpr wchar_t kLibraryVersion[] = L"1.0";
 // The platform's marshallers for interfaces that a type library describes.
 constexpr wchar_t kDualMarshaller[] = L"{00020424-0000-0000-C000-000000000046}";
@@ -52,71 +55,51 @@ std::wstring textOf(REFGUID id) {
 }
 
 std::wstring libraryId() { return textOf(typeLibraryId()); }
-std::wstring classKey(REFCLSID id) { return L"CLSID\\" + textOf(id); }
-std::wstring interfaceKey(REFIID id) { return L"Interface\\" + textOf(id); }
-std::wstring versionedProgId(const wchar_t* progId) { return std::wstring(progId) + L".1"; }
+std::wstring inClasses(const std::wstring& key) { return kClasses + key; }
+std::wstring classKey(REFCLSID id) { return inClasses(L"CLSID\\" + textOf(id)); }
+std::wstring interfaceKey(REFIID id) { return inClasses(L"Interface\\" + textOf(id)); }
+std::wstring versioned(const wchar_t* progId) { return std::wstring(progId) + L".1"; }
 
-// One value below the classes root; an empty name is the key's default value.
+// One value below the hive; an empty name is the key's default value.
 struct Row {
   std::wstring key;
   std::wstring name;
   std::wstring value;
 };
 
-std::vector<Row> rows() {
-  const std::wstring module = modulePath();
-  const std::wstring library = libraryId();
-  std::vector<Row> all;
-  for (const RegisteredClass& each : kRegisteredClasses) {
-    const std::wstring key = classKey(each.id);
-    const std::wstring progId = versionedProgId(each.progId);
-    all.insert(all.end(), {
-                              {key, L"", each.description},
-                              {key + L"\\InprocServer32", L"", module},
-                              {key + L"\\InprocServer32", L"ThreadingModel", L"Apartment"},
-                              {key + L"\\ProgID", L"", progId},
-                              {key + L"\\VersionIndependentProgID", L"", each.progId},
-                              {key + L"\\TypeLib", L"", library},
-                              {key + L"\\Version", L"", kLibraryVersion},
-                              {key + L"\\Programmable", L"", L""},
-                              {progId, L"", each.description},
-                              {progId + L"\\CLSID", L"", textOf(each.id)},
-                              {each.progId, L"", each.description},
-                              {std::wstring(each.progId) + L"\\CLSID", L"", textOf(each.id)},
-                              {std::wstring(each.progId) + L"\\CurVer", L"", progId},
-                          });
+void addClass(std::vector<Row>& rows, const RegisteredClass& registered) {
+  const std::wstring key = classKey(registered.id);
+  rows.push_back({key, L"", registered.description});
+  rows.push_back({key + L"\\InprocServer32", L"", modulePath()});
+  rows.push_back({key + L"\\InprocServer32", L"ThreadingModel", L"Apartment"});
+  rows.push_back({key + L"\\ProgID", L"", versioned(registered.progId)});
+  rows.push_back({key + L"\\VersionIndependentProgID", L"", registered.progId});
+  rows.push_back({key + L"\\TypeLib", L"", libraryId()});
+  rows.push_back({key + L"\\Version", L"", kLibraryVersion});
+  rows.push_back({key + L"\\Programmable", L"", L""});
+  for (const std::wstring& progId :
+       {versioned(registered.progId), std::wstring(registered.progId)}) {
+    rows.push_back({inClasses(progId), L"", registered.description});
+    rows.push_back({inClasses(progId) + L"\\CLSID", L"", textOf(registered.id)});
   }
-  for (const RegisteredInterface& each : kRegisteredInterfaces) {
-    const std::wstring key = interfaceKey(each.id);
-    all.insert(all.end(), {
-                              {key, L"", each.name},
-                              {key + L"\\ProxyStubClsid32", L"", each.marshaller},
-                              {key + L"\\TypeLib", L"", library},
-                              {key + L"\\TypeLib", L"Version", kLibraryVersion},
-                          });
-  }
-  const std::wstring libraryKey = L"TypeLib\\" + library + L"\\" + kLibraryVersion;
-  all.insert(all.end(),
-             {
-                 {libraryKey, L"", L"ZSupport shared support library"},
-                 {libraryKey + L"\\0\\win32", L"", module},
-                 {libraryKey + L"\\FLAGS", L"", L"0"},
-                 {libraryKey + L"\\HELPDIR", L"", module.substr(0, module.find_last_of(L'\\'))},
-             });
-  return all;
+  rows.push_back({inClasses(registered.progId) + L"\\CurVer", L"", versioned(registered.progId)});
 }
 
-// The keys that are wholly the library's, each with everything below it.
-std::vector<std::wstring> ownKeys() {
-  std::vector<std::wstring> keys;
-  for (const RegisteredClass& each : kRegisteredClasses) {
-    keys.insert(keys.end(), {classKey(each.id), versionedProgId(each.progId), each.progId});
-  }
-  for (const RegisteredInterface& each : kRegisteredInterfaces) {
-    keys.push_back(interfaceKey(each.id));
-  }
-  keys.push_back(L"TypeLib\\" + libraryId());
-  return keys;
+void addInterface(std::vector<Row>& rows, const RegisteredInterface& registered) {
+  const std::wstring key = interfaceKey(registered.id);
+  rows.push_back({key, L"", registered.name});
+  rows.push_back({key + L"\\ProxyStubClsid32", L"", registered.marshaller});
+  rows.push_back({key + L"\\TypeLib", L"", libraryId()});
+  rows.push_back({key + L"\\TypeLib", L"Version", kLibraryVersion});
+}
+
+void addLibrary(std::vector<Row>& rows) {
+  const std::wstring module = modulePath();
+  const std::wstring key = inClasses(L"TypeLib\\" + libraryId() + L"\\" + kLibraryVersion);
+  rows.push_back({key, L"", L"ZSupport shared support library"});
+  rows.push_back({key + L"\\0\\win32", L"", module});
+  rows.push_back({key + L"\\FLAGS", L"", L"0"});
+  rows.push_back({key + L"\\HELPDIR", L"", module.substr(0, module.find_last_of(L'\\'))});
 }
 
 class Key {
@@ -138,22 +121,64 @@ HKEY hiveOf(RegistrationScope scope) {
   return scope == RegistrationScope::kMachine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
 }
 
+// The interface of standard collections belongs to everybody: where another library has described
+// it already, that stays.
+bool isSharedInterfaceFree(HKEY hive) {
+  Key key;
+  if (RegOpenKeyExW(hive, interfaceKey(__uuidof(_Collection)).c_str(), 0, KEY_READ, key.put())) {
+    return true;
+  }
+  wchar_t library[64] = L"";
+  DWORD size = sizeof library;
+  RegGetValueW(key.get(), L"TypeLib", nullptr, RRF_RT_REG_SZ, nullptr, library, &size);
+  return library == libraryId();
+}
+
+std::vector<Row> rows(RegistrationScope scope) {
+  std::vector<Row> all;
+  for (const RegisteredClass& each : kRegisteredClasses) addClass(all, each);
+  for (const RegisteredInterface& each : kRegisteredInterfaces) addInterface(all, each);
+  if (isSharedInterfaceFree(hiveOf(scope))) {
+    addInterface(all, {__uuidof(_Collection), L"_Collection", kDualMarshaller});
+  }
+  addLibrary(all);
+  if (scope == RegistrationScope::kMachine) {
+    all.push_back({kEventSource, L"EventMessageFile", modulePath()});
+  }
+  return all;
+}
+
+// The keys that are wholly the library's, each with everything below it.
+std::vector<std::wstring> ownKeys(RegistrationScope scope) {
+  std::vector<std::wstring> keys = {inClasses(L"TypeLib\\" + libraryId())};
+  for (const RegisteredClass& each : kRegisteredClasses) {
+    keys.insert(keys.end(),
+                {classKey(each.id), inClasses(versioned(each.progId)), inClasses(each.progId)});
+  }
+  for (const RegisteredInterface& each : kRegisteredInterfaces) {
+    keys.push_back(interfaceKey(each.id));
+  }
+  if (isSharedInterfaceFree(hiveOf(scope))) keys.push_back(interfaceKey(__uuidof(_Collection)));
+  if (scope == RegistrationScope::kMachine) keys.push_back(kEventSource);
+  return keys;
+}
+
 // A user's hive may have had none of the common keys before.
-void deleteIfEmpty(HKEY root, const wchar_t* path) {
+void deleteIfEmpty(HKEY hive, const std::wstring& path) {
   Key key;
   DWORD subkeys = 1, values = 1;
-  if (RegOpenKeyExW(root, path, 0, KEY_READ, key.put()) == ERROR_SUCCESS &&
+  if (RegOpenKeyExW(hive, path.c_str(), 0, KEY_READ, key.put()) == ERROR_SUCCESS &&
       RegQueryInfoKeyW(key.get(), nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values,
                        nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS &&
       subkeys == 0 && values == 0) {
-    RegDeleteKeyW(root, path);
+    RegDeleteKeyW(hive, path.c_str());
   }
 }
 
 // What was there before, kept so that a failed registration leaves no trace.
 class Undo {
  public:
-  explicit Undo(HKEY classes) : classes_(classes) {}
+  explicit Undo(HKEY hive) : hive_(hive) {}
   Undo(const Undo&) = delete;
   Undo& operator=(const Undo&) = delete;
   ~Undo() {
@@ -163,7 +188,7 @@ class Undo {
   void write(const Row& row) {
     createPath(row.key);
     Key key;
-    checkWin32(RegOpenKeyExW(classes_, row.key.c_str(), 0, KEY_READ | KEY_WRITE, key.put()));
+    checkWin32(RegOpenKeyExW(hive_, row.key.c_str(), 0, KEY_READ | KEY_WRITE, key.put()));
     steps_.push_back({row.key, row.name, oldValue(key.get(), row.name), false});
     checkWin32(RegSetValueExW(key.get(), row.name.c_str(), 0, REG_SZ,
                               reinterpret_cast<const BYTE*>(row.value.c_str()),
@@ -192,8 +217,8 @@ class Undo {
       Key key;
       DWORD disposition = 0;
       steps_.reserve(steps_.size() + 1);
-      checkWin32(RegCreateKeyExW(classes_, part.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE,
-                                 nullptr, key.put(), &disposition));
+      checkWin32(RegCreateKeyExW(hive_, part.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE, nullptr,
+                                 key.put(), &disposition));
       if (disposition == REG_CREATED_NEW_KEY) steps_.push_back({part, L"", std::nullopt, true});
     }
   }
@@ -209,11 +234,11 @@ class Undo {
 
   void takeBack(const Step& step) const {
     if (step.keyIsNew) {
-      RegDeleteKeyW(classes_, step.key.c_str());
+      RegDeleteKeyW(hive_, step.key.c_str());
       return;
     }
     Key key;
-    if (RegOpenKeyExW(classes_, step.key.c_str(), 0, KEY_WRITE, key.put())) return;
+    if (RegOpenKeyExW(hive_, step.key.c_str(), 0, KEY_WRITE, key.put())) return;
     if (step.old) {
       RegSetValueExW(key.get(), step.name.c_str(), 0, step.old->type, step.old->data.data(),
                      static_cast<DWORD>(step.old->data.size()));
@@ -222,7 +247,7 @@ class Undo {
     }
   }
 
-  const HKEY classes_;
+  const HKEY hive_;
   std::vector<Step> steps_;
 };
 
@@ -230,32 +255,25 @@ class Undo {
 
 HRESULT registerServer(RegistrationScope scope) noexcept {
   return atBoundary(IID_NULL, [&] {
-    Key classes;
-    checkWin32(RegCreateKeyExW(hiveOf(scope), kClasses, 0, nullptr, 0, KEY_READ | KEY_WRITE,
-                               nullptr, classes.put(), nullptr));
-    Undo undo(classes.get());
-    for (const Row& row : rows()) undo.write(row);
+    Undo undo(hiveOf(scope));
+    for (const Row& row : rows(scope)) undo.write(row);
     undo.commit();
   });
 }
 
 HRESULT unregisterServer(RegistrationScope scope) noexcept {
   return atBoundary(IID_NULL, [&] {
-    Key classes;
-    const LSTATUS opened =
-        RegOpenKeyExW(hiveOf(scope), kClasses, 0, KEY_READ | KEY_WRITE, classes.put());
-    if (opened == ERROR_FILE_NOT_FOUND) return;
-    checkWin32(opened);
+    const HKEY hive = hiveOf(scope);
     // All keys are tried even when one resists; the first failure is what the caller hears.
     LSTATUS failure = ERROR_SUCCESS;
-    for (const std::wstring& key : ownKeys()) {
-      const LSTATUS status = RegDeleteTreeW(classes.get(), key.c_str());
+    for (const std::wstring& key : ownKeys(scope)) {
+      const LSTATUS status = RegDeleteTreeW(hive, key.c_str());
       if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND && failure == ERROR_SUCCESS) {
         failure = status;
       }
     }
     for (const wchar_t* const container : {L"CLSID", L"Interface", L"TypeLib"}) {
-      deleteIfEmpty(classes.get(), container);
+      deleteIfEmpty(hive, inClasses(container));
     }
     checkWin32(failure);
   });
