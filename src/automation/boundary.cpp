@@ -12,7 +12,10 @@ namespace {
 void setErrorObject(REFIID interfaceId, const Error& error) {
   const auto creator =
       obtain<ICreateErrorInfo>([](ICreateErrorInfo** out) { return CreateErrorInfo(out); });
-  if (!creator) return;
+  if (!creator) {
+    SetErrorInfo(0, nullptr);  // an earlier error is not this one
+    return;
+  }
   creator->SetGUID(interfaceId);
   creator->SetSource(const_cast<LPOLESTR>(error.source.c_str()));
   creator->SetDescription(const_cast<LPOLESTR>(error.description.c_str()));

@@ -232,7 +232,7 @@ HRESULT MemberTable::invoke(void* self, DISPID id, REFIID reserved, LCID locale,
   if (!arguments) return E_INVALIDARG;
   const Member* const member = find(id, flags);
   if (!member) return DISP_E_MEMBERNOTFOUND;
-  if (result) VariantInit(result);
+  if (result) V_VT(result) = VT_EMPTY;
 
   std::array<const VARIANTARG*, kMostParameters> supplied{};
   const std::span<const VARIANTARG*> own(supplied.data(), member->parameters);
@@ -240,7 +240,6 @@ HRESULT MemberTable::invoke(void* self, DISPID id, REFIID reserved, LCID locale,
   HRESULT outcome = matchArguments(*member, *arguments, own, bad);
   if (SUCCEEDED(outcome)) {
     Invocation invocation = {self, own, member->defaults, locale, result};
-    SetErrorInfo(0, nullptr);  // an earlier call's error is not this one's
     outcome = member->call(invocation);
     if (SUCCEEDED(outcome)) return S_OK;
     if (invocation.called) return describeFailure(outcome, exception);

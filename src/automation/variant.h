@@ -9,22 +9,31 @@
 
 namespace zsupport {
 
-// Owner of one VARIANT.
+// Owner of one VARIANT. Late binding makes several of them a call, and most hold numbers or
+// nothing: the platform is called only where there is something to free.
 class Variant {
  public:
-  Variant() { VariantInit(&value_); }
+  Variant() { V_VT(&value_) = VT_EMPTY; }
   Variant(const Variant&) = delete;
   Variant& operator=(const Variant&) = delete;
-  ~Variant() { VariantClear(&value_); }
+  ~Variant() { clear(); }
 
   const VARIANT& get() const { return value_; }
   VARIANT* operator->() { return &value_; }
   VARIANT* put() {
-    VariantClear(&value_);
+    clear();
     return &value_;
   }
 
  private:
+  void clear() {
+    const VARTYPE type = V_VT(&value_);
+    const bool isPlain = type <= VT_DATE || type == VT_BOOL || type == VT_ERROR ||
+                         (type >= VT_I1 && type <= VT_UINT);
+    if (!isPlain) VariantClear(&value_);
+    V_VT(&value_) = VT_EMPTY;
+  }
+
   VARIANT value_;
 };
 
