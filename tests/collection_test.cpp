@@ -225,51 +225,6 @@ TEST_F(Collection, TakesTheOldKeyAwayWhenAKeyIsPut) {
   EXPECT_EQ(S_OK, z->RemoveByIndex(1));
 }
 
-// Number, composed source and description of every error that a member raises itself.
-TEST_F(Collection, LabelsItsErrors) {
-  added(L"a");
-  const auto source = TestSource::make();
-  const auto deaf = TestSource::make({.isContainer = false});
-  const auto invalid = L"Invalid procedure call or argument";
-  const auto index = L"Invalid property array index";
-  Text key(L"x");
-  ComPtr<IDispatch> item;
-  const struct {
-    std::function<HRESULT()> call;
-    LONG number;
-    std::wstring source;
-    std::wstring description;
-  } cases[] = {
-      {[&] { return z->put_CompareMode(CompareText); }, 387, L"Let CompareMode!Zollection.CompareMode (Let)",
-       L"Cannot change CompareMode. The collection contains items."},
-      {[&] { return add(z.get(), deaf.get()); }, 7, L"Sub Add!Zollection.Add", L"Out of memory"},
-      {[&] { return add(z.get(), nullptr); }, 7, L"Sub Add!Zollection.Add", L"Out of memory"},
-      {[&] {
-         return add(z.get(), source.get(), {L"b", longValue(9)});
-       },
-       5, L"Sub Add!Zollection.Add", invalid},
-      {[&] { return add(z.get(), source.get(), {L"a"}); }, 457, L"Sub Add!Zollection.Add",
-       L"This key is already associated with an element of this collection"},
-      {[&] { return z->RemoveByIndex(0); }, 381, L"Sub RemoveByIndex!Zollection.RemoveByIndex", index},
-      {[&] { return z->Remove(longValue(2)); }, 381, L"Sub Remove", index},
-      {[&] { return z->Remove(textValue(key)); }, 5, L"Sub Remove!Zollection.RemoveByKey", invalid},
-      {[&] { return z->get_Item(longValue(2), item.put()); }, 381, L"Get Item!Zollection.Item (Get)", index},
-      {[&] { return z->ItemByIndex(-1, item.put()); }, 381, L"Function ItemByIndex!Zollection.ItemByIndex", index},
-      {[&] { return z->ItemByKey(key.inout(), item.put()); }, 381, L"Function ItemByKey!Zollection.ItemByIndex", index},
-      {[&] { return z->get_Key(2, Text().inout()); }, 381, L"Get Key!Zollection.Key (Get)", index},
-      {[&] { return z->put_Key(2, nullptr); }, 381, L"Let Key!Zollection.Key (LET)", index},
-  };
-  for (const auto& [call, number, label, description] : cases) {
-    EXPECT_EQ(runtimeError(number), call());
-    const ErrorTexts texts = lastError();
-    EXPECT_EQ(L"System\\ZSupport.Zollection::" + label, texts.source);
-    EXPECT_EQ(description, texts.description);
-    EXPECT_EQ(1, countOf(z.get()));
-  }
-  EXPECT_EQ(runtimeError(5), z->RemoveByKey(key.get()));
-  EXPECT_EQ(L"Zollection.RemoveByKey", lastError().source) << "raised without the frame";
-}
-
 TEST_F(Collection, RefusesNullPointers) {
   added(L"a");
   Text text;

@@ -84,22 +84,6 @@ TEST_F(Lifetime, AFailedInsertionListsARecordTwiceAndPushesTheLastBeyondCount) {
   EXPECT_EQ(1u, duplicate->references);
 }
 
-TEST_F(Lifetime, FailedInsertionsInAnyNumberLoseNothing) {
-  std::vector<ComPtr<TestSource>> items;
-  for (int i = 0; i < 6; ++i) items.push_back(added({}, {.key = std::to_wstring(i)}));
-  const auto extra = TestSource::make();
-  for (LONG round = 0; round < 40; ++round) {
-    const LONG place = round % countOf(z.get()) + 1;
-    EXPECT_EQ(runtimeError(457), add(z.get(), extra.get(), {.key = L"0", .before = longValue(place)}));
-    if (round % 7 == 3) z->RemoveByIndex(place);
-    if (round % 5 == 4) items.push_back(added({}, {.before = longValue(1)}));
-    for (LONG i = 1; i <= countOf(z.get()); ++i) ASSERT_TRUE(itemAt(z.get(), i)) << round;
-  }
-  for (const auto* key : {L"0", L"3", L"5"}) z->RemoveByKey(Text(key).get());
-  clearAll();
-  for (const auto& item : items) EXPECT_EQ(1u, item->references);
-}
-
 TEST_F(Lifetime, AnItemMayFireWhileItIsBeingConnected) {
   TestClient client(z.get());
   Behaviour behaviour;

@@ -58,6 +58,18 @@ z.RemoveByKey "nobody"
 CheckError "remove by key", 5, "Zollection.RemoveByKey", "Invalid procedure call or argument"
 Set item = z.Item("nobody")
 CheckError "item", 381, prefix & "Get Item!Zollection.Item (Get)", index
+z.Remove 99
+CheckError "remove by position", 381, prefix & "Sub Remove", index
+z.RemoveByIndex 0
+CheckError "remove by index", 381, prefix & "Sub RemoveByIndex!Zollection.RemoveByIndex", index
+Set item = z.ItemByIndex(-1)
+CheckError "item by index", 381, prefix & "Function ItemByIndex!Zollection.ItemByIndex", index
+Set item = z.ItemByKey("nobody")
+CheckError "item by key", 381, prefix & "Function ItemByKey!Zollection.ItemByIndex", index
+z.Key(99) = "x"
+CheckError "put key", 381, prefix & "Let Key!Zollection.Key (LET)", index
+z.Key(2) = "12"
+CheckError "put used key", 457, prefix & "Let Key!Zollection.Key (LET)", "This key is already associated with an element of this collection"
 key = z.Key(99)
 CheckError "key", 381, prefix & "Get Key!Zollection.Key (Get)", index
 z.Add
