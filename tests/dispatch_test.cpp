@@ -156,6 +156,26 @@ TEST(LateBoundReferences, ReturnValuesInTheCallersOwnForm) {
   EXPECT_EQ(VT_I4, V_VT(&sectionVariable.get()));
 }
 
+TEST(LateBoundReferences, CarryArraysInsideVariants) {
+  ComPtr<IDispatch> support;
+  ASSERT_EQ(S_OK,
+            CoCreateInstance(__uuidof(GZSupport), nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, support.putVoid()));
+  const Text name(L"no such value"), section(L"Software\\NoSuchCompany");
+  SAFEARRAY* array = SafeArrayCreateVector(VT_I4, 3, 2);
+  VARIANT inside = valueOfType(VT_ARRAY | VT_I4), nested = reference(VT_VARIANT, &inside);
+  V_ARRAY(&inside) = array;
+  for (const VARIANT& form :
+       {inside, reference(VT_ARRAY | VT_I4, &array), reference(VT_VARIANT, &inside), reference(VT_VARIANT, &nested)}) {
+    Call outcome{};
+    call(outcome, support.get(), idOf(support.get(), L"GetRegistryValue"), DISPATCH_METHOD,
+         {textValue(name), form, textValue(section)});
+    ASSERT_EQ(VT_ARRAY | VT_I4, V_VT(&outcome.value.get()));
+    EXPECT_NE(array, V_ARRAY(&outcome.value.get())) << "a copy of its own";
+    EXPECT_EQ(3, V_ARRAY(&outcome.value.get())->rgsabound[0].lLbound);
+  }
+  SafeArrayDestroy(array);
+}
+
 TEST(CollectionFace, ServesClientsOfStandardCollections) {
   const auto z = newCollection();
   const auto face = ComPtr<_Collection>::from(z.get());
