@@ -72,11 +72,4 @@ std::wstring toNumberText(double number) {
   return std::wstring(text.view());
 }
 
-int ansiCode(wchar_t character) {
-  unsigned char bytes[2] = {};
-  const int length = WideCharToMultiByte(CP_ACP, 0, &character, 1, reinterpret_cast<char*>(bytes),
-                                         2, nullptr, nullptr);
-  return length == 2 ? static_cast<SHORT>(bytes[0] << 8 | bytes[1]) : bytes[0];
-}
-
 }  // namespace zsupport

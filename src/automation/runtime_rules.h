@@ -18,8 +18,4 @@ LONG toWholeNumber(const std::wstring& text);
 // A number as text by the user's locale.
 std::wstring toNumberText(double number);
 
-// The code of a character in the system's code page, as the run-time gives it: two bytes make a
-// signed 16-bit number.
-int ansiCode(wchar_t character);
-
 }  // namespace zsupport

@@ -25,6 +25,10 @@ const Member kMembers[] = {
     function<&_GZSupport::VersionString>(4, kVersionStringDefaults),
     function<&_GZSupport::CompareVersionStamps>(5),
     function<&_GZSupport::OSVersion>(6),
+    function<&_GZSupport::MakeLegalPath>(7),
+    function<&_GZSupport::GetLongPathName>(8),
+    function<&_GZSupport::GetUserName>(9),
+    function<&_GZSupport::GetComputerName>(10),
 };
 
 }  // namespace

@@ -29,6 +29,12 @@ class GZSupportObject final : public CoClass<GZSupportObject, GZSupport, _GZSupp
                                                  VersionStampRecord* right, LONG* order) override;
   HRESULT STDMETHODCALLTYPE OSVersion(VersionStampRecord* version) override;
 
+  // Path names and identity (names.cpp)
+  HRESULT STDMETHODCALLTYPE MakeLegalPath(BSTR text, BSTR* path) override;
+  HRESULT STDMETHODCALLTYPE GetLongPathName(BSTR* shortPath, BSTR* path) override;
+  HRESULT STDMETHODCALLTYPE GetUserName(BSTR* name) override;
+  HRESULT STDMETHODCALLTYPE GetComputerName(BSTR* name) override;
+
  private:
   // The section keys last given to each of the two, kept apart on purpose: where one reads says
   // nothing of where one writes.

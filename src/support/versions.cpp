@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "automation/ansi.h"
 #include "automation/boundary.h"
 #include "automation/error.h"
 #include "automation/runtime_rules.h"

@@ -26,6 +26,8 @@ support.WriteRegistryValue "v", True, False, mode, section
 Check "Boolean as number", CLng(-1), support.GetRegistryValue("v", 0, section)
 support.WriteRegistryValue "v", False, False, mode
 
+Check "legal path", "C: a b", support.MakeLegalPath("C:*a:|b?")
+Check "same computer", True, Len(support.GetComputerName()) > 0
 key = "k"
 z.Add item, "", key
 z.Add item, , 12, 1

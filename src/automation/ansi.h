@@ -1,0 +1,17 @@
+// Between the library's text and the system's code page, in which the ANSI functions of the
+// platform are called. The one pair of conversions.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace zsupport {
+
+// What the code page lacks becomes the nearest that it has, or a question mark.
+std::string toAnsi(std::wstring_view text);
+std::wstring fromAnsi(std::string_view text);
+
+// The code of a character, as the run-time gives it: two bytes make a signed 16-bit number.
+int ansiCode(wchar_t character);
+
+}  // namespace zsupport

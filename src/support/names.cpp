@@ -1,0 +1,101 @@
+// GZSupport: path names and identity.
+#include <windows.h>
+#include <shlwapi.h>
+
+#include <string>
+#include <winnetwk.h>
+
+#include "automation/ansi.h"
+#include "automation/boundary.h"
+#include "automation/error.h"
+#include "frame/mdlErrorHandling.h"
+#include "support/gzsupport.h"
+
+namespace zsupport {
+namespace {
+
+constexpr wchar_t kClass[] = L"GZSupport";
+// Also of GetComputerName: deliberate.
+constexpr Procedure kGetUserName = {kClass, L"Function GetUserName"};
+constexpr size_t kDrivePrefix = 2;  // characters in which a colon may stand
+
+bool isAllowed(wchar_t character) {
+  const int code = ansiCode(character);
+  if (code < 0 || code > 0xFF) throw makeError(runtime::kOverflow);
+  const UINT type = PathGetCharTypeA(static_cast<UCHAR>(code));
+  return type & (GCT_LFNCHAR | GCT_SEPARATOR);
+}
+
+// Runs of blanks become one, and none is left at either end.
+std::wstring collapsed(const std::wstring& text) {
+  std::wstring result;
+  for (const wchar_t c : text) {
+    if (c != L' ' || (!result.empty() && result.back() != L' ')) result.push_back(c);
+  }
+  if (result.ends_with(L' ')) result.pop_back();
+  return result;
+}
+
+std::wstring legalPath(std::wstring text) {
+  for (wchar_t& c : text) {
+    if (!isAllowed(c)) c = L' ';
+  }
+  for (size_t i = kDrivePrefix; i < text.size(); ++i) {
+    if (text[i] == L':') text[i] = L' ';
+  }
+  return collapsed(text);
+}
+
+std::wstring longPath(const std::string& shortPath) {
+  const DWORD size = GetLongPathNameA(shortPath.c_str(), nullptr, 0);
+  if (size == 0) throw makeError(runtime::kSubscriptOutOfRange);
+  std::string buffer(size, '\0');
+  GetLongPathNameA(shortPath.c_str(), buffer.data(), size);
+  return fromAnsi(buffer);  // with its terminating zero
+}
+
+std::wstring userName() {
+  char buffer[256] = {};
+  DWORD size = sizeof buffer;
+  if (WNetGetUserA(nullptr, buffer, &size) != NO_ERROR) return {};
+  return fromAnsi(std::string_view(buffer, strnlen(buffer, sizeof buffer)));
+}
+
+std::wstring computerName() {
+  char buffer[32] = {};
+  DWORD size = sizeof buffer;
+  return GetComputerNameA(buffer, &size) ? fromAnsi({buffer, size}) : std::wstring();
+}
+
+// The text that a procedure returns, through the pointer of a COM method.
+template <class Body>
+HRESULT returnText(const Procedure& procedure, BSTR* result, Body&& body) {
+  return atBoundary(__uuidof(_GZSupport), [&] {
+    requirePointer(result);
+    *result = nullptr;
+    *result = framed(procedure, [&] { return Text(body()); }).detach();
+  });
+}
+
+}  // namespace
+
+HRESULT GZSupportObject::MakeLegalPath(BSTR text, BSTR* path) {
+  return returnText({kClass, L"Function MakeLegalPath"}, path,
+                    [&] { return legalPath(std::wstring(viewOf(text))); });
+}
+
+HRESULT GZSupportObject::GetLongPathName(BSTR* shortPath, BSTR* path) {
+  if (!shortPath) return E_POINTER;
+  return returnText({kClass, L"Function GetLongPathName"}, path,
+                    [&] { return longPath(toAnsi(viewOf(*shortPath))); });
+}
+
+HRESULT GZSupportObject::GetUserName(BSTR* name) {
+  return returnText(kGetUserName, name, userName);
+}
+
+HRESULT GZSupportObject::GetComputerName(BSTR* name) {
+  return returnText(kGetUserName, name, computerName);
+}
+
+}  // namespace zsupport
