@@ -37,6 +37,7 @@ TEST_F(Versions, AreReadFromText) {
       {L"1.2.3rc1", 1, 2, 3, 0},    {L"1.2.3bRC2", 1, 2, 3, 18},  {L"1.2.3xyz", 1, 2, 3, 0},
       {L"1.2.", 1, 2, 0, 0},        {L"1.2.-7", 1, 2, -7, 0},     {L"1.2.3RC19", 1, 2, 3, 19},
       {L" 1 .2.5e2", 1, 2, 500, 0}, {L"1.2.x", 1, 2, 0, 0},       {L"1.2.&H10", 1, 2, 16, 0},
+      {L"1.2.&H-5", 1, 2, 0, 0},
   };
   for (const auto& [text, major, minor, revision, type] : cases) {
     VersionStampRecord stamp{7, 7, 7, 7};
@@ -47,7 +48,8 @@ TEST_F(Versions, AreReadFromText) {
   }
   const std::pair<std::wstring, LONG> failures[] = {
       {L"", 9},          {L"7", 9},  {L"1x.2", 13},         {L"1.2.3RC", 13},
-      {L"1.2.3RCx", 13}, {L".", 13}, {L"99999999999.1", 6}, {L"1.2.9e99", 6}};
+      {L"1.2.3RCx", 13}, {L".", 13}, {L"99999999999.1", 6}, {L"1.2.9e99", 6},
+      {L"1.2.3E999", 6}};
   for (const auto& [text, number] : failures) {
     VersionStampRecord stamp{};
     EXPECT_EQ(runtimeError(number), parse(text, stamp)) << text;

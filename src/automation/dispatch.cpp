@@ -113,6 +113,7 @@ HRESULT storeIn(const VARIANT& argument, const VARIANT& value, LCID locale) {
   if (!(typeOf(*variable) & VT_BYREF)) {
     return variable == &argument ? S_OK : VariantCopy(variable, const_cast<VARIANT*>(&value));
   }
+  if (!V_BYREF(variable)) return DISP_E_TYPEMISMATCH;
   Variant converted;
   const auto own = static_cast<VARTYPE>(typeOf(*variable) & ~VT_BYREF);
   const HRESULT result = convertTo(*converted.operator->(), value, own, locale);
@@ -242,7 +243,7 @@ HRESULT MemberTable::invoke(void* self, DISPID id, REFIID reserved, LCID locale,
     Invocation invocation = {self, own, member->defaults, locale, result};
     outcome = member->call(invocation);
     if (SUCCEEDED(outcome)) return S_OK;
-    if (invocation.called) return describeFailure(outcome, exception);
+    if (invocation.failed) return describeFailure(outcome, exception);
     const VARIANTARG* const culprit = own[invocation.badParameter];
     bad = culprit ? static_cast<UINT>(culprit - arguments->rgvarg) : 0;
   }

@@ -29,7 +29,7 @@ struct Invocation {
   LCID locale;
   VARIANT* result;        // may be null
   size_t badParameter{};  // set when an argument cannot be converted
-  bool called{};          // whether the method was reached
+  bool failed{};          // whether the member failed, and has described why
 
   const Default* defaultOf(size_t parameter) const {
     const size_t first = supplied.size() - defaults.size();
@@ -111,6 +111,14 @@ class Thunk {
   static constexpr auto kTypes = types();
 
  private:
+  // All slots are stored by now; the last failure is what the caller hears.
+  template <class... Results>
+  static HRESULT storeAll(Results... results) {
+    HRESULT outcome = S_OK;
+    ((outcome = FAILED(results) ? results : outcome), ...);
+    return outcome;
+  }
+
   template <size_t... i>
   static HRESULT callWith(Invocation& invocation, std::index_sequence<i...>) {
     std::tuple<Slot<ParameterAt<i>>...> slots;
@@ -124,18 +132,16 @@ class Thunk {
     if (!(load(std::get<i>(slots), i) && ...)) return outcome;
 
     auto* const self = static_cast<typename Sig::Self*>(invocation.self);
-    invocation.called = true;
     if constexpr (hasResult) {
       ResultSlot<ParameterAt<kParameters>> result;
       outcome = (self->*callee)(std::get<i>(slots).pass()..., result.pass());
+      invocation.failed = FAILED(outcome);
+      if (SUCCEEDED(outcome)) outcome = storeAll(std::get<i>(slots).store(invocation.locale)...);
       if (SUCCEEDED(outcome)) outcome = result.handOver(invocation.result);
     } else {
       outcome = (self->*callee)(std::get<i>(slots).pass()...);
-    }
-    if (SUCCEEDED(outcome)) {
-      // All are stored; the last failure is what the caller hears.
-      const HRESULT stored[] = {S_OK, std::get<i>(slots).store(invocation.locale)...};
-      for (const HRESULT each : stored) outcome = FAILED(each) ? each : outcome;
+      invocation.failed = FAILED(outcome);
+      if (SUCCEEDED(outcome)) outcome = storeAll(std::get<i>(slots).store(invocation.locale)...);
     }
     return outcome;
   }

@@ -6,6 +6,8 @@
 // variable. So a method gets the caller's own place only where its type cannot change: typed
 // by-reference arguments, and by-value arguments. Everything else is copied in, and copied back in
 // the form that the caller's variable has: numbers always, texts and objects when they changed.
+// Two exceptions: VARIANT variables are handed out as they are, and so are records inside them; a
+// member copies what it needs of these before it calls out.
 #pragma once
 
 #include <windows.h>
@@ -278,7 +280,9 @@ class ResultSlot {
       return reinterpret_cast<Pointer>(&V_I4(value_.operator->()));
     } else {
       V_VT(value_.operator->()) = dispatch_detail::Automation<T>::kType;
-      return &dispatch_detail::Automation<T>::in(*value_.operator->());
+      T& place = dispatch_detail::Automation<T>::in(*value_.operator->());
+      place = T{};  // a member that fails early leaves it as it is
+      return &place;
     }
   }
   // Callers may not want the result.

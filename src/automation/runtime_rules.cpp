@@ -2,6 +2,7 @@
 
 #include <oleauto.h>
 
+#include <cmath>
 #include <cwchar>
 #include <cwctype>
 
@@ -22,13 +23,14 @@ std::wstring withoutBlanks(std::wstring_view text) {
 }
 
 // &HFF and &O17: 16-bit numbers up to four hexadecimal digits, as the run-time reads them.
-double radixNumber(const std::wstring& text) {
+double radixNumber(std::wstring_view text) {
   const bool isHexadecimal = std::towupper(text[1]) == L'H';
-  wchar_t* end = nullptr;
-  const auto number =
-      static_cast<LONG>(std::wcstoul(text.c_str() + 2, &end, isHexadecimal ? 16 : 8));
-  return number > 0x7FFF && number <= 0xFFFF ? static_cast<double>(static_cast<SHORT>(number))
-                                             : static_cast<double>(number);
+  const std::wstring_view digits = isHexadecimal ? L"0123456789ABCDEFabcdef" : L"01234567";
+  text.remove_prefix(2);
+  const std::wstring number(text.substr(0, text.find_first_not_of(digits)));
+  const auto value = std::wcstoul(number.c_str(), nullptr, isHexadecimal ? 16 : 8);
+  return value > 0x7FFF && value <= 0xFFFF ? static_cast<double>(static_cast<SHORT>(value))
+                                           : static_cast<double>(static_cast<LONG>(value));
 }
 
 }  // namespace
@@ -48,7 +50,8 @@ double numericPrefix(std::wstring_view text) {
   end = skipDigits(end);
   if (end < blankless.size() && blankless[end] == L'.') end = skipDigits(end + 1);
   std::wstring number = blankless.substr(0, end);
-  if (end < blankless.size() && std::wcschr(L"EeDd", blankless[end])) {
+  if (end < blankless.size() &&
+      std::wstring_view(L"EeDd").find(blankless[end]) != std::wstring_view::npos) {
     size_t exponent = end + 1;
     if (exponent < blankless.size() &&
         (blankless[exponent] == L'-' || blankless[exponent] == L'+')) {
@@ -57,7 +60,9 @@ double numericPrefix(std::wstring_view text) {
     const size_t exponentEnd = skipDigits(exponent);
     if (exponentEnd > exponent) number += L'E' + blankless.substr(end + 1, exponentEnd - end - 1);
   }
-  return std::wcstod(number.c_str(), nullptr);
+  const double value = std::wcstod(number.c_str(), nullptr);
+  if (!std::isfinite(value)) throw makeError(runtime::kOverflow);
+  return value;
 }
 
 LONG toWholeNumber(const std::wstring& text) {

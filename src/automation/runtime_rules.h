@@ -9,7 +9,8 @@
 namespace zsupport {
 
 // The number that a text begins with, blanks skipped: sign, digits, fraction, exponent (E or D), or
-// a hexadecimal or octal number behind &H or &O. 0 when it begins with none.
+// a hexadecimal or octal number behind &H or &O. 0 when it begins with none;
+// error 6 when it is too large.
 double numericPrefix(std::wstring_view text);
 
 // A whole number from text by the user's locale: error 13 when it is none, 6 when it is too large.

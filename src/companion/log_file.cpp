@@ -120,7 +120,7 @@ bool appendToLog(const std::wstring& path, const std::wstring& record) noexcept 
     const WriterLock lock(file);
     if (file.empty()) return false;
     createFolderOf(file);
-    // Without the lock nothing is renamed; a line is appended whole all the same.
+    // Without the lock nothing is renamed; Windows appends a line whole all the same.
     if (lock && isFull(file, line.size())) {
       MoveFileExW(file.c_str(), (file + L".old").c_str(), MOVEFILE_REPLACE_EXISTING);
     }

@@ -138,7 +138,8 @@ std::vector<Row> rows(RegistrationScope scope) {
   std::vector<Row> all;
   for (const RegisteredClass& each : kRegisteredClasses) addClass(all, each);
   for (const RegisteredInterface& each : kRegisteredInterfaces) addInterface(all, each);
-  if (isSharedInterfaceFree(hiveOf(scope))) {
+  // A user's description would hide the machine's.
+  if (isSharedInterfaceFree(hiveOf(scope)) && isSharedInterfaceFree(HKEY_LOCAL_MACHINE)) {
     addInterface(all, {__uuidof(_Collection), L"_Collection", kDualMarshaller});
   }
   addLibrary(all);
