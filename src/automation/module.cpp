@@ -46,7 +46,7 @@ LiveObject::~LiveObject() { --liveObjectCount; }
 
 std::wstring versionText(const wchar_t* name) {
   auto resource = versionResource();
-  // The one language of version.rc: US English, Unicode.
+  // The one language of resources.rc: US English, Unicode.
   const std::wstring path = std::wstring(L"\\StringFileInfo\\040904B0\\") + name;
   void* text = nullptr;
   UINT length = 0;
