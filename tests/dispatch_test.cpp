@@ -118,9 +118,7 @@ TEST_F(LateBound, DescribesFailuresOfMembers) {
 
 // bNoPolicySet comes back as True into whatever the caller has.
 TEST(LateBoundReferences, ReturnValuesInTheCallersOwnForm) {
-  ComPtr<IDispatch> support;
-  ASSERT_EQ(S_OK,
-            CoCreateInstance(__uuidof(GZSupport), nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, support.putVoid()));
+  const auto support = newSupport();
   const DISPID get = idOf(support.get(), L"GetRegistryValue");
   const Text name(L"no such value"), section(L"Software\\NoSuchCompany");
   VARIANT_BOOL boolean = VARIANT_FALSE;
@@ -157,9 +155,7 @@ TEST(LateBoundReferences, ReturnValuesInTheCallersOwnForm) {
 }
 
 TEST(LateBoundReferences, CarryArraysInsideVariants) {
-  ComPtr<IDispatch> support;
-  ASSERT_EQ(S_OK,
-            CoCreateInstance(__uuidof(GZSupport), nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, support.putVoid()));
+  const auto support = newSupport();
   const Text name(L"no such value"), section(L"Software\\NoSuchCompany");
   SAFEARRAY* array = SafeArrayCreateVector(VT_I4, 3, 2);
   VARIANT inside = valueOfType(VT_ARRAY | VT_I4), nested = reference(VT_VARIANT, &inside);

@@ -6,11 +6,9 @@ namespace {
 class Names : public testing::Test {
  protected:
   Names() {
-    EXPECT_EQ(S_OK, CoCreateInstance(__uuidof(GZSupport), nullptr, CLSCTX_INPROC_SERVER, __uuidof(_GZSupport),
-                                     support.putVoid()));
     EXPECT_EQ(runtimeError(381), newCollection()->RemoveByIndex(7));  // errors are raised from here on
   }
-  ComPtr<_GZSupport> support;
+  const ComPtr<_GZSupport> support = newSupport();
 };
 
 TEST_F(Names, OfPathsLoseWhatAPathCannotHold) {

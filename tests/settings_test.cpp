@@ -69,13 +69,6 @@ class Settings : public testing::Test {
     Text name(L"v"), key{std::wstring_view(kSection)}, prompt(L"the colour");
     return support->WriteRegistryValue(name.inout(), &value, &preset, &mode, key.inout(), prompt.inout());
   }
-  static ComPtr<_GZSupport> newSupport() {
-    ComPtr<_GZSupport> created;
-    EXPECT_EQ(S_OK, CoCreateInstance(__uuidof(GZSupport), nullptr, CLSCTX_INPROC_SERVER, __uuidof(_GZSupport),
-                                     created.putVoid()));
-    return created;
-  }
-
   ComPtr<_GZSupport> support = newSupport();
   VARIANT_BOOL noPolicySet = 0x55;
 };

@@ -28,7 +28,6 @@ struct Default {
 };
 inline constexpr Default kMissing = {VT_ERROR, DISP_E_PARAMNOTFOUND};
 inline constexpr Default defaultText(const wchar_t* text) { return {VT_BSTR, 0, text}; }
-inline constexpr Default defaultLong(LONG number) { return {VT_I4, number}; }
 inline constexpr Default defaultBoolean(bool value) {
   return {VT_BOOL, value ? VARIANT_TRUE : VARIANT_FALSE};
 }

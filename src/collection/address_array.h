@@ -39,8 +39,6 @@ class AddressArray {
   // The storage itself, zero-based and unchecked.
   T** slots() const { return static_cast<T**>(descriptor_.pvData); }
 
-  const SAFEARRAY& descriptor() const { return descriptor_; }
-
  private:
   SAFEARRAY descriptor_;
 };

@@ -39,40 +39,29 @@ static_assert(sizeof(EnumVariant) == 24);
 static_assert(offsetof(EnumVariant, records) == 12);
 static_assert(offsetof(EnumVariant, position) == 20);
 
-// As in the event sink: what a frame lets through stops at the entry point.
-template <class Result, class Body>
-Result entryPoint(const wchar_t* procName, Result onFailure, Body&& body) noexcept {
-  Result result = onFailure;
-  try {
-    framed({kModule, procName}, [&] { result = body(); });
-  } catch (...) {
-    // Reported by the frame.
-  }
-  return result;
-}
-
 HRESULT STDMETHODCALLTYPE IEnumVariant_QueryInterface(EnumVariant* self, REFIID riid, void** ppv) {
-  return entryPoint(L"Function IEnumVariant_QueryInterface", E_UNEXPECTED, [&]() -> HRESULT {
-    if (!ppv) return E_POINTER;
-    *ppv = nullptr;
-    if (!IsEqualGUID(riid, IID_IUnknown) && !IsEqualGUID(riid, IID_IEnumVARIANT)) {
-      return E_NOINTERFACE;
-    }
-    self->references = addChecked(self->references, 1);
-    *ppv = self;
-    return S_OK;
-  });
+  return atEntryPoint(
+      {kModule, L"Function IEnumVariant_QueryInterface"}, E_UNEXPECTED, [&]() -> HRESULT {
+        if (!ppv) return E_POINTER;
+        *ppv = nullptr;
+        if (!IsEqualGUID(riid, IID_IUnknown) && !IsEqualGUID(riid, IID_IEnumVARIANT)) {
+          return E_NOINTERFACE;
+        }
+        self->references = addChecked(self->references, 1);
+        *ppv = self;
+        return S_OK;
+      });
 }
 
 ULONG STDMETHODCALLTYPE IEnumVariant_AddRef(EnumVariant* self) {
-  return entryPoint(L"Function IEnumVariant_AddRef", ULONG{0}, [&] {
+  return atEntryPoint({kModule, L"Function IEnumVariant_AddRef"}, ULONG{0}, [&] {
     self->references = addChecked(self->references, 1);
     return static_cast<ULONG>(self->references);
   });
 }
 
 ULONG STDMETHODCALLTYPE IEnumVariant_Release(EnumVariant* self) {
-  return entryPoint(L"Function IEnumVariant_Release", ULONG{0}, [&] {
+  return atEntryPoint({kModule, L"Function IEnumVariant_Release"}, ULONG{0}, [&] {
     const LONG left = self->references = subtractChecked(self->references, 1);
     if (left == 0) {
       const auto heap = ComPtr<PrivateHeap>::attach(self->heap);
@@ -89,7 +78,7 @@ HRESULT STDMETHODCALLTYPE IEnumVariant_Next(EnumVariant* self, ULONG, VARIANT* r
                                             ULONG* pceltFetched) {
   if (pceltFetched) *pceltFetched = 0;
   if (!rgVar) return E_POINTER;
-  return entryPoint(L"Function IEnumVariant_Next", S_FALSE, [&]() -> HRESULT {
+  return atEntryPoint({kModule, L"Function IEnumVariant_Next"}, S_FALSE, [&]() -> HRESULT {
     if (self->position > self->count || !self->records) return S_FALSE;
     const ItemRecord* const record = (*self->records)[self->position];
     V_VT(rgVar) = VT_DISPATCH;
@@ -102,11 +91,12 @@ HRESULT STDMETHODCALLTYPE IEnumVariant_Next(EnumVariant* self, ULONG, VARIANT* r
 
 // Past the end is allowed: the next Next says so.
 HRESULT STDMETHODCALLTYPE IEnumVariant_Skip(EnumVariant* self, ULONG celt) {
-  return entryPoint(L"Function IEnumVariant_Skip", toHresult(runtime::kOverflow), [&]() -> HRESULT {
-    if (celt > LONG_MAX) throw makeError(runtime::kOverflow);
-    self->position = addChecked(self->position, static_cast<LONG>(celt));
-    return S_OK;
-  });
+  return atEntryPoint({kModule, L"Function IEnumVariant_Skip"}, toHresult(runtime::kOverflow),
+                      [&]() -> HRESULT {
+                        if (celt > LONG_MAX) throw makeError(runtime::kOverflow);
+                        self->position = addChecked(self->position, static_cast<LONG>(celt));
+                        return S_OK;
+                      });
 }
 
 HRESULT STDMETHODCALLTYPE IEnumVariant_Reset(EnumVariant* self) {

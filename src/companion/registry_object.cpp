@@ -39,44 +39,34 @@ void bytesTo(VARIANT* value, const std::vector<BYTE>& data) {
 
 }  // namespace
 
-// An open key, or none when it is absent.
-class RegistryObject::Key {
- public:
-  Key(const RegistryObject& where, REGSAM access) {
-    const LSTATUS status = RegOpenKeyExW(where.hive_, where.sectionKey_.c_str(), 0, access, &key_);
-    if (isAbsent(status)) return;
-    checkWin32(status);
-  }
-  Key(const Key&) = delete;
-  Key& operator=(const Key&) = delete;
-  ~Key() {
-    if (key_) RegCloseKey(key_);
-  }
-  explicit operator bool() const { return key_ != nullptr; }
-  HKEY get() const { return key_; }
+void RegistryObject::open(RegistryKey& key, REGSAM access) const {
+  const LSTATUS status = RegOpenKeyExW(hive_, sectionKey_.c_str(), 0, access, key.put());
+  if (!isAbsent(status)) checkWin32(status);
+}
 
- private:
-  HKEY key_ = nullptr;
-};
-
-bool RegistryObject::SectionExists() const { return static_cast<bool>(Key(*this, KEY_READ)); }
+bool RegistryObject::SectionExists() const {
+  RegistryKey key;
+  open(key, KEY_READ);
+  return static_cast<bool>(key);
+}
 
 void RegistryObject::CreateKey() const {
-  HKEY key = nullptr;
+  RegistryKey key;
   checkWin32(RegCreateKeyExW(hive_, sectionKey_.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE,
-                             nullptr, &key, nullptr));
-  RegCloseKey(key);
+                             nullptr, key.put(), nullptr));
 }
 
 void RegistryObject::DeleteValue() const {
-  const Key key(*this, KEY_SET_VALUE);
+  RegistryKey key;
+  open(key, KEY_SET_VALUE);
   if (!key) return;
   const LSTATUS status = RegDeleteValueW(key.get(), valueKey_.c_str());
   if (!isAbsent(status)) checkWin32(status);
 }
 
 void RegistryObject::Value(Variant& value) const {
-  const Key key(*this, KEY_READ);
+  RegistryKey key;
+  open(key, KEY_READ);
   DWORD type = 0;
   std::vector<BYTE> data(256);
   LSTATUS status = ERROR_FILE_NOT_FOUND;
@@ -109,7 +99,8 @@ void RegistryObject::Value(Variant& value) const {
 }
 
 void RegistryObject::PutValue(const VARIANT& value) const {
-  const Key key(*this, KEY_SET_VALUE);
+  RegistryKey key;
+  open(key, KEY_SET_VALUE);
   if (!key) checkWin32(ERROR_FILE_NOT_FOUND);
   if (valueType_ == kNumber) {
     const LONG number = toLong(value);

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "automation/registry_key.h"
 #include "automation/variant.h"
 
 namespace zsupport {
@@ -38,7 +39,8 @@ class RegistryObject {
   void Default(const VARIANT& value) { copyDereferenced(default_, value); }
 
  private:
-  class Key;
+  // Leaves the key closed when it is absent.
+  void open(RegistryKey& key, REGSAM access) const;
 
   HKEY hive_ = HKEY_CURRENT_USER;
   std::wstring sectionKey_;

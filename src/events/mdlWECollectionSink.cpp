@@ -35,40 +35,30 @@ static_assert(offsetof(EventSink, sourceIID) == 8);
 static_assert(offsetof(EventSink, collection) == 24);
 static_assert(offsetof(EventSink, record) == 28);
 
-// An entry point's frame. Sources know nothing of run-time errors, so what the frame lets through
-// stops here and the entry point answers with the given result.
-template <class Result, class Body>
-Result entryPoint(const wchar_t* procName, Result onFailure, Body&& body) noexcept {
-  try {
-    return framed({kModule, procName}, body);
-  } catch (...) {
-    return onFailure;
-  }
-}
-
 HRESULT STDMETHODCALLTYPE EventSink_QueryInterface(EventSink* self, REFIID riid, void** ppv) {
-  return entryPoint(L"Function EventSink_QueryInterface", E_UNEXPECTED, [&]() -> HRESULT {
-    if (!ppv) return E_POINTER;
-    *ppv = nullptr;
-    if (!IsEqualGUID(riid, IID_IUnknown) && !IsEqualGUID(riid, IID_IDispatch) &&
-        !IsEqualGUID(riid, self->sourceIID)) {
-      return E_NOINTERFACE;
-    }
-    self->references = addChecked(self->references, 1);
-    *ppv = self;
-    return S_OK;
-  });
+  return atEntryPoint({kModule, L"Function EventSink_QueryInterface"}, E_UNEXPECTED,
+                      [&]() -> HRESULT {
+                        if (!ppv) return E_POINTER;
+                        *ppv = nullptr;
+                        if (!IsEqualGUID(riid, IID_IUnknown) && !IsEqualGUID(riid, IID_IDispatch) &&
+                            !IsEqualGUID(riid, self->sourceIID)) {
+                          return E_NOINTERFACE;
+                        }
+                        self->references = addChecked(self->references, 1);
+                        *ppv = self;
+                        return S_OK;
+                      });
 }
 
 ULONG STDMETHODCALLTYPE EventSink_AddRef(EventSink* self) {
-  return entryPoint(L"Function EventSink_AddRef", ULONG{0}, [&] {
+  return atEntryPoint({kModule, L"Function EventSink_AddRef"}, ULONG{0}, [&] {
     self->references = addChecked(self->references, 1);
     return static_cast<ULONG>(self->references);
   });
 }
 
 ULONG STDMETHODCALLTYPE EventSink_Release(EventSink* self) {
-  return entryPoint(L"Function EventSink_Release", ULONG{0}, [&] {
+  return atEntryPoint({kModule, L"Function EventSink_Release"}, ULONG{0}, [&] {
     const LONG left = self->references = subtractChecked(self->references, 1);
     if (left == 0) {
       GlobalFree(self->table);
@@ -98,7 +88,7 @@ HRESULT STDMETHODCALLTYPE EventSink_GetIDsOfNames(EventSink*, REFIID, LPOLESTR*,
 // Answers 0 whatever the collection did: the source has no part in its errors.
 HRESULT STDMETHODCALLTYPE EventSink_Invoke(EventSink* self, DISPID dispIdMember, REFIID, LCID, WORD,
                                            DISPPARAMS* pDispParams, VARIANT*, EXCEPINFO*, UINT*) {
-  return entryPoint(L"Function EventSink_Invoke", S_OK, [&]() -> HRESULT {
+  return atEntryPoint({kModule, L"Function EventSink_Invoke"}, S_OK, [&]() -> HRESULT {
     if (self->collection && self->record) {
       self->collection->RaiseTheEvent(toPtrItem(self->record), dispIdMember,
                                       reinterpret_cast<LONG>(pDispParams));

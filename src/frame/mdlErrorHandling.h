@@ -42,4 +42,18 @@ auto framed(const Procedure& procedure, Body&& body) -> decltype(body()) {
   return decltype(body())();
 }
 
+// The frame of an entry point of a hand-built object. Those who call it know nothing of run-time
+// errors: whether a failure is raised or only recorded, it stops here, and they get the given
+// result.
+template <class Result, class Body>
+Result atEntryPoint(const Procedure& procedure, Result onFailure, Body&& body) noexcept {
+  Result result = onFailure;
+  try {
+    framed(procedure, [&] { result = body(); });
+  } catch (...) {
+    // Recorded by the frame.
+  }
+  return result;
+}
+
 }  // namespace zsupport

@@ -10,6 +10,9 @@
 namespace zsupport {
 namespace {
 
+// A new object of a class, with the reference of the caller; throws.
+using CreateFunction = IUnknown* (*)();
+
 IUnknown* createZollection() {
   auto object = ComPtr<ZollectionObject>::attach(new ZollectionObject());
   object->Class_Initialize();

@@ -5,9 +5,6 @@
 
 namespace zsupport {
 
-// A new object of a class, with the reference of the caller; throws.
-using CreateFunction = IUnknown* (*)();
-
 // A factory for the class, asked for the given interface.
 HRESULT getClassFactory(REFCLSID classId, REFIID interfaceId, void** factory) noexcept;
 

@@ -11,6 +11,7 @@
 #include "automation/boundary.h"
 #include "automation/error.h"
 #include "automation/module.h"
+#include "automation/registry_key.h"
 #include "automation/type_library.h"
 
 namespace zsupport {
@@ -102,21 +103,6 @@ void addLibrary(std::vector<Row>& rows) {
   rows.push_back({key + L"\\HELPDIR", L"", module.substr(0, module.find_last_of(L'\\'))});
 }
 
-class Key {
- public:
-  Key() = default;
-  Key(const Key&) = delete;
-  Key& operator=(const Key&) = delete;
-  ~Key() {
-    if (key_) RegCloseKey(key_);
-  }
-  HKEY get() const { return key_; }
-  HKEY* put() { return &key_; }
-
- private:
-  HKEY key_ = nullptr;
-};
-
 HKEY hiveOf(RegistrationScope scope) {
   return scope == RegistrationScope::kMachine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
 }
@@ -124,7 +110,7 @@ HKEY hiveOf(RegistrationScope scope) {
 // The interface of standard collections belongs to everybody: where another library has described
 // it already, that stays.
 bool isSharedInterfaceFree(HKEY hive) {
-  Key key;
+  RegistryKey key;
   if (RegOpenKeyExW(hive, interfaceKey(__uuidof(_Collection)).c_str(), 0, KEY_READ, key.put())) {
     return true;
   }
@@ -166,7 +152,7 @@ std::vector<std::wstring> ownKeys(RegistrationScope scope) {
 
 // A user's hive may have had none of the common keys before.
 void deleteIfEmpty(HKEY hive, const std::wstring& path) {
-  Key key;
+  RegistryKey key;
   DWORD subkeys = 1, values = 1;
   if (RegOpenKeyExW(hive, path.c_str(), 0, KEY_READ, key.put()) == ERROR_SUCCESS &&
       RegQueryInfoKeyW(key.get(), nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values,
@@ -188,7 +174,7 @@ class Undo {
 
   void write(const Row& row) {
     createPath(row.key);
-    Key key;
+    RegistryKey key;
     checkWin32(RegOpenKeyExW(hive_, row.key.c_str(), 0, KEY_READ | KEY_WRITE, key.put()));
     steps_.push_back({row.key, row.name, oldValue(key.get(), row.name), false});
     checkWin32(RegSetValueExW(key.get(), row.name.c_str(), 0, REG_SZ,
@@ -215,7 +201,7 @@ class Undo {
     for (size_t end = 0; end != std::wstring::npos;) {
       end = path.find(L'\\', end + 1);
       const std::wstring part = path.substr(0, end);
-      Key key;
+      RegistryKey key;
       DWORD disposition = 0;
       steps_.reserve(steps_.size() + 1);
       checkWin32(RegCreateKeyExW(hive_, part.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE, nullptr,
@@ -238,7 +224,7 @@ class Undo {
       RegDeleteKeyW(hive_, step.key.c_str());
       return;
     }
-    Key key;
+    RegistryKey key;
     if (RegOpenKeyExW(hive_, step.key.c_str(), 0, KEY_WRITE, key.put())) return;
     if (step.old) {
       RegSetValueExW(key.get(), step.name.c_str(), 0, step.old->type, step.old->data.data(),

@@ -65,6 +65,13 @@ inline ComPtr<_Zollection> newCollection() {
   return z;
 }
 
+inline ComPtr<_GZSupport> newSupport() {
+  ComPtr<_GZSupport> support;
+  EXPECT_EQ(S_OK, CoCreateInstance(__uuidof(GZSupport), nullptr, CLSCTX_INPROC_SERVER, __uuidof(_GZSupport),
+                                   support.putVoid()));
+  return support;
+}
+
 struct Placement {
   std::wstring key = {};
   VARIANT before = missing();
