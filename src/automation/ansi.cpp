@@ -4,12 +4,21 @@
 
 namespace zsupport {
 
+namespace {
+
+// No nearest characters: a letter that becomes a separator or another name's letter would name
+// another file. (UTF-8 as the code page lacks nothing, and takes no flags.)
+DWORD conversionFlags() { return GetACP() == CP_UTF8 ? 0 : WC_NO_BEST_FIT_CHARS; }
+
+}  // namespace
+
 std::string toAnsi(std::wstring_view text) {
   const int length = static_cast<int>(text.size());
+  const DWORD flags = conversionFlags();
   const int bytes =
-      WideCharToMultiByte(CP_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+      WideCharToMultiByte(CP_ACP, flags, text.data(), length, nullptr, 0, nullptr, nullptr);
   std::string ansi(static_cast<size_t>(bytes), '\0');
-  WideCharToMultiByte(CP_ACP, 0, text.data(), length, ansi.data(), bytes, nullptr, nullptr);
+  WideCharToMultiByte(CP_ACP, flags, text.data(), length, ansi.data(), bytes, nullptr, nullptr);
   return ansi;
 }
 
@@ -22,10 +31,11 @@ std::wstring fromAnsi(std::string_view text) {
 }
 
 int ansiCode(wchar_t character) {
-  const std::string bytes = toAnsi({&character, 1});
-  const auto byte = [&](size_t i) { return static_cast<unsigned char>(bytes[i]); };
-  if (bytes.size() == 2) return static_cast<SHORT>(byte(0) << 8 | byte(1));
-  return bytes.empty() ? 0 : byte(0);
+  unsigned char bytes[4] = {};
+  const int count =
+      WideCharToMultiByte(CP_ACP, conversionFlags(), &character, 1, reinterpret_cast<char*>(bytes),
+                          sizeof bytes, nullptr, nullptr);
+  return count == 2 ? static_cast<SHORT>(bytes[0] << 8 | bytes[1]) : bytes[0];
 }
 
 }  // namespace zsupport

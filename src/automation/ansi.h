@@ -7,7 +7,7 @@
 
 namespace zsupport {
 
-// What the code page lacks becomes the nearest that it has, or a question mark.
+// What the code page lacks becomes a question mark.
 std::string toAnsi(std::wstring_view text);
 std::wstring fromAnsi(std::string_view text);
 

@@ -5,6 +5,7 @@
 
 #include "automation/com_ptr.h"
 #include "automation/error.h"
+#include "automation/text.h"
 
 namespace zsupport {
 namespace {
@@ -36,6 +37,24 @@ HRESULT reportToCaller(REFIID interfaceId) noexcept {
     SetErrorInfo(0, nullptr);
     return toHresult(runtime::kOutOfMemory);
   }
+}
+
+void checkCall(HRESULT result) {
+  if (SUCCEEDED(result)) return;
+  const bool isRuntime = HRESULT_FACILITY(result) == FACILITY_CONTROL;
+  Error error = makeError(isRuntime ? HRESULT_CODE(result) : result);
+  const auto info = obtain<IErrorInfo>([](IErrorInfo** out) { return GetErrorInfo(0, out); });
+  if (info) {
+    Text source, description, helpFile;
+    info->GetSource(source.inout());
+    info->GetDescription(description.inout());
+    info->GetHelpFile(helpFile.inout());
+    info->GetHelpContext(&error.helpContext);
+    error.source = source.view();
+    error.description = description.view();
+    error.helpFile = helpFile.view();
+  }
+  throw error;
 }
 
 void requirePointer(const void* pointer) {

@@ -8,6 +8,10 @@ namespace zsupport {
 // The exception in flight as HRESULT and error object of the interface. Inside a handler only.
 HRESULT reportToCaller(REFIID interfaceId) noexcept;
 
+// The failure of a COM member that this library calls, back as the exception it was: with the
+// number, source and description that the member left for its caller.
+void checkCall(HRESULT result);
+
 // Null pointers that a caller passes are refused before anything else happens.
 void requirePointer(const void* pointer);
 template <class... Pointers>

@@ -19,7 +19,14 @@ constexpr StandardText kStandardTexts[] = {
     {runtime::kOverflow, L"Overflow"},
     {runtime::kOutOfMemory, L"Out of memory"},
     {runtime::kSubscriptOutOfRange, L"Subscript out of range"},
+    {runtime::kArrayLocked, L"This array is fixed or temporarily locked"},
     {runtime::kTypeMismatch, L"Type mismatch"},
+    {runtime::kBadFileName, L"Bad file name or number"},
+    {runtime::kDiskFull, L"Disk full"},
+    {runtime::kDeviceUnavailable, L"Device unavailable"},
+    {runtime::kPathFileAccess, L"Path/File access error"},
+    {runtime::kPathNotFound, L"Path not found"},
+    {runtime::kInvalidNull, L"Invalid use of Null"},
     {runtime::kInvalidArrayIndex, L"Invalid property array index"},
     {runtime::kSetNotPermitted, L"Set not permitted"},
     {runtime::kDuplicateKey, L"This key is already associated with an element of this collection"},
@@ -43,6 +50,8 @@ LONG runtimeNumber(HRESULT result) {
       return runtime::kTypeMismatch;
     case DISP_E_BADINDEX:
       return runtime::kSubscriptOutOfRange;
+    case DISP_E_ARRAYISLOCKED:
+      return runtime::kArrayLocked;
     case E_OUTOFMEMORY:
       return runtime::kOutOfMemory;
     case E_INVALIDARG:
@@ -68,6 +77,28 @@ Error makeError(LONG number, std::wstring source) {
 
 void checkPlatform(HRESULT result) {
   if (FAILED(result)) throw makeError(runtimeNumber(result));
+}
+
+Error fileError() {
+  switch (GetLastError()) {
+    case ERROR_FILE_NOT_FOUND:  // the drive of a path, to some versions of the platform
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_BAD_NETPATH:
+    case ERROR_BAD_NET_NAME:
+    case ERROR_BAD_PATHNAME:
+      return makeError(runtime::kPathNotFound);
+    case ERROR_INVALID_NAME:
+    case ERROR_FILENAME_EXCED_RANGE:
+      return makeError(runtime::kBadFileName);
+    case ERROR_DISK_FULL:
+    case ERROR_HANDLE_DISK_FULL:
+      return makeError(runtime::kDiskFull);
+    case ERROR_INVALID_DRIVE:
+    case ERROR_NOT_READY:
+      return makeError(runtime::kDeviceUnavailable);
+    default:
+      return makeError(runtime::kPathFileAccess);
+  }
 }
 
 Error currentError() {

@@ -14,7 +14,14 @@ inline constexpr LONG kInvalidCall = 5;
 inline constexpr LONG kOverflow = 6;
 inline constexpr LONG kOutOfMemory = 7;
 inline constexpr LONG kSubscriptOutOfRange = 9;
+inline constexpr LONG kArrayLocked = 10;
 inline constexpr LONG kTypeMismatch = 13;
+inline constexpr LONG kBadFileName = 52;
+inline constexpr LONG kDiskFull = 61;
+inline constexpr LONG kDeviceUnavailable = 68;
+inline constexpr LONG kPathFileAccess = 75;
+inline constexpr LONG kPathNotFound = 76;
+inline constexpr LONG kInvalidNull = 94;
 inline constexpr LONG kInvalidArrayIndex = 381;
 inline constexpr LONG kSetNotPermitted = 387;
 inline constexpr LONG kDuplicateKey = 457;
@@ -43,6 +50,9 @@ void checkPlatform(HRESULT result);
 
 // Throws when a call of the registry or another status-returning function failed.
 void checkWin32(LSTATUS status);
+
+// The failure of a file operation, as the run-time names it, from the thread's last error.
+Error fileError();
 
 // The exception in flight as an Error, whatever it is. Call inside a handler only.
 Error currentError();

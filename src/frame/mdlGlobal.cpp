@@ -1,5 +1,6 @@
 #include "frame/mdlGlobal.h"
 
+#include "automation/boundary.h"
 #include "automation/error.h"
 #include "automation/module.h"
 #include "automation/text.h"
@@ -18,8 +19,8 @@ void readDebugValue(const wchar_t* name, const VARIANT& preset, Variant& value) 
   Variant presetCopy;
   copyDereferenced(presetCopy, preset);
   VARIANT_BOOL noPolicySet = VARIANT_FALSE;
-  checkPlatform(SharedSupport().GetRegistryValue(valueKey.inout(), presetCopy.operator->(),
-                                                 sectionKey.inout(), &noPolicySet, value.put()));
+  checkCall(SharedSupport().GetRegistryValue(valueKey.inout(), presetCopy.operator->(),
+                                             sectionKey.inout(), &noPolicySet, value.put()));
 }
 
 }  // namespace

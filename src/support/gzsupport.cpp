@@ -15,6 +15,8 @@ namespace {
 constexpr Default kGetRegistryValueDefaults[] = {defaultText(L""), defaultBoolean(false)};
 constexpr Default kWriteRegistryValueDefaults[] = {defaultText(L""), defaultText(L"this")};
 
+constexpr Default kEmptyText[] = {defaultText(L"")};
+constexpr Default kGetTempFileName2Defaults[] = {defaultText(L""), defaultText(L"")};
 constexpr Default kVersionStringDefaults[] = {defaultBoolean(true), defaultBoolean(true),
                                               defaultBoolean(false)};
 
@@ -29,6 +31,13 @@ const Member kMembers[] = {
     function<&_GZSupport::GetLongPathName>(8),
     function<&_GZSupport::GetUserName>(9),
     function<&_GZSupport::GetComputerName>(10),
+    function<&_GZSupport::GetFolderPath>(11, kEmptyText),
+    function<&_GZSupport::GetMyDocumentsPath>(12),
+    function<&_GZSupport::GetAppDataPath>(13),
+    function<&_GZSupport::GetCommonAppDataPath>(14),
+    function<&_GZSupport::GetTempPath>(15),
+    function<&_GZSupport::GetTempFileName2>(16, kGetTempFileName2Defaults),
+    function<&_GZSupport::EnsureDirExists>(17),
 };
 
 }  // namespace

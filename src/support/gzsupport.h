@@ -35,6 +35,15 @@ class GZSupportObject final : public CoClass<GZSupportObject, GZSupport, _GZSupp
   HRESULT STDMETHODCALLTYPE GetUserName(BSTR* name) override;
   HRESULT STDMETHODCALLTYPE GetComputerName(BSTR* name) override;
 
+  // Folders and temporary files (folders.cpp)
+  HRESULT STDMETHODCALLTYPE GetFolderPath(LONG* folder, BSTR subfolder, BSTR* path) override;
+  HRESULT STDMETHODCALLTYPE GetMyDocumentsPath(BSTR* path) override;
+  HRESULT STDMETHODCALLTYPE GetAppDataPath(BSTR* path) override;
+  HRESULT STDMETHODCALLTYPE GetCommonAppDataPath(BSTR* path) override;
+  HRESULT STDMETHODCALLTYPE GetTempPath(BSTR* path) override;
+  HRESULT STDMETHODCALLTYPE GetTempFileName2(BSTR* folder, BSTR* prefix, BSTR* path) override;
+  HRESULT STDMETHODCALLTYPE EnsureDirExists(BSTR* path, VARIANT_BOOL* exists) override;
+
  private:
   // The section keys last given to each of the two, kept apart on purpose: where one reads says
   // nothing of where one writes.

@@ -6,17 +6,14 @@
 #include <winnetwk.h>
 
 #include "automation/ansi.h"
-#include "automation/boundary.h"
 #include "automation/error.h"
-#include "frame/mdlErrorHandling.h"
 #include "support/gzsupport.h"
+#include "support/procedure.h"
 
 namespace zsupport {
 namespace {
 
-constexpr wchar_t kClass[] = L"GZSupport";
-// Also of GetComputerName: deliberate.
-constexpr Procedure kGetUserName = {kClass, L"Function GetUserName"};
+constexpr wchar_t kGetUserName[] = L"Function GetUserName";  // of GetComputerName, too: deliberate
 constexpr size_t kDrivePrefix = 2;  // characters in which a colon may stand
 
 bool isAllowed(wchar_t character) {
@@ -67,27 +64,17 @@ std::wstring computerName() {
   return GetComputerNameA(buffer, &size) ? fromAnsi({buffer, size}) : std::wstring();
 }
 
-// The text that a procedure returns, through the pointer of a COM method.
-template <class Body>
-HRESULT returnText(const Procedure& procedure, BSTR* result, Body&& body) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointer(result);
-    *result = nullptr;
-    *result = framed(procedure, [&] { return Text(body()); }).detach();
-  });
-}
-
 }  // namespace
 
 HRESULT GZSupportObject::MakeLegalPath(BSTR text, BSTR* path) {
-  return returnText({kClass, L"Function MakeLegalPath"}, path,
+  return returnText(L"Function MakeLegalPath", path,
                     [&] { return legalPath(std::wstring(viewOf(text))); });
 }
 
 HRESULT GZSupportObject::GetLongPathName(BSTR* shortPath, BSTR* path) {
-  if (!shortPath) return E_POINTER;
-  return returnText({kClass, L"Function GetLongPathName"}, path,
-                    [&] { return longPath(toAnsi(viewOf(*shortPath))); });
+  return returnText(
+      L"Function GetLongPathName", path, [&] { return longPath(toAnsi(viewOf(*shortPath))); },
+      shortPath);
 }
 
 HRESULT GZSupportObject::GetUserName(BSTR* name) {

@@ -6,15 +6,13 @@
 // the user's policy key exists: deliberate.
 #include <windows.h>
 
-#include "automation/boundary.h"
 #include "companion/registry_object.h"
-#include "frame/mdlErrorHandling.h"
 #include "support/gzsupport.h"
+#include "support/procedure.h"
 
 namespace zsupport {
 namespace {
 
-constexpr wchar_t kClass[] = L"GZSupport";
 constexpr std::wstring_view kCompanyRoot = L"Software\\Zarnow Instruments Ltd.";
 constexpr std::wstring_view kPolicyRoot = L"Software\\Policies\\Zarnow Instruments Ltd.";
 
@@ -34,7 +32,7 @@ bool readPresent(const RegistryObject& registry, Variant& value) {
 // object's own hive.
 bool pHasValue(RegistryObject& registry, HKEY hive) {
   const HKEY saved = registry.Hive();
-  const bool has = framed({kClass, L"Function pHasValue"}, [&] {
+  const bool has = framed(supportProcedure(L"Function pHasValue"), [&] {
     if (hive) registry.Hive(hive);
     Variant value;
     return readPresent(registry, value);
@@ -140,7 +138,7 @@ HRESULT GZSupportObject::GetRegistryValue(BSTR* valueKey, VARIANT* preset, BSTR*
   return atBoundary(__uuidof(_GZSupport), [&] {
     requirePointers(valueKey, preset, sectionKey, noPolicySet, value);
     VariantInit(value);
-    framed({kClass, L"Function GetRegistryValue"}, [&] {
+    framed(supportProcedure(L"Function GetRegistryValue"), [&] {
       RegistryObject registry;
       remember(readSection_, viewOf(*sectionKey));
       registry.Hive(HKEY_CURRENT_USER);
@@ -162,7 +160,7 @@ HRESULT GZSupportObject::WriteRegistryValue(BSTR* valueKey, VARIANT* value, VARI
                                             LONG* mode, BSTR* sectionKey, BSTR* prompt) {
   return atBoundary(__uuidof(_GZSupport), [&] {
     requirePointers(valueKey, value, preset, mode, sectionKey, prompt);
-    framed({kClass, L"Sub WriteRegistryValue"}, [&] {
+    framed(supportProcedure(L"Sub WriteRegistryValue"), [&] {
       // All arguments are taken before the question: the caller's code runs while it stands.
       Variant plainValue, plainPreset;
       copyDereferenced(plainValue, *value);

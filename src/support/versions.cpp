@@ -5,16 +5,14 @@
 #include <vector>
 
 #include "automation/ansi.h"
-#include "automation/boundary.h"
 #include "automation/error.h"
 #include "automation/runtime_rules.h"
-#include "frame/mdlErrorHandling.h"
 #include "support/gzsupport.h"
+#include "support/procedure.h"
 
 namespace zsupport {
 namespace {
 
-constexpr wchar_t kClass[] = L"GZSupport";
 constexpr LONG kAlpha = 1;
 constexpr LONG kBeta = 2;
 constexpr LONG kReleaseCandidate = 16;
@@ -61,9 +59,13 @@ LONG takeBuildMark(std::wstring& last) {
 }
 
 void removeAll(std::wstring& text, const std::wstring& what) {
-  for (size_t found = 0; (found = text.find(what, found)) != std::wstring::npos;) {
-    text.erase(found, what.size());
+  std::wstring kept;
+  size_t start = 0;
+  for (size_t found; (found = text.find(what, start)) != std::wstring::npos;) {
+    kept.append(text, start, found - start);
+    start = found + what.size();
   }
+  text = kept.append(text, start);
 }
 
 // A release candidate's mark, which replaces the build's.
@@ -111,20 +113,18 @@ HRESULT GZSupportObject::VersionStamp(BSTR* text, VersionStampRecord* stamp) {
   return atBoundary(__uuidof(_GZSupport), [&] {
     requirePointers(text, stamp);
     *stamp = {};
-    *stamp = framed({kClass, L"Function VersionStamp"}, [&] { return parse(viewOf(*text)); });
+    *stamp =
+        framed(supportProcedure(L"Function VersionStamp"), [&] { return parse(viewOf(*text)); });
   });
 }
 
 HRESULT GZSupportObject::VersionString(VersionStampRecord* stamp, VARIANT_BOOL* full,
                                        VARIANT_BOOL* includeReleaseType, VARIANT_BOOL* hideRevision,
                                        BSTR* text) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(stamp, full, includeReleaseType, hideRevision, text);
-    *text = nullptr;
-    *text = framed({kClass, L"Function VersionString"}, [&] {
-              return Text(format(*stamp, *full, *includeReleaseType, *hideRevision));
-            }).detach();
-  });
+  return returnText(
+      L"Function VersionString", text,
+      [&] { return format(*stamp, *full, *includeReleaseType, *hideRevision); }, stamp, full,
+      includeReleaseType, hideRevision);
 }
 
 // The release type takes no part: deliberate.

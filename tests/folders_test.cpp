@@ -1,0 +1,116 @@
+// Folders and temporary files.
+#include <set>
+
+#include "support/com.h"
+
+namespace {
+
+constexpr LONG kAppData = 26, kCommonAppData = 35, kPersonal = 5, kFonts = 20, kCreate = 0x8000;
+
+class Folders : public testing::Test {
+ protected:
+  Folders() {
+    EXPECT_EQ(runtimeError(381), newCollection()->RemoveByIndex(7));  // errors are raised from here on
+    CreateDirectoryW(root.c_str(), nullptr);
+  }
+  ~Folders() override { EXPECT_EQ(0, _wsystem((L"rd /s /q " + root).c_str())); }
+
+  std::wstring folder(LONG id, std::wstring_view below = {}) {
+    Text path;
+    EXPECT_EQ(S_OK, support->GetFolderPath(&id, Text(below).get(), path.inout()));
+    return std::wstring(path.view());
+  }
+  HRESULT ensure(std::wstring_view path) {
+    VARIANT_BOOL exists = 0x55;
+    const HRESULT result = support->EnsureDirExists(Text(path).inout(), &exists);
+    EXPECT_EQ(SUCCEEDED(result) ? VARIANT_TRUE : VARIANT_FALSE, exists);
+    return result;
+  }
+  static bool isFolder(const std::wstring& path) {
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+  }
+
+  const ComPtr<_GZSupport> support = newSupport();
+  const std::wstring root = L"C:\\zsupport-folders";
+};
+
+TEST_F(Folders, OfTheShellAreFoundAndMadeBelow) {
+  for (const LONG id : {kAppData, kCommonAppData, kPersonal, kFonts}) {
+    EXPECT_TRUE(isFolder(folder(id))) << id;
+    EXPECT_FALSE(folder(id).ends_with(L"\\"));
+  }
+  for (const LONG id : {12345, -1, 0x7FFFFFFF}) EXPECT_EQ(L"", folder(id)) << id;
+  EXPECT_EQ(L"", folder(kAppData, std::wstring(100'000, L'x')));
+
+  const std::wstring below = folder(kAppData, L"zsupport-test\\deep");
+  EXPECT_EQ(folder(kAppData) + L"\\zsupport-test\\deep", below);
+  EXPECT_FALSE(isFolder(below)) << "no flag, no folder";
+  EXPECT_EQ(below, folder(kAppData | kCreate, L"zsupport-test\\deep"));
+  EXPECT_TRUE(isFolder(below));
+  EXPECT_TRUE(RemoveDirectoryW(below.c_str()));
+  EXPECT_TRUE(RemoveDirectoryW(folder(kAppData, L"zsupport-test").c_str()));
+
+  const std::pair<HRESULT (STDMETHODCALLTYPE _GZSupport::*)(BSTR*), LONG> shortForms[] = {
+      {&_GZSupport::GetMyDocumentsPath, kPersonal},
+      {&_GZSupport::GetAppDataPath, kAppData},
+      {&_GZSupport::GetCommonAppDataPath, kCommonAppData}};
+  for (const auto& [form, id] : shortForms) {
+    Text path;
+    EXPECT_EQ(S_OK, (support.get()->*form)(path.inout()));
+    EXPECT_EQ(folder(id), path.view());
+  }
+  EXPECT_EQ(E_POINTER, support->GetFolderPath(nullptr, nullptr, nullptr));
+}
+
+TEST_F(Folders, AreMadeAlongAPath) {
+  const std::pair<std::wstring, std::wstring> made[] = {{L"\\a\\b\\c", L"\\a\\b\\c"},
+                                                        {L"\\a\\b\\c", L"\\a\\b\\c"},
+                                                        {L"\\d\\", L"\\d"},
+                                                        {L"\\a\\\\x", L"\\a\\x"},
+                                                        {L"\\caf\u00e9", L"\\caf\u00e9"}};
+  for (const auto& [path, folder] : made) {
+    EXPECT_EQ(S_OK, ensure(root + path)) << path;
+    EXPECT_TRUE(isFolder(root + folder)) << path;
+  }
+  for (const auto* nothing : {L"", L"no separator", L"C:\\", L"\\\\server\\share", L"C:\\\\x\\y"}) {
+    EXPECT_EQ(S_OK, ensure(nothing)) << nothing;
+  }
+  EXPECT_FALSE(isFolder(L"C:\\x")) << "taken for a share";
+
+  const std::wstring file = root + L"\\file";
+  CloseHandle(CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
+  const std::pair<std::wstring, LONG> failures[] = {
+      {file, 75}, {file + L"\\a", 75}, {L"Q:\\a", 76}, {root + L"\\\u4e2d|", 52}, {root + std::wstring(9999, L'x'), 0}};
+  for (const auto& [path, number] : failures) {
+    const HRESULT result = ensure(path);
+    EXPECT_TRUE(FAILED(result)) << path;
+    EXPECT_EQ(number ? runtimeError(number) : result, result) << path;
+    EXPECT_TRUE(lastError().source.starts_with(L"System\\ZSupport.GZSupport::Function EnsureDirExists"));
+  }
+}
+
+TEST_F(Folders, HoldNewTemporaryFiles) {
+  Text temporary, chosen, path, prefix(L"zst");
+  EXPECT_EQ(S_OK, support->GetTempPath(temporary.inout()));
+  EXPECT_TRUE(temporary.view().ends_with(L"\\") && isFolder(temporary.get()));
+  EXPECT_EQ(S_OK, support->GetTempFileName2(chosen.inout(), prefix.inout(), path.inout()));
+  EXPECT_EQ(temporary.view(), chosen.view()) << "the caller learns the folder";
+  EXPECT_TRUE(path.view().starts_with(std::wstring(temporary.view()) + L"zst")) << path.get();
+  EXPECT_TRUE(DeleteFileW(path.get())) << "exists";
+
+  // In several folders: the platform walks past all names in use.
+  std::set<std::wstring> files;
+  for (int i = 0; i < 5'000; ++i) {
+    Text own(root + L"\\" + std::to_wstring(i / 500)), file;
+    ASSERT_EQ(S_OK, ensure(own.view()));
+    ASSERT_EQ(S_OK, support->GetTempFileName2(own.inout(), prefix.inout(), file.inout()));
+    ASSERT_TRUE(files.emplace(file.view()).second) << file.get();
+  }
+  for (const std::wstring& unusable : {root + L"\\none", std::wstring(5'000, L'x')}) {
+    Text file;
+    EXPECT_EQ(runtimeError(5), support->GetTempFileName2(Text(unusable).inout(), prefix.inout(), file.inout()));
+  }
+}
+
+}  // namespace
