@@ -250,6 +250,7 @@ VARTYPE typeIn(ITypeInfo* info, const TYPEDESC& description) {
     const VARTYPE type = typeIn(info, *description.lptdesc);
     return type == VT_UNKNOWN ? type : static_cast<VARTYPE>(type | VT_BYREF);
   }
+  if (description.vt == VT_SAFEARRAY) return static_cast<VARTYPE>(typeIn(info, *description.lptdesc) | VT_ARRAY);
   if (description.vt != VT_USERDEFINED) return description.vt;
   ComPtr<ITypeInfo> type;
   TYPEATTR* attributes;

@@ -2,41 +2,13 @@
 #include <cstdio>
 #include <optional>
 
+#include "support/answer.h"
 #include "support/late_call.h"
 
 namespace {
 
 constexpr wchar_t kSection[] = L"SOFTWARE\\zarnow instruments ltd.\\Test\\Settings";
 constexpr wchar_t kPolicySection[] = L"Software\\Policies\\Zarnow Instruments Ltd.\\Test\\Settings";
-
-// Presses a button of the next message box of this thread, and keeps its text.
-class Answer {
- public:
-  explicit Answer(int button) {
-    button_ = button;
-    question.clear();
-    hook_ = SetWindowsHookExW(WH_CBT, onEvent, nullptr, GetCurrentThreadId());
-  }
-  Answer(const Answer&) = delete;
-  Answer& operator=(const Answer&) = delete;
-  ~Answer() { UnhookWindowsHookEx(hook_); }
-  static inline std::wstring question;
-
- private:
-  static LRESULT CALLBACK onEvent(int code, WPARAM window, LPARAM data) {
-    const auto box = reinterpret_cast<HWND>(window);
-    if (code == HCBT_ACTIVATE) PostMessageW(box, WM_COMMAND, static_cast<WPARAM>(button_), 0);
-    if (code == HCBT_DESTROYWND && question.empty()) {
-      wchar_t text[512] = L"";
-      HWND label = nullptr;  // the icon is one, too, without a text
-      while (!*text && (label = FindWindowExW(box, label, L"Static", nullptr))) { GetWindowTextW(label, text, 512); }
-      question = text;
-    }
-    return CallNextHookEx(nullptr, code, window, data);
-  }
-  static inline int button_ = 0;
-  HHOOK hook_;
-};
 
 class Settings : public testing::Test {
  protected:

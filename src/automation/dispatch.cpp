@@ -88,7 +88,7 @@ HRESULT convertTo(VARIANT& copy, const VARIANT& argument, VARTYPE type, LCID loc
   const HRESULT borrowed = borrow(value, argument);
   if (FAILED(borrowed)) return borrowed;
   if (typeOf(value) == type) return VariantCopy(&copy, &value);
-  return VariantChangeTypeEx(&copy, &value, locale, VARIANT_ALPHABOOL, type);
+  return changeType(&copy, value, locale, type);
 }
 
 HRESULT makeDefault(VARIANT& copy, const Default* preset, VARTYPE type) {
@@ -141,8 +141,7 @@ void* recordIn(const VARIANT& variable, REFGUID id) {
 
 HRESULT makeRecord(VARIANT& value, REFGUID id, const void* content, size_t size) {
   return atBoundary(IID_NULL, [&] {
-    ComPtr<IRecordInfo> info;
-    checkPlatform(GetRecordInfoFromTypeInfo(typeInfoOf(id).get(), info.put()));
+    ComPtr<IRecordInfo> info = recordInfoOf(id);
     void* const record = info->RecordCreate();
     if (!record) throw std::bad_alloc();
     std::memcpy(record, content, size);

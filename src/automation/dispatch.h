@@ -6,7 +6,7 @@
 // caller's variables. The platform's ITypeInfo::Invoke is not used: it refuses a script's variable
 // for a typed by-reference parameter and misplaces defaults.
 //
-// How single parameters travel is in dispatch_slots.h.
+// How single parameters travel is in dispatch_slots.h, and how arrays do in dispatch_arrays.h.
 #pragma once
 
 #include <windows.h>
@@ -15,8 +15,10 @@
 #include <array>
 #include <span>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 
+#include "automation/dispatch_arrays.h"
 #include "automation/dispatch_slots.h"
 
 namespace zsupport {
@@ -69,6 +71,15 @@ class MemberTable {
   const std::span<const Member> members_;
 };
 
+// What the C++ signature of a method does not tell: that a double is a date or a short no Boolean,
+// and what an array holds and whether the method changes it. The result counts as the last
+// parameter.
+struct Exactly {
+  size_t parameter;
+  VARTYPE type;
+  ArrayUse use = ArrayUse::kRead;
+};
+
 namespace dispatch_detail {
 
 template <class Method>
@@ -81,11 +92,41 @@ struct Signature<HRESULT (STDMETHODCALLTYPE Interface::*)(Parameters...)> {
 };
 
 // The slots of a method's first kCount parameters, loaded in order and stored after the call.
-template <auto callee, bool hasResult>
+template <auto callee, bool hasResult, Exactly... exact>
 class Thunk {
   using Sig = Signature<decltype(callee)>;
   template <size_t i>
   using ParameterAt = std::tuple_element_t<i, typename Sig::Tuple>;
+
+  static constexpr Exactly exactly(size_t parameter) {
+    Exactly found = {parameter, VT_EMPTY};
+    ((exact.parameter == parameter ? void(found = exact) : void()), ...);
+    return found;
+  }
+  template <size_t i>
+  static constexpr auto slotAt() {
+    constexpr Exactly known = exactly(i);
+    if constexpr (std::is_same_v<ParameterAt<i>, SAFEARRAY**>) {
+      static_assert(known.type & VT_ARRAY, "the signature does not tell what the array holds");
+      return std::type_identity<ArraySlot<known.type, known.use>>();
+    } else if constexpr (known.type == VT_DATE) {
+      return std::type_identity<DateSlot>();
+    } else {
+      return std::type_identity<Slot<ParameterAt<i>>>();
+    }
+  }
+  template <size_t i>
+  using SlotAt = typename decltype(slotAt<i>())::type;
+
+  static constexpr auto resultSlot() {
+    using Result = ParameterAt<Sig::kCount - 1>;
+    constexpr VARTYPE known = exactly(Sig::kCount - 1).type;
+    if constexpr (std::is_same_v<Result, SAFEARRAY**>) {
+      return std::type_identity<ArrayResultSlot<known>>();
+    } else {
+      return std::type_identity<ResultSlot<Result, known>>();
+    }
+  }
 
  public:
   static constexpr size_t kParameters = Sig::kCount - (hasResult ? 1 : 0);
@@ -96,7 +137,7 @@ class Thunk {
 
   static constexpr VARTYPE resultType() {
     if constexpr (hasResult) {
-      return resultTypeOf<ParameterAt<kParameters>>();
+      return decltype(resultSlot())::type::kType;
     } else {
       return VT_VOID;
     }
@@ -104,7 +145,7 @@ class Thunk {
 
   static constexpr auto types() {
     return []<size_t... i>(std::index_sequence<i...>) {
-      return std::array<VARTYPE, kParameters + 1>{Slot<ParameterAt<i>>::kType..., VT_VOID};
+      return std::array<VARTYPE, kParameters + 1>{SlotAt<i>::kType..., VT_VOID};
     }
     (std::make_index_sequence<kParameters>());
   }
@@ -121,7 +162,7 @@ class Thunk {
 
   template <size_t... i>
   static HRESULT callWith(Invocation& invocation, std::index_sequence<i...>) {
-    std::tuple<Slot<ParameterAt<i>>...> slots;
+    std::tuple<SlotAt<i>...> slots;
     HRESULT outcome = S_OK;
     [[maybe_unused]] const auto load = [&](auto& slot, size_t parameter) {
       outcome = slot.load(invocation.supplied[parameter], invocation.defaultOf(parameter),
@@ -133,7 +174,7 @@ class Thunk {
 
     auto* const self = static_cast<typename Sig::Self*>(invocation.self);
     if constexpr (hasResult) {
-      ResultSlot<ParameterAt<kParameters>> result;
+      typename decltype(resultSlot())::type result;
       outcome = (self->*callee)(std::get<i>(slots).pass()..., result.pass());
       invocation.failed = FAILED(outcome);
       if (SUCCEEDED(outcome)) outcome = storeAll(std::get<i>(slots).store(invocation.locale)...);
@@ -147,9 +188,9 @@ class Thunk {
   }
 };
 
-template <auto callee, bool hasResult>
+template <auto callee, bool hasResult, Exactly... exact>
 constexpr Member makeMember(DISPID id, WORD kind, std::span<const Default> defaults) {
-  using T = Thunk<callee, hasResult>;
+  using T = Thunk<callee, hasResult, exact...>;
   static_assert(T::kParameters <= kMostParameters);
   return {id, kind, T::kParameters, defaults, T::kTypes.data(), T::resultType(), T::call};
 }
@@ -165,13 +206,13 @@ template <auto callee>
 constexpr Member propertyPut(DISPID id) {
   return dispatch_detail::makeMember<callee, false>(id, DISPATCH_PROPERTYPUT, {});
 }
-template <auto callee>
+template <auto callee, Exactly... exact>
 constexpr Member function(DISPID id, std::span<const Default> defaults = {}) {
-  return dispatch_detail::makeMember<callee, true>(id, DISPATCH_METHOD, defaults);
+  return dispatch_detail::makeMember<callee, true, exact...>(id, DISPATCH_METHOD, defaults);
 }
-template <auto callee>
+template <auto callee, Exactly... exact>
 constexpr Member method(DISPID id, std::span<const Default> defaults = {}) {
-  return dispatch_detail::makeMember<callee, false>(id, DISPATCH_METHOD, defaults);
+  return dispatch_detail::makeMember<callee, false, exact...>(id, DISPATCH_METHOD, defaults);
 }
 
 }  // namespace zsupport

@@ -233,6 +233,23 @@ class Slot<VARIANT*> {
   Variant copy_;
 };
 
+// What a date by reference is to a method that takes a double.
+struct DateValue {
+  DATE days;
+  bool operator==(const DateValue&) const = default;
+};
+namespace dispatch_detail {
+template <>
+struct Automation<DateValue> {
+  static constexpr VARTYPE kType = VT_DATE;
+  static DateValue& in(VARIANT& value) { return reinterpret_cast<DateValue&>(V_DATE(&value)); }
+};
+}  // namespace dispatch_detail
+class DateSlot : public Slot<DateValue*> {
+ public:
+  DATE* pass() { return &Slot<DateValue*>::pass()->days; }
+};
+
 // A record: the caller's own, or a copy of one passed by value.
 template <class T>
 requires dispatch_detail::IsRecord<T>
@@ -261,12 +278,24 @@ class Slot<T*> {
   T copy_{};
 };
 
-// What a method returns through its last parameter.
-template <class Pointer>
+// What a method returns through its last parameter; known is its type where C++ does not tell.
+template <class Pointer, VARTYPE known = VT_EMPTY>
 class ResultSlot {
   using T = std::remove_pointer_t<Pointer>;
 
  public:
+  static constexpr VARTYPE kType = [] {
+    if constexpr (known != VT_EMPTY) {
+      return known;
+    } else if constexpr (std::is_same_v<T, VARIANT>) {
+      return VT_VARIANT;
+    } else if constexpr (std::is_enum_v<T>) {
+      return VT_I4;
+    } else {
+      return dispatch_detail::Automation<T>::kType;
+    }
+  }();
+
   ResultSlot() = default;
   ResultSlot(const ResultSlot&) = delete;
   ResultSlot& operator=(const ResultSlot&) = delete;
@@ -275,10 +304,10 @@ class ResultSlot {
     if constexpr (std::is_same_v<T, VARIANT>) {
       return value_.operator->();
     } else if constexpr (std::is_enum_v<T>) {
-      V_VT(value_.operator->()) = VT_I4;
+      V_VT(value_.operator->()) = kType;
       return reinterpret_cast<Pointer>(&V_I4(value_.operator->()));
     } else {
-      V_VT(value_.operator->()) = dispatch_detail::Automation<T>::kType;
+      V_VT(value_.operator->()) = kType;
       T& place = dispatch_detail::Automation<T>::in(*value_.operator->());
       place = T{};  // a member that fails early leaves it as it is
       return &place;
@@ -300,6 +329,8 @@ template <class T>
 requires dispatch_detail::IsRecord<T>
 class ResultSlot<T*> {
  public:
+  static constexpr VARTYPE kType = VT_RECORD;
+
   T* pass() { return &record_; }
   HRESULT handOver(VARIANT* result) {
     if (!result) return S_OK;
@@ -309,19 +340,5 @@ class ResultSlot<T*> {
  private:
   T record_{};
 };
-
-template <class Pointer>
-constexpr VARTYPE resultTypeOf() {
-  using T = std::remove_pointer_t<Pointer>;
-  if constexpr (std::is_same_v<T, VARIANT>) {
-    return VT_VARIANT;
-  } else if constexpr (dispatch_detail::IsRecord<T>) {
-    return VT_RECORD;
-  } else if constexpr (std::is_enum_v<T>) {
-    return VT_I4;
-  } else {
-    return dispatch_detail::Automation<T>::kType;
-  }
-}
 
 }  // namespace zsupport

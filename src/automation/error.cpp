@@ -3,6 +3,7 @@
 #include <exception>
 #include <iterator>
 #include <new>
+#include <stdexcept>
 #include <string_view>
 #include <utility>
 
@@ -107,6 +108,8 @@ Error currentError() {
   } catch (const Error& error) {
     return error;
   } catch (const std::bad_alloc&) {
+    return makeError(runtime::kOutOfMemory);
+  } catch (const std::length_error&) {
     return makeError(runtime::kOutOfMemory);
   } catch (const std::exception& unexpected) {
     const std::string_view what = unexpected.what();

@@ -7,7 +7,7 @@
 #include <cwctype>
 
 #include "automation/error.h"
-#include "automation/text.h"
+#include "automation/variant.h"
 
 namespace zsupport {
 namespace {
@@ -69,6 +69,33 @@ LONG toWholeNumber(const std::wstring& text) {
   LONG number = 0;
   checkPlatform(VarI4FromStr(const_cast<OLECHAR*>(text.c_str()), LOCALE_USER_DEFAULT, 0, &number));
   return number;
+}
+
+LONG toWholeNumber(double number) {
+  LONG whole = 0;
+  if (!std::isfinite(number)) throw makeError(runtime::kOverflow);
+  checkPlatform(VarI4FromR8(number, &whole));
+  return whole;
+}
+
+Text toValueText(const VARIANT& value) {
+  Variant holder;
+  const VARIANT& plain = dereferenced(value, holder);
+  if (typeOf(plain) == VT_NULL) throw makeError(runtime::kInvalidNull);
+  if (typeOf(plain) != VT_ERROR) return toText(plain);
+  const SCODE code = V_ERROR(&plain);
+  const LONG number = HRESULT_FACILITY(code) == FACILITY_CONTROL ? HRESULT_CODE(code) : code;
+  return Text(L"Error " + std::to_wstring(number));
+}
+
+double wholeSeconds(DATE date) {
+  constexpr double kSecondsADay = 86'400, kHalfMillisecond = 0.0005;
+  UDATE parts;  // of no use but to learn whether it is a date
+  if (!std::isfinite(date)) throw makeError(runtime::kInvalidCall);
+  checkPlatform(VarUdateFromDate(date, 0, &parts));
+  // Before the beginning, too, the fraction is the time of day.
+  const double day = std::trunc(date);
+  return day * kSecondsADay + std::floor(std::abs(date - day) * kSecondsADay + kHalfMillisecond);
 }
 
 std::wstring toNumberText(double number) {

@@ -2,9 +2,12 @@
 #pragma once
 
 #include <windows.h>
+#include <oleauto.h>
 
 #include <string>
 #include <string_view>
+
+#include "automation/text.h"
 
 namespace zsupport {
 
@@ -15,6 +18,17 @@ double numericPrefix(std::wstring_view text);
 
 // A whole number from text by the user's locale: error 13 when it is none, 6 when it is too large.
 LONG toWholeNumber(const std::wstring& text);
+
+// The nearest whole number, halves to the even one: error 6 when it is too large.
+LONG toWholeNumber(double number);
+
+// A value as text: of an error value "Error" and its number; error 94 for Null, 13 for what has no
+// text.
+Text toValueText(const VARIANT& value);
+
+// Whole seconds since the beginning of the calendar, a fraction dropped (but for the last half of a
+// millisecond: dates are not exact). Error 5 for what is no date.
+double wholeSeconds(DATE date);
 
 // A number as text by the user's locale.
 std::wstring toNumberText(double number);

@@ -32,4 +32,10 @@ ComPtr<ITypeInfo> typeInfoOf(REFGUID id) {
   return info;
 }
 
+ComPtr<IRecordInfo> recordInfoOf(REFGUID id) {
+  ComPtr<IRecordInfo> info;
+  checkPlatform(GetRecordInfoFromTypeInfo(typeInfoOf(id).get(), info.put()));
+  return info;
+}
+
 }  // namespace zsupport

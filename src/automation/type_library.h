@@ -17,4 +17,7 @@ GUID typeLibraryId();
 // The description of one of its interfaces or classes.
 ComPtr<ITypeInfo> typeInfoOf(REFGUID id);
 
+// The description of one of its records, by which the platform makes and copies them.
+ComPtr<IRecordInfo> recordInfoOf(REFGUID id);
+
 }  // namespace zsupport

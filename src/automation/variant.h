@@ -4,6 +4,8 @@
 #include <windows.h>
 #include <oleauto.h>
 
+#include <optional>
+
 #include "automation/error.h"
 #include "automation/text.h"
 
@@ -43,6 +45,10 @@ inline VARTYPE typeOf(const VARIANT& value) { return V_VT(&value); }
 // give E_POINTER.
 HRESULT copyIndirect(VARIANT* target, const VARIANT& source);
 
+// VariantChangeTypeEx with words for Booleans. Of an object, its default member is read: code that
+// may take the source away, so the object is held meanwhile.
+HRESULT changeType(VARIANT* target, const VARIANT& source, LCID locale, VARTYPE type);
+
 // A copy with every level of by-reference taken away.
 inline void copyDereferenced(Variant& target, const VARIANT& source) {
   checkPlatform(copyIndirect(target.put(), source));
@@ -78,10 +84,11 @@ inline bool isMissing(const VARIANT& value) {
 // number in the user's locale. A date does not.
 bool isNumeric(const VARIANT& value);
 
-// The run-time's equality of values: numbers, dates and Booleans by value, texts to the letter,
-// text and anything else different but for Empty, which is 0 and "". Never equal: Null, and values
-// that cannot be compared.
-bool areEqual(const VARIANT& a, const VARIANT& b);
+// The run-time's equality of values: numbers, dates and Booleans by value, texts to the letter, a
+// text and a number as numbers when the text reads as one; Empty is 0 and "", Null equals nothing.
+// Of objects, the values of their default members. Empty for values that cannot be compared:
+// arrays, records, objects without a value, errors with other values.
+std::optional<bool> compareEqual(const VARIANT& a, const VARIANT& b);
 
 // Conversions by the platform's rules; errors 6, 13 or 7.
 LONG toLong(const VARIANT& value);

@@ -1,5 +1,7 @@
 #include "frame/mdlErrorHandling.h"
 
+#include <exception>
+
 #include "automation/error.h"
 #include "automation/module.h"
 #include "frame/mdlSupport.h"
@@ -40,8 +42,11 @@ LONG HandleError(const wchar_t* ClassName, const wchar_t* ProcName, bool bInform
                  LONG lReserved) {
   ErrorReport report;
   LONG action = kNoAnswer;
-  report.error.number = runtime::kOutOfMemory;  // should there be no memory to tell the error
-  ignoringErrors([&] { report.error = currentError(); });
+  const bool isError = std::current_exception() != nullptr;
+  if (isError) {
+    report.error.number = runtime::kOutOfMemory;  // should there be no memory to tell the error
+    ignoringErrors([&] { report.error = currentError(); });
+  }
   ignoringErrors([] { EnsureTrace(); });
   ignoringErrors([&] { report.ContextText = contextService().ContextText(action, 1); });
   ignoringErrors([&] {
@@ -53,7 +58,7 @@ LONG HandleError(const wchar_t* ClassName, const wchar_t* ProcName, bool bInform
       action = service->ReportError(report);
     }
   });
-  if (raisesErrors()) {
+  if (isError && raisesErrors()) {
     ignoringErrors(
         [&] { report.error.source = labelledSource(report.error.source, ClassName, ProcName); });
     throw std::move(report.error);

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "automation/module.h"
+#include "frame/vboost.h"
 
 namespace zsupport {
 namespace {
@@ -11,7 +12,12 @@ DWORD slot = TLS_OUT_OF_INDEXES;
 
 }  // namespace
 
+// The library's own objects are no reason to stay loaded: they are taken out of the count while
+// they are kept here.
+ThreadState::ThreadState() : VBoost(createVBoost()) { holdModule(false); }
+
 ThreadState::~ThreadState() {
+  holdModule(true);
   if (SharedSupport) holdModule(true);  // see mdlGlobal.cpp
 }
 

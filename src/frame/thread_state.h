@@ -14,6 +14,7 @@
 namespace zsupport {
 
 struct ThreadState {
+  ThreadState();
   ~ThreadState();
 
   // mdlErrorHandling
@@ -29,6 +30,7 @@ struct ThreadState {
   // mdlGlobal, mdlSupport
   LONG LibraryReleaseType = 0;
   ComPtr<_GZSupport> SharedSupport;
+  ComPtr<IDispatch> VBoost;
   std::wstring productName;
 };
 

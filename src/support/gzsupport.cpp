@@ -1,14 +1,9 @@
 // GZSupport: creation, and its members for late-bound callers in the order of the type library.
 #include "support/gzsupport.h"
 
-namespace zsupport {
+#include "support/records.h"
 
-// Of the record in the type library.
-template <>
-struct RecordId<VersionStampRecord> {
-  static constexpr GUID kId = {
-      0xC6C0B0C3, 0x0C0C, 0x4C8E, {0x9B, 0x57, 0x7E, 0x1E, 0x4F, 0x5A, 0x7D, 0x21}};
-};
+namespace zsupport {
 
 namespace {
 
@@ -19,6 +14,11 @@ constexpr Default kEmptyText[] = {defaultText(L"")};
 constexpr Default kGetTempFileName2Defaults[] = {defaultText(L""), defaultText(L"")};
 constexpr Default kVersionStringDefaults[] = {defaultBoolean(true), defaultBoolean(true),
                                               defaultBoolean(false)};
+constexpr Default kJoinLongsDefaults[] = {defaultText(L",")};
+constexpr Default kNotImplementedDefaults[] = {defaultText(L"Not Implemented")};
+
+constexpr VARTYPE kValues = VT_ARRAY | VT_VARIANT;
+constexpr VARTYPE kTexts = VT_ARRAY | VT_BSTR;
 
 const Member kMembers[] = {
     function<&_GZSupport::GetRegistryValue>(1, kGetRegistryValueDefaults),
@@ -38,6 +38,20 @@ const Member kMembers[] = {
     function<&_GZSupport::GetTempPath>(15),
     function<&_GZSupport::GetTempFileName2>(16, kGetTempFileName2Defaults),
     function<&_GZSupport::EnsureDirExists>(17),
+    function<&_GZSupport::StringArray, Exactly{0, kValues}, Exactly{1, kTexts}>(18),
+    function<&_GZSupport::StringArray2, Exactly{0, kValues}, Exactly{1, kTexts}>(19),
+    function<&_GZSupport::JoinLongs, Exactly{0, VT_ARRAY | VT_I4}>(20, kJoinLongsDefaults),
+    method<&_GZSupport::AddSVParameter, Exactly{0, kTexts, ArrayUse::kChange},
+           Exactly{1, kValues, ArrayUse::kChange}>(21),
+    function<&_GZSupport::IsEqualVariant>(22),
+    function<&_GZSupport::IsEqualDate, Exactly{0, VT_DATE}, Exactly{1, VT_DATE}>(23),
+    function<&_GZSupport::DateMultiple, Exactly{0, VT_DATE}, Exactly{1, VT_DATE}>(24),
+    method<&_GZSupport::NotImplemented>(25, kNotImplementedDefaults),
+    propertyGet<&_GZSupport::get_VBoost>(26),
+    function<&_GZSupport::ArrayDescriptor>(27),
+    function<&_GZSupport::ArrayDescriptor1D>(28),
+    function<&_GZSupport::ArrayBounds, Exactly{1, VT_ARRAY | VT_RECORD, ArrayUse::kChange},
+             Exactly{2, VT_I2}>(29),
 };
 
 }  // namespace

@@ -44,6 +44,25 @@ class GZSupportObject final : public CoClass<GZSupportObject, GZSupport, _GZSupp
   HRESULT STDMETHODCALLTYPE GetTempFileName2(BSTR* folder, BSTR* prefix, BSTR* path) override;
   HRESULT STDMETHODCALLTYPE EnsureDirExists(BSTR* path, VARIANT_BOOL* exists) override;
 
+  // Arrays (arrays.cpp)
+  HRESULT STDMETHODCALLTYPE StringArray(SAFEARRAY** values, SAFEARRAY** texts) override;
+  HRESULT STDMETHODCALLTYPE StringArray2(SAFEARRAY** values, SAFEARRAY** texts) override;
+  HRESULT STDMETHODCALLTYPE JoinLongs(SAFEARRAY** numbers, BSTR* delimiter, BSTR* text) override;
+  HRESULT STDMETHODCALLTYPE AddSVParameter(SAFEARRAY** names, SAFEARRAY** values, BSTR* name,
+                                           VARIANT* value) override;
+  HRESULT STDMETHODCALLTYPE ArrayDescriptor(LONG address, ArrayHeader* descriptor) override;
+  HRESULT STDMETHODCALLTYPE ArrayDescriptor1D(LONG address, ArrayHeader1D* descriptor) override;
+  HRESULT STDMETHODCALLTYPE ArrayBounds(LONG address, SAFEARRAY** bounds,
+                                        SHORT* dimensions) override;
+
+  // Values and dates (values.cpp)
+  HRESULT STDMETHODCALLTYPE IsEqualVariant(VARIANT* left, VARIANT* right,
+                                           VARIANT_BOOL* equal) override;
+  HRESULT STDMETHODCALLTYPE IsEqualDate(DATE* left, DATE* right, VARIANT_BOOL* equal) override;
+  HRESULT STDMETHODCALLTYPE DateMultiple(DATE* span, DATE* unit, double* multiple) override;
+  HRESULT STDMETHODCALLTYPE NotImplemented(BSTR* feature, BSTR* message) override;
+  HRESULT STDMETHODCALLTYPE get_VBoost(IDispatch** helper) override;
+
  private:
   // The section keys last given to each of the two, kept apart on purpose: where one reads says
   // nothing of where one writes.

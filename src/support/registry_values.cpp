@@ -92,6 +92,9 @@ void store(const RegistryObject& registry, const VARIANT& value) {
   registry.PutValue(value);
 }
 
+// Values that cannot be compared count as different.
+bool areEqual(const VARIANT& a, const VARIANT& b) { return compareEqual(a, b).value_or(false); }
+
 void deleteIfPresent(RegistryObject& registry) {
   if (pHasValue(registry, nullptr)) registry.DeleteValue();
 }

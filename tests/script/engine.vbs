@@ -80,5 +80,39 @@ z.RemoveByIndex "word"
 Check "type", 13, CInt(Err.Number) : Err.Clear
 z.NoSuchMember
 Check "member", 438, CInt(Err.Number) : Err.Clear
+
+Dim names, values, fixed(0), texts, bounds, dir, gz : gz = "System\ZSupport.GZSupport::"
+Check "sibling folders", support.GetFolderPath(26), support.GetAppDataPath
+Check "documents", support.GetFolderPath(5), support.GetMyDocumentsPath
+Check "no such folder", "", support.GetFolderPath(4711, "x")
+dir = support.GetTempPath & "engine\a"
+Check "folders made", True, support.EnsureDirExists(dir)
+Check "file", Left(dir, 3), Left(support.GetTempFileName2(dir), 3)
+support.EnsureDirExists "Q:\a"
+CheckError "no drive", 76, gz & "Function EnsureDirExists!ZSupport", "Path not found"
+Check "numbers of any type", "1,2,3", support.JoinLongs(Array(1, 2.4, "3"))
+support.JoinLongs Array("one")
+Check "no number", 13, CInt(Err.Number) : Err.Clear
+names = Array("", "b") : values = Array(1)
+support.AddSVParameter names, values, "a", 7
+Check "pair in place", "ab7", names(0) & names(1) & values(0)
+fixed(0) = "x"
+support.AddSVParameter fixed, values, "y", 8
+CheckError "fixed array", 10, gz & "Sub AddSVParameter!ZSupport", "This array is fixed or temporarily locked"
+Check "not grown", CLng(0), UBound(values)
+texts = support.StringArray(Array(1, True, "x"))
+support.AddSVParameter texts, values, "added", 9
+Check "texts taken back", 9, values(3)
+texts = support.StringArray2(Array(Null))
+CheckError "null to text", 94, gz & "Function StringArray2!ZSupport", "Invalid use of Null"
+support.IsEqualVariant support, 1
+CheckError "no value", 13, gz & "Function IsEqualVariant!ZSupport", "Type mismatch"
+Check "date from text", True, support.IsEqualDate("2026-11-21 12:00", DateSerial(2026, 11, 21) + 0.5)
+Check "spans", CDbl(0.5), support.DateMultiple(1, 2)
+Check "helper", True, support.VBoost Is support.VBoost
+bounds = support.ArrayBounds(0, bounds)
+CheckError "address", 5, "ZSupport", "Invalid procedure call or argument"
+texts = support.ArrayDescriptor1D(-1)
+CheckError "other address", 5, "ZSupport", "Invalid procedure call or argument"
 On Error GoTo 0
 WScript.Echo checks & " checks done"

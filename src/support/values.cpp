@@ -1,0 +1,122 @@
+// GZSupport: comparing values and dates, spans of time, features to come, and the helper object.
+#include <windows.h>
+
+#include <string>
+
+#include "automation/error.h"
+#include "automation/runtime_rules.h"
+#include "automation/variant.h"
+#include "frame/thread_state.h"
+#include "support/gzsupport.h"
+#include "support/procedure.h"
+
+namespace zsupport {
+namespace {
+
+VARIANT_BOOL toBoolean(bool value) { return value ? VARIANT_TRUE : VARIANT_FALSE; }
+
+bool isEqualVariant(const VARIANT& left, const VARIANT& right) {
+  Variant leftHolder, rightHolder;
+  const VARIANT& a = dereferenced(left, leftHolder);
+  const VARIANT& b = dereferenced(right, rightHolder);
+  for (const VARTYPE type : {VT_NULL, VT_EMPTY}) {
+    if (typeOf(a) == type || typeOf(b) == type) return typeOf(a) == typeOf(b);
+  }
+  const auto equal = compareEqual(a, b);
+  if (!equal) throw makeError(runtime::kTypeMismatch);
+  return *equal;
+}
+
+double multipleOf(DATE span, DATE unit) {
+  constexpr double kSecondsADay = 86'400;
+  const LONG spanSeconds = toWholeNumber(span * kSecondsADay);
+  const LONG unitSeconds = toWholeNumber(unit * kSecondsADay);
+  return unitSeconds == 0 ? 0 : static_cast<double>(spanSeconds) / unitSeconds;
+}
+
+// Of the clipboard while it is open: without an owner it would refuse to keep anything.
+class ClipboardOwner {
+ public:
+  ClipboardOwner()
+      : window_(CreateWindowExW(0, L"STATIC", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
+                                nullptr, nullptr)),
+        isOpen_(OpenClipboard(window_)) {}
+  ClipboardOwner(const ClipboardOwner&) = delete;
+  ClipboardOwner& operator=(const ClipboardOwner&) = delete;
+  ~ClipboardOwner() {
+    if (isOpen_) CloseClipboard();
+    if (window_) DestroyWindow(window_);
+  }
+  bool isOpen() const { return isOpen_; }
+
+ private:
+  const HWND window_;
+  const bool isOpen_;
+};
+
+// A clipboard that another program holds just now is left alone.
+void copyToClipboard(std::wstring_view text) {
+  const ClipboardOwner owner;
+  if (!owner.isOpen()) return;
+  const size_t size = (text.size() + 1) * sizeof(wchar_t);
+  const HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE, size);
+  if (!memory) throw makeError(runtime::kOutOfMemory);
+  auto* const copy = static_cast<wchar_t*>(GlobalLock(memory));
+  copy[text.copy(copy, text.size())] = L'\0';
+  GlobalUnlock(memory);
+  EmptyClipboard();
+  if (!SetClipboardData(CF_UNICODETEXT, memory)) GlobalFree(memory);
+}
+
+}  // namespace
+
+HRESULT GZSupportObject::IsEqualVariant(VARIANT* left, VARIANT* right, VARIANT_BOOL* equal) {
+  return atBoundary(__uuidof(_GZSupport), [&] {
+    requirePointers(left, right, equal);
+    *equal = VARIANT_FALSE;
+    *equal = toBoolean(framed(supportProcedure(L"Function IsEqualVariant"),
+                              [&] { return isEqualVariant(*left, *right); }));
+  });
+}
+
+HRESULT GZSupportObject::IsEqualDate(DATE* left, DATE* right, VARIANT_BOOL* equal) {
+  return atBoundary(__uuidof(_GZSupport), [&] {
+    requirePointers(left, right, equal);
+    *equal = VARIANT_FALSE;
+    *equal = toBoolean(framed(supportProcedure(L"Function IsEqualDate"),
+                              [&] { return wholeSeconds(*left) == wholeSeconds(*right); }));
+  });
+}
+
+HRESULT GZSupportObject::DateMultiple(DATE* span, DATE* unit, double* multiple) {
+  return atBoundary(__uuidof(_GZSupport), [&] {
+    requirePointers(span, unit, multiple);
+    *multiple = 0;
+    *multiple = framed(supportProcedure(L"Function DateMultiple"),
+                       [&] { return multipleOf(*span, *unit); });
+  });
+}
+
+HRESULT GZSupportObject::NotImplemented(BSTR* feature, BSTR* message) {
+  return atBoundary(__uuidof(_GZSupport), [&] {
+    requirePointers(feature, message);
+    framed(supportProcedure(L"Sub NotImplemented"), [&] {
+      const std::wstring whole =
+          std::wstring(viewOf(*message)) + L" - " + std::wstring(viewOf(*feature));
+      Text announced(whole);
+      std::swap(*message, *announced.inout());
+      copyToClipboard(whole);
+      HandleError(L"Not Implemented", whole.c_str(), true, 0);
+      MessageBoxW(GetActiveWindow(), whole.c_str(), L"", MB_ICONINFORMATION);
+    });
+  });
+}
+
+HRESULT GZSupportObject::get_VBoost(IDispatch** helper) {
+  return atBoundary(__uuidof(_GZSupport), [&] {
+    requirePointers(helper);
+    *helper = ComPtr<IDispatch>(threadState().VBoost).detach();
+  });
+}
+
+}  // namespace zsupport

@@ -1,0 +1,234 @@
+// Arrays: as texts, as parallel pairs that grow, their descriptors, and their way through late binding.
+#include "automation/safe_array.h"
+#include "support/late_call.h"
+
+namespace {
+
+using zsupport::ArrayElements;
+using zsupport::SafeArray;
+
+SafeArray arrayOf(VARTYPE type, std::vector<SAFEARRAYBOUND> bounds) {
+  return SafeArray::attach(SafeArrayCreate(type, static_cast<UINT>(bounds.size()), bounds.data()));
+}
+
+SafeArray valuesOf(const std::vector<VARIANT>& values, LONG lower = 0) {
+  SafeArray array = arrayOf(VT_VARIANT, {{static_cast<ULONG>(values.size()), lower}});
+  const ArrayElements<VARIANT> elements(array.get());
+  for (size_t i = 0; i < values.size(); ++i) VariantCopy(&elements[i], const_cast<VARIANT*>(&values[i]));
+  return array;
+}
+
+SafeArray longsOf(const std::vector<LONG>& numbers, LONG lower = 0) {
+  SafeArray array = arrayOf(VT_I4, {{static_cast<ULONG>(numbers.size()), lower}});
+  const ArrayElements<LONG> elements(array.get());
+  for (size_t i = 0; i < numbers.size(); ++i) elements[i] = numbers[i];
+  return array;
+}
+
+// Bounds and elements: "0..1: a|b|".
+template <class T = BSTR>
+std::wstring contentOf(SAFEARRAY* array) {
+  if (!array) return L"none";
+  const zsupport::VectorElements<T> elements(array);
+  std::wstring text = std::to_wstring(elements.lower()) + L".." + std::to_wstring(elements.upper()) + L": ";
+  for (size_t i = 0; i < elements.size(); ++i) {
+    if constexpr (std::is_same_v<T, BSTR>) {
+      text += std::wstring(zsupport::viewOf(elements[i])) + L"|";
+    } else {
+      text += std::wstring(zsupport::toText(elements[i]).view()) + L"|";
+    }
+  }
+  return text;
+}
+
+class Arrays : public testing::Test {
+ protected:
+  Arrays() {
+    EXPECT_EQ(runtimeError(381), newCollection()->RemoveByIndex(7));  // errors are raised from here on
+  }
+  using Member = HRESULT (STDMETHODCALLTYPE _GZSupport::*)(SAFEARRAY**, SAFEARRAY**);
+  void expectTexts(Member member, SafeArray values, HRESULT result, const std::wstring& expected) {
+    SafeArray texts;
+    EXPECT_EQ(result, (support.get()->*member)(values.inout(), texts.inout())) << expected;
+    EXPECT_EQ(expected, contentOf(texts.get()));
+  }
+  HRESULT addPair(SafeArray& names, SafeArray& values, std::wstring_view name, VARIANT value) {
+    return support->AddSVParameter(names.inout(), values.inout(), Text(name).inout(), &value);
+  }
+
+  const ComPtr<_GZSupport> support = newSupport();
+  const Text word = Text(L"word");
+};
+
+TEST_F(Arrays, BecomeTexts) {
+  VARIANT yes = valueOfType(VT_BOOL), error = missing();
+  V_BOOL(&yes) = VARIANT_TRUE;
+  V_ERROR(&error) = static_cast<SCODE>(0x800A07FA);
+  const std::vector<VARIANT> plain = {longValue(-7), yes, textValue(word), valueOfType(VT_EMPTY)};
+  const std::vector<VARIANT> odd = {valueOfType(VT_NULL), error, longValue(1)};
+  for (const LONG lower : {0, 1, -5}) {
+    expectTexts(&_GZSupport::StringArray, valuesOf(plain, lower), S_OK, L"0..3: -7|True|word||");
+    expectTexts(&_GZSupport::StringArray, valuesOf(odd, lower), S_OK, L"0..2: ||1|");
+  }
+  expectTexts(&_GZSupport::StringArray, SafeArray(), S_OK, L"0..-1: ");
+  expectTexts(&_GZSupport::StringArray, arrayOf(VT_VARIANT, {{2, 0}, {3, 0}}), S_OK, L"0..2: |||");
+  expectTexts(&_GZSupport::StringArray, arrayOf(VT_VARIANT, {{0, 0}, {3, 0}}), runtimeError(9), L"none");
+  expectTexts(&_GZSupport::StringArray, longsOf({1}), runtimeError(13), L"none");
+
+  expectTexts(&_GZSupport::StringArray2, valuesOf(plain), S_OK, L"0..3: -7|True|word||");
+  expectTexts(&_GZSupport::StringArray2, valuesOf({longValue(1), longValue(2), longValue(3)}, -1), S_OK, L"0..1: 2|3|");
+  expectTexts(&_GZSupport::StringArray2, valuesOf({error}), S_OK, L"0..0: Error 2042|");
+  expectTexts(&_GZSupport::StringArray2, valuesOf({}), S_OK, L"none");
+  expectTexts(&_GZSupport::StringArray2, valuesOf(plain, 1), runtimeError(9), L"none");
+  expectTexts(&_GZSupport::StringArray2, SafeArray(), runtimeError(9), L"none");
+  expectTexts(&_GZSupport::StringArray2, valuesOf({valueOfType(VT_NULL)}), runtimeError(94), L"none");
+  expectTexts(&_GZSupport::StringArray2, valuesOf({valueOfType(VT_DISPATCH)}), runtimeError(13), L"none");
+  EXPECT_TRUE(lastError().source.ends_with(L"Function StringArray2!ZSupport")) << lastError().source;
+}
+
+TEST_F(Arrays, OfNumbersAreJoined) {
+  struct {
+    SafeArray numbers;
+    const wchar_t* delimiter;
+    HRESULT result;
+    const wchar_t* text;
+  } cases[] = {{longsOf({1, -2, 30}), L",", S_OK, L"1,-2,30"},
+               {longsOf({1, LONG_MIN}, 1), L"; ", S_OK, L"1; -2147483648"},
+               {longsOf({5}, LONG_MAX), L",", S_OK, L"5"},
+               {longsOf({}), L",", S_OK, L""},
+               {SafeArray(), L",", runtimeError(9), L""},
+               {arrayOf(VT_I4, {{2, 0}, {2, 0}}), L",", runtimeError(9), L""},
+               {valuesOf({longValue(1)}), L",", runtimeError(13), L""}};
+  for (auto& [numbers, delimiter, result, expected] : cases) {
+    Text text;
+    EXPECT_EQ(result, support->JoinLongs(numbers.inout(), Text(delimiter).inout(), text.inout())) << expected;
+    EXPECT_EQ(expected, text.view());
+  }
+}
+
+TEST_F(Arrays, InParallelGrowBothOrNeither) {
+  SafeArray names = arrayOf(VT_BSTR, {{1, 0}}), values = arrayOf(VT_VARIANT, {{5, 0}});
+  EXPECT_EQ(S_OK, addPair(names, values, L"first", longValue(1)));
+  EXPECT_EQ(L"0..4: 1|||||", contentOf<VARIANT>(values.get())) << "into the empty slot";
+  EXPECT_EQ(S_OK, addPair(names, values, L"second", textValue(word)));
+  EXPECT_EQ(L"0..1: first|second|", contentOf(names.get()));
+  EXPECT_EQ(L"0..1: 1|word|", contentOf<VARIANT>(values.get()));
+
+  SafeArray none, shifted = valuesOf({longValue(1)}, -1), wrong = longsOf({1}), two = valuesOf({longValue(1)});
+  SafeArray empty = arrayOf(VT_BSTR, {{1, 0}}), numbers = valuesOf({longValue(1), longValue(2)}, -1);
+  const struct {
+    SafeArray &names, &values;
+    LONG number;
+  } refused[] = {{none, values, 9},   {names, none, 9},   {names, shifted, 9}, {empty, shifted, 9},
+                 {names, numbers, 9}, {names, wrong, 13}, {values, names, 13}};
+  for (const auto& [left, right, number] : refused) {
+    EXPECT_EQ(runtimeError(number), addPair(left, right, L"x", longValue(1))) << &left - &names;
+    EXPECT_EQ(L"0..1: first|second|", contentOf(names.get()));
+    EXPECT_EQ(L"0..0: |", contentOf(empty.get()));
+  }
+  for (SAFEARRAY* const locked : {names.get(), values.get()}) {
+    SafeArrayLock(locked);
+    EXPECT_EQ(runtimeError(10), addPair(names, values, L"x", longValue(1)));
+    SafeArrayUnlock(locked);
+    EXPECT_EQ(L"0..1: first|second|", contentOf(names.get()));
+    EXPECT_EQ(L"0..1: 1|word|", contentOf<VARIANT>(values.get()));
+  }
+}
+
+TEST_F(Arrays, ShowTheirDescriptors) {
+  SafeArray array = arrayOf(VT_I4, {{2, 5}, {3, -1}}), none, bounds;
+  SafeArrayLock(array.get());
+  const auto addressOf = [](SafeArray& variable) { return reinterpret_cast<LONG>(variable.inout()); };
+  ArrayHeader1D header{};
+  EXPECT_EQ(S_OK, support->ArrayDescriptor1D(addressOf(array), &header));
+  EXPECT_EQ(0, memcmp(&header, array.get(), sizeof header));
+  EXPECT_EQ(1, header.cLocks);
+  EXPECT_EQ(3, header.cElements);
+  SHORT dimensions = 7;
+  EXPECT_EQ(S_OK, support->ArrayBounds(addressOf(array), bounds.inout(), &dimensions));
+  EXPECT_EQ(2, dimensions);
+  ASSERT_TRUE(bounds);
+  const auto* const found = static_cast<SAFEARRAYBOUND*>(bounds.get()->pvData);
+  EXPECT_EQ(0, memcmp(found, array.get()->rgsabound, 16)) << "in the order of storage";
+  SafeArrayUnlock(array.get());
+
+  SafeArrayLock(bounds.get());
+  EXPECT_EQ(runtimeError(10), support->ArrayBounds(addressOf(none), bounds.inout(), &dimensions));
+  SafeArrayUnlock(bounds.get());
+  EXPECT_EQ(S_OK, support->ArrayBounds(addressOf(none), bounds.inout(), &dimensions));
+  EXPECT_EQ(0, dimensions);
+  EXPECT_FALSE(bounds);
+  EXPECT_EQ(runtimeError(13), support->ArrayBounds(addressOf(array), array.inout(), &dimensions));
+  EXPECT_EQ(S_OK, support->ArrayDescriptor1D(addressOf(none), &header));
+  EXPECT_EQ(0, header.cDims + header.cbElements + header.pvData + header.cElements);
+  LONG nonsense = 12;
+  for (const LONG address : {0L, -1L, 16L, reinterpret_cast<LONG>(&nonsense)}) {
+    EXPECT_EQ(runtimeError(5), support->ArrayDescriptor1D(address, &header)) << address;
+    EXPECT_EQ(runtimeError(5), support->ArrayBounds(address, bounds.inout(), &dimensions)) << address;
+  }
+}
+
+// Every form in which a late-bound caller has an array.
+TEST_F(Arrays, TravelThroughLateBinding) {
+  Call outcome{};
+  const auto invoke = [&](const wchar_t* member, std::vector<VARIANT> arguments) {
+    call(outcome, support.get(), idOf(support.get(), member), DISPATCH_METHOD, std::move(arguments));
+    return outcome.result;
+  };
+  const auto inVariant = [](VARTYPE type, SafeArray& array) {
+    VARIANT v = valueOfType(VT_ARRAY | type);
+    V_ARRAY(&v) = array.get();
+    return v;
+  };
+  const Text three(L"3");
+  SafeArray longs = longsOf({1, 2}, 1), mixed = valuesOf({longValue(1), doubleValue(2), textValue(three)});
+  VARIANT own = inVariant(VT_I4, longs), other = inVariant(VT_VARIANT, mixed);
+  const std::pair<VARIANT, const wchar_t*> forms[] = {{own, L"1,2"},
+                                                      {reference(VT_ARRAY | VT_I4, longs.inout()), L"1,2"},
+                                                      {reference(VT_VARIANT, &own), L"1,2"},
+                                                      {other, L"1,2,3"},
+                                                      {reference(VT_ARRAY | VT_VARIANT, mixed.inout()), L"1,2,3"},
+                                                      {reference(VT_VARIANT, &other), L"1,2,3"}};
+  for (const auto& [form, text] : forms) {
+    EXPECT_EQ(S_OK, invoke(L"JoinLongs", {form})) << V_VT(&form);
+    EXPECT_STREQ(text, V_BSTR(&outcome.value.get()));
+  }
+  EXPECT_EQ(L"0..2: 1|2|3|", contentOf<VARIANT>(mixed.get())) << "left as it was";
+  VARIANT empty = valueOfType(VT_EMPTY);
+  SafeArray words = valuesOf({textValue(word)});
+  for (const VARIANT& wrong : {longValue(1), textValue(word), reference(VT_VARIANT, &empty),
+                               reference(VT_ARRAY | VT_I4, nullptr), inVariant(VT_VARIANT, words)}) {
+    EXPECT_EQ(DISP_E_TYPEMISMATCH, invoke(L"JoinLongs", {wrong})) << V_VT(&wrong);
+  }
+
+  // A script's arrays hold values of any kind; what is added reaches them, and only that changes.
+  Variant names, values;
+  V_VT(names.operator->()) = V_VT(values.operator->()) = VT_ARRAY | VT_VARIANT;
+  V_ARRAY(names.operator->()) = valuesOf({longValue(7)}).detach();
+  V_ARRAY(values.operator->()) = valuesOf({longValue(70)}).detach();
+  const std::vector<VARIANT> pair = {reference(VT_VARIANT, names.operator->()),
+                                     reference(VT_VARIANT, values.operator->()), textValue(word), longValue(71)};
+  EXPECT_EQ(S_OK, invoke(L"AddSVParameter", pair));
+  EXPECT_EQ(L"0..1: 7|word|", contentOf<VARIANT>(V_ARRAY(&names.get())));
+  EXPECT_EQ(VT_I4, V_VT(static_cast<VARIANT*>(V_ARRAY(&names.get())->pvData)));
+  EXPECT_EQ(L"0..1: 70|71|", contentOf<VARIANT>(V_ARRAY(&values.get())));
+  for (const Variant* const locked : {&names, &values}) {
+    SafeArrayLock(V_ARRAY(&locked->get()));
+    EXPECT_EQ(DISP_E_EXCEPTION, invoke(L"AddSVParameter", pair));
+    EXPECT_EQ(runtimeError(10), outcome.number);
+    SafeArrayUnlock(V_ARRAY(&locked->get()));
+    EXPECT_EQ(L"0..1: 7|word|", contentOf<VARIANT>(V_ARRAY(&names.get())));
+    EXPECT_EQ(L"0..1: 70|71|", contentOf<VARIANT>(V_ARRAY(&values.get())));
+  }
+
+  Variant bounds;
+  const VARIANT address = longValue(reinterpret_cast<LONG>(longs.inout()));
+  EXPECT_EQ(S_OK, invoke(L"ArrayBounds", {address, reference(VT_VARIANT, bounds.operator->())}));
+  EXPECT_EQ(VT_I2, V_VT(&outcome.value.get()));
+  EXPECT_EQ(VT_ARRAY | VT_RECORD, V_VT(&bounds.get()));
+  EXPECT_EQ(S_OK, invoke(L"ArrayDescriptor", {address}));
+  ASSERT_EQ(VT_RECORD, V_VT(&outcome.value.get()));
+  EXPECT_EQ(0, memcmp(V_RECORD(&outcome.value.get()), longs.get(), sizeof(ArrayHeader)));
+}
+
+}  // namespace
