@@ -1,6 +1,7 @@
 // Arrays: as texts, as parallel pairs that grow, their descriptors, and their way through late binding.
 #include "automation/safe_array.h"
 #include "support/late_call.h"
+#include "support/test_source.h"
 
 namespace {
 
@@ -41,11 +42,8 @@ std::wstring contentOf(SAFEARRAY* array) {
   return text;
 }
 
-class Arrays : public testing::Test {
+class Arrays : public SupportTest {
  protected:
-  Arrays() {
-    EXPECT_EQ(runtimeError(381), newCollection()->RemoveByIndex(7));  // errors are raised from here on
-  }
   using Member = HRESULT (STDMETHODCALLTYPE _GZSupport::*)(SAFEARRAY**, SAFEARRAY**);
   void expectTexts(Member member, SafeArray values, HRESULT result, const std::wstring& expected) {
     SafeArray texts;
@@ -56,7 +54,6 @@ class Arrays : public testing::Test {
     return support->AddSVParameter(names.inout(), values.inout(), Text(name).inout(), &value);
   }
 
-  const ComPtr<_GZSupport> support = newSupport();
   const Text word = Text(L"word");
 };
 
@@ -65,10 +62,10 @@ TEST_F(Arrays, BecomeTexts) {
   V_BOOL(&yes) = VARIANT_TRUE;
   V_ERROR(&error) = static_cast<SCODE>(0x800A07FA);
   const std::vector<VARIANT> plain = {longValue(-7), yes, textValue(word), valueOfType(VT_EMPTY)};
-  const std::vector<VARIANT> odd = {valueOfType(VT_NULL), error, longValue(1)};
+  const std::vector<VARIANT> odd = {valueOfType(VT_NULL), error, longValue(1), reference(VT_I4, nullptr)};
   for (const LONG lower : {0, 1, -5}) {
     expectTexts(&_GZSupport::StringArray, valuesOf(plain, lower), S_OK, L"0..3: -7|True|word||");
-    expectTexts(&_GZSupport::StringArray, valuesOf(odd, lower), S_OK, L"0..2: ||1|");
+    expectTexts(&_GZSupport::StringArray, valuesOf(odd, lower), S_OK, L"0..3: ||1||");
   }
   expectTexts(&_GZSupport::StringArray, SafeArray(), S_OK, L"0..-1: ");
   expectTexts(&_GZSupport::StringArray, arrayOf(VT_VARIANT, {{2, 0}, {3, 0}}), S_OK, L"0..2: |||");
@@ -115,12 +112,14 @@ TEST_F(Arrays, InParallelGrowBothOrNeither) {
   EXPECT_EQ(L"0..1: 1|word|", contentOf<VARIANT>(values.get()));
 
   SafeArray none, shifted = valuesOf({longValue(1)}, -1), wrong = longsOf({1}), two = valuesOf({longValue(1)});
+  SafeArray beyond = arrayOf(VT_BSTR, {{0, LONG_MIN}}),
+            vector = SafeArray::attach(SafeArrayCreateVector(VT_VARIANT, 0, 2));
   SafeArray empty = arrayOf(VT_BSTR, {{1, 0}}), numbers = valuesOf({longValue(1), longValue(2)}, -1);
   const struct {
     SafeArray &names, &values;
     LONG number;
-  } refused[] = {{none, values, 9},   {names, none, 9},   {names, shifted, 9}, {empty, shifted, 9},
-                 {names, numbers, 9}, {names, wrong, 13}, {values, names, 13}};
+  } refused[] = {{none, values, 9},  {names, none, 9},    {names, shifted, 9}, {empty, shifted, 9}, {names, numbers, 9},
+                 {names, wrong, 13}, {beyond, values, 9}, {names, vector, 10}, {values, names, 13}};
   for (const auto& [left, right, number] : refused) {
     EXPECT_EQ(runtimeError(number), addPair(left, right, L"x", longValue(1))) << &left - &names;
     EXPECT_EQ(L"0..1: first|second|", contentOf(names.get()));
@@ -133,6 +132,16 @@ TEST_F(Arrays, InParallelGrowBothOrNeither) {
     EXPECT_EQ(L"0..1: first|second|", contentOf(names.get()));
     EXPECT_EQ(L"0..1: 1|word|", contentOf<VARIANT>(values.get()));
   }
+
+  // A value that there is no room for any more goes when all is done.
+  std::wstring seen;
+  auto item = TestSource::make({.onDestroy = [&] { seen = contentOf(names.get()); }});
+  VARIANT object = objectValue(item.get());
+  SafeArray more = valuesOf({longValue(1), longValue(2), longValue(3), object});
+  item.reset();
+  EXPECT_EQ(S_OK, addPair(names, more, L"third", longValue(33)));
+  EXPECT_EQ(L"0..2: first|second|third|", seen);
+  EXPECT_EQ(L"0..2: 1|2|33|", contentOf<VARIANT>(more.get()));
 }
 
 TEST_F(Arrays, ShowTheirDescriptors) {
@@ -221,11 +230,15 @@ TEST_F(Arrays, TravelThroughLateBinding) {
     EXPECT_EQ(L"0..1: 70|71|", contentOf<VARIANT>(V_ARRAY(&values.get())));
   }
 
-  Variant bounds;
+  Variant bounds, undimensioned;
+  V_VT(undimensioned.operator->()) = VT_ARRAY | VT_VARIANT;
+  V_ARRAY(undimensioned.operator->()) = nullptr;
   const VARIANT address = longValue(reinterpret_cast<LONG>(longs.inout()));
-  EXPECT_EQ(S_OK, invoke(L"ArrayBounds", {address, reference(VT_VARIANT, bounds.operator->())}));
-  EXPECT_EQ(VT_I2, V_VT(&outcome.value.get()));
-  EXPECT_EQ(VT_ARRAY | VT_RECORD, V_VT(&bounds.get()));
+  for (Variant* const variable : {&bounds, &undimensioned}) {
+    EXPECT_EQ(S_OK, invoke(L"ArrayBounds", {address, reference(VT_VARIANT, variable->operator->())}));
+    EXPECT_EQ(VT_I2, V_VT(&outcome.value.get()));
+    EXPECT_EQ(VT_ARRAY | VT_RECORD, V_VT(&variable->get()));
+  }
   EXPECT_EQ(S_OK, invoke(L"ArrayDescriptor", {address}));
   ASSERT_EQ(VT_RECORD, V_VT(&outcome.value.get()));
   EXPECT_EQ(0, memcmp(V_RECORD(&outcome.value.get()), longs.get(), sizeof(ArrayHeader)));

@@ -297,7 +297,7 @@ void expectSame(const MemberTable& table) {
         EXPECT_EQ(preset.type, V_VT(&value));
         const bool isText = preset.type == VT_BSTR;
         EXPECT_EQ(isText ? preset.text : L"", isText ? viewOf(V_BSTR(&value)) : L"");
-        EXPECT_EQ(preset.number, isText ? 0 : V_BOOL(&value));
+        EXPECT_EQ(preset.number, isText ? 0 : preset.type == VT_BOOL ? V_BOOL(&value) : V_I4(&value));
       }
     }
     info->ReleaseFuncDesc(function);

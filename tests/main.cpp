@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 #include <objbase.h>
+#include <string_view>
 #include <vector>
+
+#include "support/neighbour.h"
 
 namespace {
 
@@ -19,6 +22,7 @@ class HeapValidator final : public testing::EmptyTestEventListener {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc == 2 && std::string_view(argv[1]) == "neighbour") return runNeighbour();
   testing::InitGoogleTest(&argc, argv);
   testing::UnitTest::GetInstance()->listeners().Append(new HeapValidator);
   CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);

@@ -3,13 +3,7 @@
 
 namespace {
 
-class Names : public testing::Test {
- protected:
-  Names() {
-    EXPECT_EQ(runtimeError(381), newCollection()->RemoveByIndex(7));  // errors are raised from here on
-  }
-  const ComPtr<_GZSupport> support = newSupport();
-};
+using Names = SupportTest;
 
 TEST_F(Names, OfPathsLoseWhatAPathCannotHold) {
   const std::pair<std::wstring, std::wstring> cases[] = {{L"", L""},

@@ -7,13 +7,7 @@
 
 namespace {
 
-class Values : public testing::Test {
- protected:
-  Values() {
-    EXPECT_EQ(runtimeError(381), newCollection()->RemoveByIndex(7));  // errors are raised from here on
-  }
-  const ComPtr<_GZSupport> support = newSupport();
-};
+using Values = SupportTest;
 
 VARIANT dateValue(DATE date) {
   VARIANT v = doubleValue(date);

@@ -3,9 +3,8 @@
 
 widl stores the default value of a parameter correctly only when the parameter is a value. So
 ZSupport.idl declares reference parameters with defaults by value but [in, out], which no real
-by-value parameter is, and this step changes their type word to "pointer to that type". The file
-is edited in place and no segment changes its size: the pointer type must already be described in
-the library, because some other parameter uses it without a default.
+by-value parameter is, and this step changes their type word to "pointer to that type". A pointer
+type that nothing else in the library describes is appended to the segment of type descriptions.
 
 usage: restore_references.py LIBRARY.tlb
 """
@@ -17,12 +16,14 @@ HEADER_SIZE = 0x54
 TYPEINFO_COUNT_OFFSET = 0x20
 VARFLAGS_OFFSET = 0x14
 HELP_DLL_FLAG = 0x100
-SEGMENT_SIZE = 16
+SEGMENT_SIZE, SEGMENT_COUNT = 16, 15
 TYPEINFO_SEGMENT, TYPEDESC_SEGMENT = 0, 9
 TYPEINFO_SIZE = 100
 TYPEDESC_SIZE = 8  # of a TYPEDESC as 32-bit clients see it, too
 PARAMETER_SIZE = 12
+BASE_TYPE = 0x80000000  # in a type word; others are offsets of type descriptions
 VT_PTR = 26
+POINTER_TO_BASE_TYPE, POINTER_TO_OTHER = 0x4000, 0x7FFF  # what stands behind VT_PTR
 PARAMFLAG_FOUT = 2
 
 
@@ -32,14 +33,14 @@ class Library:
         if data[:4] != b"MSFT":
             raise SystemExit("not a type library in MSFT format")
         count = self.word(TYPEINFO_COUNT_OFFSET)
-        directory = HEADER_SIZE + 4 * count
+        self.directory = HEADER_SIZE + 4 * count
         if self.word(VARFLAGS_OFFSET) & HELP_DLL_FLAG:
-            directory += 4
-        self.segments = [
-            (self.word(directory + SEGMENT_SIZE * i), self.word(directory + SEGMENT_SIZE * i + 4))
-            for i in range(15)
-        ]
-        self.typeinfos = [self.segments[TYPEINFO_SEGMENT][0] + TYPEINFO_SIZE * i for i in range(count)]
+            self.directory += 4
+        self.typeinfos = [self.segment(TYPEINFO_SEGMENT)[0] + TYPEINFO_SIZE * i for i in range(count)]
+
+    def segment(self, index):
+        """Offset and length."""
+        return struct.unpack_from("<iI", self.data, self.directory + SEGMENT_SIZE * index)
 
     def word(self, offset):
         return struct.unpack_from("<I", self.data, offset)[0]
@@ -58,31 +59,54 @@ class Library:
 
     def pointer_to(self, type_word):
         """Offset, in the type description segment, of "pointer to type_word"."""
-        start, length = self.segments[TYPEDESC_SEGMENT]
+        start, length = self.segment(TYPEDESC_SEGMENT)
         for offset in range(start, start + length, TYPEDESC_SIZE):
             if self.half(offset) == VT_PTR and self.word(offset + 4) == type_word:
                 return offset - start
-        raise SystemExit(f"no parameter without a default is a reference to type {type_word:#x}")
+        kind = POINTER_TO_BASE_TYPE | type_word & 0xFFF if type_word & BASE_TYPE else POINTER_TO_OTHER
+        self.append_type_description(struct.pack("<HHI", VT_PTR, kind, type_word))
+        return length
+
+    def append_type_description(self, description):
+        start, length = self.segment(TYPEDESC_SEGMENT)
+        end = start + length
+        struct.pack_into("<I", self.data, self.directory + SEGMENT_SIZE * TYPEDESC_SEGMENT + 4,
+                         length + len(description))
+        for index in range(SEGMENT_COUNT):
+            if self.segment(index)[0] >= end:
+                self.move(self.directory + SEGMENT_SIZE * index, len(description))
+        for typeinfo in self.typeinfos:
+            if self.word(typeinfo + 4) >= end:
+                self.move(typeinfo + 4, len(description))
+        self.data[end:end] = description
+
+    def move(self, place, distance):
+        struct.pack_into("<I", self.data, place, self.word(place) + distance)
 
     def restore(self):
-        restored = 0
+        # Pointer types first: describing one may move the functions.
+        for type_word in sorted({self.word(place) for _, place in self.values_to_restore()}):
+            self.pointer_to(type_word)
+        values = list(self.values_to_restore())
+        for member, parameter in values:
+            struct.pack_into("<I", self.data, parameter, self.pointer_to(self.word(parameter)))
+            described_size = self.half(member + 14) + TYPEDESC_SIZE
+            struct.pack_into("<H", self.data, member + 14, described_size)
+        return len(values)
+
+    def values_to_restore(self):
+        """Offsets of by-value [in, out] parameters, each behind that of its function record."""
         for member, size in self.functions():
             count = self.half(member + 20)
             for i in range(count):
                 parameter = member + size - PARAMETER_SIZE * (count - i)
-                type_word = self.word(parameter)
-                if not self.word(parameter + 8) & PARAMFLAG_FOUT or not self.is_value(type_word):
-                    continue
-                struct.pack_into("<I", self.data, parameter, self.pointer_to(type_word))
-                described_size = self.half(member + 14) + TYPEDESC_SIZE
-                struct.pack_into("<H", self.data, member + 14, described_size)
-                restored += 1
-        return restored
+                if self.word(parameter + 8) & PARAMFLAG_FOUT and self.is_value(self.word(parameter)):
+                    yield member, parameter
 
     def is_value(self, type_word):
-        if type_word & 0x80000000:
+        if type_word & BASE_TYPE:
             return True
-        return self.half(self.segments[TYPEDESC_SEGMENT][0] + type_word) != VT_PTR
+        return self.half(self.segment(TYPEDESC_SEGMENT)[0] + type_word) != VT_PTR
 
 
 def main(path):

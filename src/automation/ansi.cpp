@@ -10,6 +10,13 @@ namespace {
 // another file. (UTF-8 as the code page lacks nothing, and takes no flags.)
 DWORD conversionFlags() { return GetACP() == CP_UTF8 ? 0 : WC_NO_BEST_FIT_CHARS; }
 
+int codeOf(wchar_t character, DWORD flags) {
+  unsigned char bytes[4] = {};
+  const int count = WideCharToMultiByte(
+      CP_ACP, flags, &character, 1, reinterpret_cast<char*>(bytes), sizeof bytes, nullptr, nullptr);
+  return count == 2 ? static_cast<SHORT>(bytes[0] << 8 | bytes[1]) : bytes[0];
+}
+
 }  // namespace
 
 std::string toAnsi(std::wstring_view text) {
@@ -30,12 +37,8 @@ std::wstring fromAnsi(std::string_view text) {
   return wide;
 }
 
-int ansiCode(wchar_t character) {
-  unsigned char bytes[4] = {};
-  const int count =
-      WideCharToMultiByte(CP_ACP, conversionFlags(), &character, 1, reinterpret_cast<char*>(bytes),
-                          sizeof bytes, nullptr, nullptr);
-  return count == 2 ? static_cast<SHORT>(bytes[0] << 8 | bytes[1]) : bytes[0];
-}
+int ansiCode(wchar_t character) { return codeOf(character, conversionFlags()); }
+
+int nearestAnsiCode(wchar_t character) { return codeOf(character, 0); }
 
 }  // namespace zsupport

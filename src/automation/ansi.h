@@ -13,5 +13,8 @@ std::wstring fromAnsi(std::string_view text);
 
 // The code of a character, as the run-time gives it: two bytes make a signed 16-bit number.
 int ansiCode(wchar_t character);
+// For marks that are read, not files that are named: the code of the nearest character that the
+// code page has (\u00df for the Greek \u03b2).
+int nearestAnsiCode(wchar_t character);
 
 }  // namespace zsupport

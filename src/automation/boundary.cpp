@@ -41,8 +41,7 @@ HRESULT reportToCaller(REFIID interfaceId) noexcept {
 
 void checkCall(HRESULT result) {
   if (SUCCEEDED(result)) return;
-  const bool isRuntime = HRESULT_FACILITY(result) == FACILITY_CONTROL;
-  Error error = makeError(isRuntime ? HRESULT_CODE(result) : result);
+  Error error = makeError(runtimeNumberOf(result));
   const auto info = obtain<IErrorInfo>([](IErrorInfo** out) { return GetErrorInfo(0, out); });
   if (info) {
     Text source, description, helpFile;

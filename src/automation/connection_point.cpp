@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <new>
 
+#include "automation/foreign_object.h"
 #include "automation/snapshot_enumerator.h"
 
 namespace zsupport {
@@ -28,16 +29,6 @@ using PointEnumerator = SnapshotEnumerator<IEnumConnectionPoints, ComPtr<IConnec
                                            IConnectionPoint*, givePoint>;
 using ConnectionEnumerator =
     SnapshotEnumerator<IEnumConnections, Connection, CONNECTDATA, giveConnection>;
-
-// Handlers describe their failures in texts that the caller of Invoke has to free.
-struct HandlerFailure : EXCEPINFO {
-  HandlerFailure() : EXCEPINFO{} {}
-  ~HandlerFailure() {
-    SysFreeString(bstrSource);
-    SysFreeString(bstrDescription);
-    SysFreeString(bstrHelpFile);
-  }
-};
 
 }  // namespace
 
@@ -75,7 +66,7 @@ void ConnectionPoint::fire(DISPID event, std::span<const VARIANTARG> arguments) 
     // A copy each, so that a client that scribbles on its arguments spoils only its own.
     own.assign(arguments.begin(), arguments.end());
     DISPPARAMS parameters = {own.data(), nullptr, static_cast<UINT>(own.size()), 0};
-    HandlerFailure failure;
+    CallFailure failure;  // of the handler: its own business
     UINT badArgument = 0;
     client.sink->Invoke(event, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, nullptr,
                         &failure, &badArgument);

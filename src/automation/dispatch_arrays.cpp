@@ -42,119 +42,96 @@ SafeArray converted(SAFEARRAY& source, VARTYPE from, VARTYPE to, LCID locale) {
   return result;
 }
 
-bool isUnchanged(const VARIANT& before, const VARIANT& after) {
-  return typeOf(before) == (VT_BSTR | VT_BYREF) &&
-         viewOf(*V_BSTRREF(&before)) == viewOf(*V_BSTRREF(&after));
+// Whether an element of a script's array already says what a text says, in whatever form.
+bool says(const VARIANT& element, const VARIANT& text, LCID locale) {
+  Variant converted;
+  if (typeOf(text) != (VT_BSTR | VT_BYREF)) return false;
+  const VARIANT& own = *V_VARIANTREF(&element);
+  const bool isText = typeOf(own) == VT_BSTR;
+  if (!isText && FAILED(convertTo(*converted.operator->(), own, VT_BSTR, locale))) return false;
+  return viewOf(V_BSTR(isText ? &own : &converted.get())) == viewOf(*V_BSTRREF(&text));
 }
 
-// What a method changed in the converted array, back into the array that it was made from.
-void storeChanges(SAFEARRAY& target, SAFEARRAY& before, SAFEARRAY& after, VARTYPE element,
-                  LCID locale) {
-  if (after.cDims == 1 && after.rgsabound[0].cElements != target.rgsabound[0].cElements) {
-    require(SafeArrayRedim(&target, &after.rgsabound[0]));
+// What a method changed in the copy, back into the array of VARIANT that it was made from.
+void storeChanges(SAFEARRAY& target, SAFEARRAY& copy, VARTYPE element, LCID locale) {
+  if (target.cDims == 1 && target.rgsabound[0].cElements < copy.rgsabound[0].cElements) {
+    require(SafeArrayRedim(&target, &copy.rgsabound[0]));
   }
-  const VARTYPE own = elementTypeOf(target);
-  const ArrayLock places(&target), old(&before), fresh(&after);
+  const ArrayLock places(&target), fresh(&copy);
   for (size_t i = 0; i < std::min(places.size(), fresh.size()); ++i) {
-    const VARIANT value = elementAt(fresh, element, i);
-    if (i < old.size() && isUnchanged(elementAt(old, element, i), value)) continue;
-    storeElement(elementAt(places, own, i), value, locale);
+    const VARIANT place = elementAt(places, VT_VARIANT, i), value = elementAt(fresh, element, i);
+    if (!says(place, value, locale)) storeElement(place, value, locale);
   }
 }
 
 }  // namespace
-
-ArrayArgument::~ArrayArgument() { putBack(); }
 
 HRESULT ArrayArgument::load(const VARIANT* argument, const Default*, LCID locale) {
   if (!argument) return DISP_E_PARAMNOTOPTIONAL;
   const VARIANT* const variable = variableOf(argument);
   if (!variable) return DISP_E_TYPEMISMATCH;
   const VARTYPE type = typeOf(*variable);
-  const bool isInVariable = variable != argument;
-  if ((type & VT_BYREF) && !V_BYREF(variable)) return DISP_E_TYPEMISMATCH;
-  if (type == (wanted() | VT_BYREF)) {
+  if (type & VT_BYREF) {
     place_ = V_ARRAYREF(variable);
-    return S_OK;
+    if (!place_) return DISP_E_TYPEMISMATCH;
+  } else if (variable != argument) {
+    variable_ = const_cast<VARIANT*>(variable);
   }
-  if (type == wanted()) return loadOwn(*variable, isInVariable);
-  if (type & VT_ARRAY) return loadOther(*variable, isInVariable, locale);
+  if ((type & ~VT_BYREF) == wanted()) return place_ || variable_ ? S_OK : loadValue(*variable);
+  if (type & VT_ARRAY) return loadOther(*variable, locale);
   // An empty variable gets the array that the method makes.
-  if (type != VT_EMPTY || !isInVariable || use_ != ArrayUse::kChange) return DISP_E_TYPEMISMATCH;
-  variable_ = const_cast<VARIANT*>(variable);
+  return type == VT_EMPTY && variable_ && use_ == ArrayUse::kChange ? S_OK : DISP_E_TYPEMISMATCH;
+}
+
+// The array in a mere value is the caller's: nothing may change it.
+HRESULT ArrayArgument::loadValue(const VARIANT& value) {
+  if (use_ == ArrayUse::kChange) return SafeArrayCopy(V_ARRAY(&value), own_.inout());
+  place_ = &V_ARRAY(const_cast<VARIANT*>(&value));
   return S_OK;
 }
 
-HRESULT ArrayArgument::loadOwn(const VARIANT& variable, bool isInVariable) {
-  if (!isInVariable) {
-    if (use_ == ArrayUse::kChange) return SafeArrayCopy(V_ARRAY(&variable), own_.inout());
-    place_ = &V_ARRAY(const_cast<VARIANT*>(&variable));
-  } else if (use_ == ArrayUse::kChange) {
-    take(variable);
-  } else {
-    variable_ = const_cast<VARIANT*>(&variable);
-  }
-  return S_OK;
-}
-
-HRESULT ArrayArgument::loadOther(const VARIANT& variable, bool isInVariable, LCID locale) {
+HRESULT ArrayArgument::loadOther(const VARIANT& variable, LCID locale) {
   return atBoundary(IID_NULL, [&] {
-    const bool isReference = typeOf(variable) & VT_BYREF;
-    SAFEARRAY* const source = isReference ? *V_ARRAYREF(&variable) : V_ARRAY(&variable);
+    SAFEARRAY* const source = place_ ? *place_ : V_ARRAY(&variable);
+    const auto from = source ? elementTypeOf(*source) : static_cast<VARTYPE>(VT_VARIANT);
+    const bool isAlien = from == VT_EMPTY || from == VT_RECORD || element_ == VT_RECORD;
+    const bool canTakeChanges = use_ == ArrayUse::kRead || from == VT_VARIANT;
+    // A variable for an array that is not dimensioned yet may get one of another type.
+    if (!source && !place_) return;
+    if (isAlien || !canTakeChanges) throw makeError(DISP_E_TYPEMISMATCH);
+    isConverted_ = true;
     if (!source) return;
-    const VARTYPE from = elementTypeOf(*source);
-    if (from == VT_EMPTY || from == VT_RECORD || element_ == VT_RECORD) {
-      throw makeError(DISP_E_TYPEMISMATCH);
-    }
     own_ = converted(*source, from, element_, locale);
-    if (use_ == ArrayUse::kRead) return;
-    require(SafeArrayCopy(own_.get(), before_.inout()));
     // What cannot grow must not seem to.
     if (!isResizable(*source)) own_.get()->fFeatures |= FADF_FIXEDSIZE;
-    if (isReference) {
-      place_ = V_ARRAYREF(&variable);
-    } else if (isInVariable) {
-      take(variable);
-    }
   });
 }
 
-void ArrayArgument::take(const VARIANT& variable) {
-  variable_ = const_cast<VARIANT*>(&variable);
-  takenType_ = typeOf(variable);
-  *taken_.inout() = V_ARRAY(&variable);
-  V_VT(variable_) = VT_EMPTY;
-}
-
-void ArrayArgument::putBack() {
-  if (takenType_ == VT_EMPTY) return;
-  VariantClear(variable_);
-  V_VT(variable_) = std::exchange(takenType_, static_cast<VARTYPE>(VT_EMPTY));
-  V_ARRAY(variable_) = taken_.detach();
-}
-
-// Nothing runs between this and the method, which locks what it reads.
+// Nothing runs between this and the method.
 SAFEARRAY** ArrayArgument::pass() {
-  if (own_) return own_.inout();
+  if (isConverted_ || own_) return own_.inout();
   if (place_) return place_;
-  if (takenType_ == wanted()) return taken_.inout();
-  if (variable_ && typeOf(*variable_) == wanted()) return &V_ARRAY(variable_);
-  return own_.inout();
+  return typeOf(*variable_) == wanted() ? &V_ARRAY(variable_) : own_.inout();
+}
+
+// The caller's array from which the copy was made, or what is there by now.
+SAFEARRAY* ArrayArgument::target() const {
+  if (place_) return *place_;
+  constexpr VARTYPE kScriptArray = VT_ARRAY | VT_VARIANT;
+  return variable_ && typeOf(*variable_) == kScriptArray ? V_ARRAY(variable_) : nullptr;
 }
 
 HRESULT ArrayArgument::store(LCID locale) {
-  if (use_ == ArrayUse::kRead) return S_OK;
+  if (use_ == ArrayUse::kRead || !own_) return S_OK;
   return atBoundary(IID_NULL, [&] {
-    if (before_ && own_) {
-      own_.get()->fFeatures &= static_cast<USHORT>(~FADF_FIXEDSIZE);
-      SAFEARRAY* const target = place_ ? *place_ : taken_.get();
-      if (target) storeChanges(*target, *before_.get(), *own_.get(), element_, locale);
-    } else if (own_ && variable_) {
+    if (isConverted_) {
+      SAFEARRAY* const changed = target();
+      if (changed) storeChanges(*changed, *own_.get(), element_, locale);
+    } else if (variable_) {
       VariantClear(variable_);
       V_VT(variable_) = wanted();
       V_ARRAY(variable_) = own_.detach();
     }
-    putBack();
   });
 }
 

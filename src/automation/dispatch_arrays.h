@@ -1,10 +1,9 @@
 // How an array travels from a late-bound caller to a method that takes one by reference, and back.
 //
-// An array of the right elements is not copied. One in a script's variable belongs to the call
-// while a method may change it: the variable is empty meanwhile, so that foreign code that runs in
-// the midst of the call cannot free what is at work. An array of other elements (script engines
-// know only arrays of VARIANT) is converted, and what the method changed goes back into the
-// caller's array, in that array's own form.
+// An array of the right elements is handed out where it is; a method that lets foreign code run
+// locks it meanwhile. An array of other elements is converted into a copy. When the method changes
+// arrays, only arrays of VARIANT are taken for others (script engines know nothing else), and what
+// it changed goes back into the caller's array, in that array's own form.
 #pragma once
 
 #include <windows.h>
@@ -25,7 +24,6 @@ class ArrayArgument {
   ArrayArgument(VARTYPE element, ArrayUse use) : element_(element), use_(use) {}
   ArrayArgument(const ArrayArgument&) = delete;
   ArrayArgument& operator=(const ArrayArgument&) = delete;
-  ~ArrayArgument();
 
   HRESULT load(const VARIANT* argument, const Default*, LCID locale);
   SAFEARRAY** pass();
@@ -33,19 +31,16 @@ class ArrayArgument {
 
  private:
   VARTYPE wanted() const { return static_cast<VARTYPE>(VT_ARRAY | element_); }
-  HRESULT loadOwn(const VARIANT& variable, bool isInVariable);
-  HRESULT loadOther(const VARIANT& variable, bool isInVariable, LCID locale);
-  void take(const VARIANT& variable);
-  void putBack();
+  HRESULT loadValue(const VARIANT& value);
+  HRESULT loadOther(const VARIANT& variable, LCID locale);
+  SAFEARRAY* target() const;
 
   const VARTYPE element_;
   const ArrayUse use_;
   SAFEARRAY** place_ = nullptr;  // the caller's typed variable
-  VARIANT* variable_ = nullptr;  // the caller's VARIANT variable
-  VARTYPE takenType_ = VT_EMPTY;
-  SafeArray taken_;   // from that variable, until it is put back
-  SafeArray own_;     // what the method gets when it cannot get the caller's
-  SafeArray before_;  // own_ as it was before the call, where changes go back
+  VARIANT* variable_ = nullptr;  // the caller's VARIANT variable; foreign code may change it
+  bool isConverted_ = false;
+  SafeArray own_;  // what the method gets when it cannot get the caller's
 };
 
 }  // namespace dispatch_detail

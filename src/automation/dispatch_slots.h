@@ -28,6 +28,7 @@ struct Default {
 };
 inline constexpr Default kMissing = {VT_ERROR, DISP_E_PARAMNOTFOUND};
 inline constexpr Default defaultText(const wchar_t* text) { return {VT_BSTR, 0, text}; }
+inline constexpr Default defaultLong(LONG value) { return {VT_I4, value}; }
 inline constexpr Default defaultBoolean(bool value) {
   return {VT_BOOL, value ? VARIANT_TRUE : VARIANT_FALSE};
 }

@@ -30,6 +30,8 @@ constexpr StandardText kStandardTexts[] = {
     {runtime::kInvalidNull, L"Invalid use of Null"},
     {runtime::kInvalidArrayIndex, L"Invalid property array index"},
     {runtime::kSetNotPermitted, L"Set not permitted"},
+    {runtime::kCannotCreateObject, L"ActiveX component can't create object"},
+    {runtime::kNoSuchMember, L"Object doesn't support this property or method"},
     {runtime::kDuplicateKey, L"This key is already associated with an element of this collection"},
 };
 
@@ -40,27 +42,6 @@ std::wstring systemText(HRESULT result) {
                                 static_cast<DWORD>(std::size(buffer)), nullptr);
   while (length > 0 && (buffer[length - 1] == L'\n' || buffer[length - 1] == L'\r')) --length;
   return length > 0 ? std::wstring(buffer, length) : L"Automation error";
-}
-
-LONG runtimeNumber(HRESULT result) {
-  switch (result) {
-    case DISP_E_OVERFLOW:
-      return runtime::kOverflow;
-    case DISP_E_TYPEMISMATCH:
-    case DISP_E_BADVARTYPE:
-      return runtime::kTypeMismatch;
-    case DISP_E_BADINDEX:
-      return runtime::kSubscriptOutOfRange;
-    case DISP_E_ARRAYISLOCKED:
-      return runtime::kArrayLocked;
-    case E_OUTOFMEMORY:
-      return runtime::kOutOfMemory;
-    case E_INVALIDARG:
-    case E_POINTER:
-      return runtime::kInvalidCall;
-    default:
-      return result;
-  }
 }
 
 }  // namespace
@@ -76,8 +57,32 @@ Error makeError(LONG number, std::wstring source) {
   return {number, std::move(source), standardDescription(number), {}, 0};
 }
 
+LONG runtimeNumberOf(HRESULT failure) {
+  switch (failure) {
+    case DISP_E_OVERFLOW:
+      return runtime::kOverflow;
+    case DISP_E_TYPEMISMATCH:
+    case DISP_E_BADVARTYPE:
+      return runtime::kTypeMismatch;
+    case DISP_E_BADINDEX:
+      return runtime::kSubscriptOutOfRange;
+    case DISP_E_ARRAYISLOCKED:
+      return runtime::kArrayLocked;
+    case E_OUTOFMEMORY:
+      return runtime::kOutOfMemory;
+    case E_INVALIDARG:
+    case E_POINTER:
+      return runtime::kInvalidCall;
+    case DISP_E_MEMBERNOTFOUND:
+    case DISP_E_UNKNOWNNAME:
+      return runtime::kNoSuchMember;
+    default:
+      return HRESULT_FACILITY(failure) == FACILITY_CONTROL ? HRESULT_CODE(failure) : failure;
+  }
+}
+
 void checkPlatform(HRESULT result) {
-  if (FAILED(result)) throw makeError(runtimeNumber(result));
+  if (FAILED(result)) throw makeError(runtimeNumberOf(result));
 }
 
 Error fileError() {

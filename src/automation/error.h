@@ -24,6 +24,8 @@ inline constexpr LONG kPathNotFound = 76;
 inline constexpr LONG kInvalidNull = 94;
 inline constexpr LONG kInvalidArrayIndex = 381;
 inline constexpr LONG kSetNotPermitted = 387;
+inline constexpr LONG kCannotCreateObject = 429;
+inline constexpr LONG kNoSuchMember = 438;
 inline constexpr LONG kDuplicateKey = 457;
 }  // namespace runtime
 
@@ -44,8 +46,12 @@ std::wstring standardDescription(LONG number);
 // An error with the standard description of its number.
 Error makeError(LONG number, std::wstring source = kRuntimeSource);
 
+// The number under which a failure is told: the run-time's where it has one, else the HRESULT.
+LONG runtimeNumberOf(HRESULT failure);
+
 // Throws when a call of the platform failed, under the run-time number of the failure where it has
-// one (bad argument 5, overflow 6, out of memory 7, bad index 9, type mismatch 13).
+// one (bad argument 5, overflow 6, out of memory 7, bad index 9, locked array 10, type mismatch 13,
+// unknown member 438).
 void checkPlatform(HRESULT result);
 
 // Throws when a call of the registry or another status-returning function failed.

@@ -13,7 +13,8 @@ SafeArray SafeArray::attach(SAFEARRAY* owned) {
 }
 
 SafeArray SafeArray::vector(VARTYPE element, ULONG count) {
-  return attach(SafeArrayCreateVectorEx(element, 0, count, nullptr));
+  SAFEARRAYBOUND bound = {count, 0};
+  return attach(SafeArrayCreate(element, 1, &bound));
 }
 
 VARTYPE elementTypeOf(SAFEARRAY& array) {
@@ -25,8 +26,9 @@ VARTYPE elementTypeOf(SAFEARRAY& array) {
 }
 
 bool isResizable(const SAFEARRAY& array) {
+  constexpr USHORT kVector = 0x2000;  // descriptor and elements in one piece
   return array.cLocks == 0 &&
-         !(array.fFeatures & (FADF_FIXEDSIZE | FADF_STATIC | FADF_AUTO | FADF_EMBEDDED));
+         !(array.fFeatures & (FADF_FIXEDSIZE | FADF_STATIC | FADF_AUTO | FADF_EMBEDDED | kVector));
 }
 
 ArrayLock::ArrayLock(SAFEARRAY* array) : array_(array) {

@@ -30,7 +30,7 @@ class SafeArray {
 
   // Takes over what a call of the platform made; throws std::bad_alloc when it made none.
   static SafeArray attach(SAFEARRAY* owned);
-  // One dimension from 0 on.
+  // One dimension from 0 on. (Not what the platform calls a vector: those cannot be resized.)
   static SafeArray vector(VARTYPE element, ULONG count);
 
   SAFEARRAY* get() const { return array_; }
@@ -102,13 +102,18 @@ class VectorElements : public ArrayElements<T> {
     this->requireOneDimension();
   }
   LONG lower() const { return this->array()->rgsabound[0].lLbound; }
-  // One below lower() when there is no element.
+  // One below lower() when there is no element; error 6 when no Long can say it.
   LONG upper() const {
-    return static_cast<LONG>(int64_t{lower()} + static_cast<int64_t>(this->size()) - 1);
+    const int64_t upper = int64_t{lower()} + static_cast<int64_t>(this->size()) - 1;
+    if (upper < LONG_MIN || upper > LONG_MAX) throw makeError(runtime::kOverflow);
+    return static_cast<LONG>(upper);
   }
   T& at(LONG index) const {
-    if (index < lower() || index > upper()) throw makeError(runtime::kSubscriptOutOfRange);
-    return (*this)[static_cast<size_t>(int64_t{index} - lower())];
+    const int64_t position = int64_t{index} - lower();
+    if (position < 0 || position >= static_cast<int64_t>(this->size())) {
+      throw makeError(runtime::kSubscriptOutOfRange);
+    }
+    return (*this)[static_cast<size_t>(position)];
   }
 };
 

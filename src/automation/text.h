@@ -40,6 +40,12 @@ class Text {
   BSTR text_ = nullptr;
 };
 
+// Puts a text into a by-reference parameter.
+inline void assign(BSTR* place, std::wstring_view content) {
+  Text fresh(content);
+  std::swap(*place, *fresh.inout());
+}
+
 // Same text to a reader of the user's language, letter case ignored.
 inline bool sameTextIgnoringCase(BSTR a, BSTR b) {
   // VarBstrCmp wants real strings; a null BSTR is the empty one.

@@ -41,6 +41,20 @@ class Variant {
 
 inline VARTYPE typeOf(const VARIANT& value) { return V_VT(&value); }
 
+// Values that own nothing: a text must outlive its value.
+inline VARIANT valueOf(LONG number) {
+  VARIANT value;
+  V_VT(&value) = VT_I4;
+  V_I4(&value) = number;
+  return value;
+}
+inline VARIANT valueOf(BSTR text) {
+  VARIANT value;
+  V_VT(&value) = VT_BSTR;
+  V_BSTR(&value) = text;
+  return value;
+}
+
 // VariantCopyInd for values from anywhere: any depth of by-reference, and null references, which
 // give E_POINTER.
 HRESULT copyIndirect(VARIANT* target, const VARIANT& source);

@@ -1,7 +1,5 @@
 #include "frame/mdlErrorHandling.h"
 
-#include <exception>
-
 #include "automation/error.h"
 #include "automation/module.h"
 #include "frame/mdlSupport.h"
@@ -42,7 +40,7 @@ LONG HandleError(const wchar_t* ClassName, const wchar_t* ProcName, bool bInform
                  LONG lReserved) {
   ErrorReport report;
   LONG action = kNoAnswer;
-  const bool isError = std::current_exception() != nullptr;
+  const bool isError = !bInformation;
   if (isError) {
     report.error.number = runtime::kOutOfMemory;  // should there be no memory to tell the error
     ignoringErrors([&] { report.error = currentError(); });

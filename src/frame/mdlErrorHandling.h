@@ -16,8 +16,8 @@ struct Procedure {
 
 // Records the exception in flight with the thread's trace service. When the thread raises errors,
 // throws it again, labelled with this procedure; otherwise returns the trace service's action
-// code. Never fails in any other way. Outside of a handler it records an information, which is no
-// error and never raised.
+// code. Never fails in any other way. Call inside a handler only; but an information is recorded as
+// such, is no error, and is never raised.
 LONG HandleError(const wchar_t* ClassName, const wchar_t* ProcName, bool bInformation,
                  LONG lReserved);
 

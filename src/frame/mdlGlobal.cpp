@@ -5,11 +5,14 @@
 #include "automation/module.h"
 #include "automation/text.h"
 #include "automation/variant.h"
+#include "frame/mdlErrorHandling.h"
 #include "frame/mdlSupport.h"
 #include "frame/thread_state.h"
 
 namespace zsupport {
 namespace {
+
+constexpr wchar_t kModule[] = L"mdlGlobal";
 
 ComPtr<_GZSupport> (*createSupport)() = nullptr;
 
@@ -38,21 +41,36 @@ _GZSupport& SharedSupport() {
 }
 
 LONG readDebugLong(const wchar_t* name, LONG preset) {
-  VARIANT number;
-  V_VT(&number) = VT_I4;
-  V_I4(&number) = preset;
   Variant value;
-  readDebugValue(name, number, value);
+  readDebugValue(name, valueOf(preset), value);
   return toLong(value.get());
 }
 
 std::wstring readDebugText(const wchar_t* name) {
-  VARIANT nothing;
-  V_VT(&nothing) = VT_BSTR;
-  V_BSTR(&nothing) = nullptr;
   Variant value;
-  readDebugValue(name, nothing, value);
+  readDebugValue(name, valueOf(BSTR{}), value);
   return std::wstring(toText(value.get()).view());
+}
+
+BOOL CALLBACK EnumWindowsForSizeProc(HWND window, LPARAM box) {
+  return atEntryPoint({kModule, L"Function EnumWindowsForSizeProc"}, TRUE, [&] {
+    RECT edges, united;
+    auto& whole = *reinterpret_cast<RECT*>(box);
+    if ((GetWindowLongA(window, GWL_STYLE) & WS_VISIBLE) && GetWindowRect(window, &edges) &&
+        UnionRect(&united, &whole, &edges)) {
+      whole = united;
+    }
+    return TRUE;
+  });
+}
+
+BOOL CALLBACK EnumWindowsForTagProc(HWND window, LPARAM propertyName) {
+  return atEntryPoint({kModule, L"Function EnumWindowsForTagProc"}, TRUE, [&] {
+    const HANDLE kTagged = reinterpret_cast<HANDLE>(1);
+    if (GetPropA(window, reinterpret_cast<const char*>(propertyName)) != kTagged) return TRUE;
+    threadState().taggedWindow = window;
+    return FALSE;
+  });
 }
 
 }  // namespace zsupport

@@ -32,6 +32,7 @@ struct ThreadState {
   ComPtr<_GZSupport> SharedSupport;
   ComPtr<IDispatch> VBoost;
   std::wstring productName;
+  HWND taggedWindow = nullptr;  // of the last search
 };
 
 // The calling thread's state, made on first use. Throws std::bad_alloc.

@@ -26,8 +26,10 @@ SafeArray textsOf(SAFEARRAY* values) {
   SafeArray result = SafeArray::vector(VT_BSTR, count);
   const ArrayElements<BSTR> texts(result.get());
   for (ULONG i = 0; i < count; ++i) {
-    Variant text;
-    changeType(text.operator->(), source[i], LOCALE_NEUTRAL, VT_BSTR);
+    Variant holder, text;
+    const bool isReference = typeOf(source[i]) & VT_BYREF;
+    if (isReference && FAILED(copyIndirect(holder.operator->(), source[i]))) continue;
+    changeType(text.operator->(), isReference ? holder.get() : source[i], LOCALE_NEUTRAL, VT_BSTR);
     if (typeOf(text.get()) == VT_BSTR) std::swap(texts[i], V_BSTR(text.operator->()));
   }
   return result;
@@ -65,26 +67,38 @@ void requireResizable(const SAFEARRAY& array) {
   if (array.rgsabound[0].lLbound != 0) throw makeError(runtime::kSubscriptOutOfRange);
 }
 
-// Both or neither.
-void growBoth(SAFEARRAY& names, SAFEARRAY& values, LONG upper) {
+// Both or neither. Values that the arrays have no room for any more go to surplus.
+void resizeBoth(SAFEARRAY& names, SAFEARRAY& values, LONG upper, SafeArray& surplus) {
   requireResizable(names);
   requireResizable(values);
   SAFEARRAYBOUND before = names.rgsabound[0];
   SAFEARRAYBOUND after = {static_cast<ULONG>(upper) + 1, 0};
+  const ULONG count = values.rgsabound[0].cElements;
+  if (count > after.cElements) surplus = SafeArray::vector(VT_VARIANT, count - after.cElements);
   checkPlatform(SafeArrayRedim(&names, &after));
+  if (surplus) {
+    const ArrayElements<VARIANT> from(&values), to(surplus.get());
+    for (size_t i = 0; i < to.size(); ++i) std::swap(to[i], from[after.cElements + i]);
+  }
   const HRESULT result = SafeArrayRedim(&values, &after);
   if (FAILED(result)) SafeArrayRedim(&names, &before);
   checkPlatform(result);
 }
 
 void addPair(SAFEARRAY* names, SAFEARRAY* values, std::wstring_view name, const VARIANT& value) {
-  // What the slot held is let go last, when no array is locked any more.
+  // Copying and letting go run foreign code: the one while the arrays are locked, the other last.
   Text newName(name);
   Variant newValue;
-  copyDereferenced(newValue, value);
-  const LONG slot = slotFor(names);
-  VectorElements<VARIANT>{values}.at(0);
-  if (slot > 0) growBoth(*names, *values, slot);
+  SafeArray surplus;
+  LONG slot;
+  {
+    const VectorElements<VARIANT> valueElements(values);
+    slot = slotFor(names);
+    valueElements.at(0);
+    const ArrayLock held(names);
+    copyDereferenced(newValue, value);
+  }
+  if (slot > 0) resizeBoth(*names, *values, slot, surplus);
   const VectorElements<BSTR> nameElements(names);
   const VectorElements<VARIANT> valueElements(values);
   BSTR& nameSlot = nameElements.at(slot);
@@ -141,8 +155,8 @@ std::vector<SAFEARRAYBOUND> boundsAt(LONG variable) {
 SafeArray toArray(const std::vector<SAFEARRAYBOUND>& bounds) {
   if (bounds.empty()) return {};
   const auto info = recordInfoOf(RecordId<SAFEARRAYBOUND>::kId);
-  auto result = SafeArray::attach(
-      SafeArrayCreateVectorEx(VT_RECORD, 0, static_cast<ULONG>(bounds.size()), info.get()));
+  SAFEARRAYBOUND size = {static_cast<ULONG>(bounds.size()), 0};
+  auto result = SafeArray::attach(SafeArrayCreateEx(VT_RECORD, 1, &size, info.get()));
   std::memcpy(ArrayLock(result.get()).address(0), bounds.data(),
               bounds.size() * sizeof(SAFEARRAYBOUND));
   return result;

@@ -56,11 +56,9 @@ std::wstring newTemporaryFile(const std::string& folder, const std::string& pref
   return untilZero(path);
 }
 
-// Whether a folder is listed by those who ask for the given attributes. A path that ends in a
-// separator stands for what is in that folder.
-bool isListed(std::string path, DWORD attributes) {
+// Whether a folder is listed by those who ask for the given attributes.
+bool isListed(const std::string& path, DWORD attributes) {
   constexpr DWORD kConcealing = FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
-  if (path.ends_with('\\')) path += '*';
   WIN32_FIND_DATAA entry;
   const HANDLE search = FindFirstFileA(path.c_str(), &entry);
   if (search == INVALID_HANDLE_VALUE) return false;
@@ -73,11 +71,14 @@ bool isListed(std::string path, DWORD attributes) {
   return found;
 }
 
-void makeFolderUnlessListed(const std::string& path) {
-  const bool exists = isListed(path, FILE_ATTRIBUTE_DIRECTORY) ||
-                      isListed(path, FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_HIDDEN) ||
-                      isListed(path, FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_SYSTEM);
-  if (!exists && !CreateDirectoryA(path.c_str(), nullptr)) throw fileError();
+// A path that ends in a separator is looked for by what is in that folder.
+void makeFolderUnlessListed(std::wstring_view path) {
+  const std::string folder = toAnsi(path);
+  const std::string search = path.ends_with(kSeparator) ? folder + '*' : folder;
+  const bool exists = isListed(search, FILE_ATTRIBUTE_DIRECTORY) ||
+                      isListed(search, FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_HIDDEN) ||
+                      isListed(search, FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_SYSTEM);
+  if (!exists && !CreateDirectoryA(folder.c_str(), nullptr)) throw fileError();
 }
 
 // The first part (a drive, or nothing) is never made, nor are a server and its share.
@@ -91,7 +92,7 @@ void makeFolders(std::wstring_view path) {
     if (number == 1) isNetworkName = part.empty();
     if (part.find(L':') != std::wstring_view::npos) continue;
     if (isNetworkName && number < kServerAndShare) continue;
-    makeFolderUnlessListed(toAnsi(path.substr(0, end)));
+    makeFolderUnlessListed(path.substr(0, end));
   }
 }
 

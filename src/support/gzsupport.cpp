@@ -16,6 +16,10 @@ constexpr Default kVersionStringDefaults[] = {defaultBoolean(true), defaultBoole
                                               defaultBoolean(false)};
 constexpr Default kJoinLongsDefaults[] = {defaultText(L",")};
 constexpr Default kNotImplementedDefaults[] = {defaultText(L"Not Implemented")};
+constexpr Default kGetComponentLocation2Defaults[] = {defaultLong(im_Prompt), defaultText(L""),
+                                                      defaultBoolean(false)};
+constexpr Default kCenterWindowDefaults[] = {defaultLong(0), defaultBoolean(false)};
+constexpr Default kGetROTObjectDefaults[] = {defaultBoolean(false), defaultBoolean(true)};
 
 constexpr VARTYPE kValues = VT_ARRAY | VT_VARIANT;
 constexpr VARTYPE kTexts = VT_ARRAY | VT_BSTR;
@@ -52,6 +56,15 @@ const Member kMembers[] = {
     function<&_GZSupport::ArrayDescriptor1D>(28),
     function<&_GZSupport::ArrayBounds, Exactly{1, VT_ARRAY | VT_RECORD, ArrayUse::kChange},
              Exactly{2, VT_I2}>(29),
+    function<&_GZSupport::GetComponentProductID>(30),
+    function<&_GZSupport::GetComponentLocation2>(31, kGetComponentLocation2Defaults),
+    function<&_GZSupport::GetProductInfo>(32),
+    function<&_GZSupport::GetProductSummaryInfo>(33),
+    method<&_GZSupport::CenterWindow>(34, kCenterWindowDefaults),
+    function<&_GZSupport::BoundingBox>(35),
+    function<&_GZSupport::GetTaggedWindow2>(36),
+    method<&_GZSupport::SendData>(37),
+    function<&_GZSupport::GetROTObject>(38, kGetROTObjectDefaults),
 };
 
 }  // namespace

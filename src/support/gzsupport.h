@@ -6,6 +6,7 @@
 #include "ZSupport.h"
 #include "automation/coclass.h"
 #include "automation/com_ptr.h"
+#include "automation/text.h"
 #include "automation/variant.h"
 
 namespace zsupport {
@@ -63,7 +64,32 @@ class GZSupportObject final : public CoClass<GZSupportObject, GZSupport, _GZSupp
   HRESULT STDMETHODCALLTYPE NotImplemented(BSTR* feature, BSTR* message) override;
   HRESULT STDMETHODCALLTYPE get_VBoost(IDispatch** helper) override;
 
+  // Installed parts (installer.cpp)
+  HRESULT STDMETHODCALLTYPE GetComponentProductID(BSTR* component, BSTR* product) override;
+  HRESULT STDMETHODCALLTYPE GetComponentLocation2(BSTR* component, BSTR* product, LONG* action,
+                                                  BSTR* prompt, VARIANT_BOOL* ignoreProduct,
+                                                  BSTR* path) override;
+  HRESULT STDMETHODCALLTYPE GetProductInfo(BSTR* product, BSTR* property, BSTR* value) override;
+  HRESULT STDMETHODCALLTYPE GetProductSummaryInfo(BSTR* product, LONG* property,
+                                                  BSTR* value) override;
+
+  // Windows (windows.cpp)
+  HRESULT STDMETHODCALLTYPE CenterWindow(LONG* window, LONG* owner,
+                                         VARIANT_BOOL* maximize) override;
+  HRESULT STDMETHODCALLTYPE BoundingBox(LONG window, RECT* box) override;
+
+  // Other applications (applications.cpp)
+  HRESULT STDMETHODCALLTYPE GetTaggedWindow2(BSTR application, LONG* window) override;
+  HRESULT STDMETHODCALLTYPE SendData(LONG window, BSTR text, LONG number) override;
+  HRESULT STDMETHODCALLTYPE GetROTObject(BSTR* className, VARIANT_BOOL* alwaysRunning,
+                                         VARIANT_BOOL* createIfNotRunning,
+                                         IDispatch** object) override;
+
  private:
+  // installer.cpp
+  std::wstring overridingLocation(const Text& component);
+  Text chosenProduct(Text& component, BSTR* product, bool ignoreProduct);
+
   // The section keys last given to each of the two, kept apart on purpose: where one reads says
   // nothing of where one writes.
   std::wstring readSection_;

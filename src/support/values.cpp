@@ -16,9 +16,12 @@ namespace {
 VARIANT_BOOL toBoolean(bool value) { return value ? VARIANT_TRUE : VARIANT_FALSE; }
 
 bool isEqualVariant(const VARIANT& left, const VARIANT& right) {
-  Variant leftHolder, rightHolder;
-  const VARIANT& a = dereferenced(left, leftHolder);
-  const VARIANT& b = dereferenced(right, rightHolder);
+  // Copies: reading an object's value runs code that may take the other one away.
+  Variant leftCopy, rightCopy;
+  copyDereferenced(leftCopy, left);
+  copyDereferenced(rightCopy, right);
+  const VARIANT& a = leftCopy.get();
+  const VARIANT& b = rightCopy.get();
   for (const VARTYPE type : {VT_NULL, VT_EMPTY}) {
     if (typeOf(a) == type || typeOf(b) == type) return typeOf(a) == typeOf(b);
   }
@@ -103,8 +106,7 @@ HRESULT GZSupportObject::NotImplemented(BSTR* feature, BSTR* message) {
     framed(supportProcedure(L"Sub NotImplemented"), [&] {
       const std::wstring whole =
           std::wstring(viewOf(*message)) + L" - " + std::wstring(viewOf(*feature));
-      Text announced(whole);
-      std::swap(*message, *announced.inout());
+      assign(message, whole);
       copyToClipboard(whole);
       HandleError(L"Not Implemented", whole.c_str(), true, 0);
       MessageBoxW(GetActiveWindow(), whole.c_str(), L"", MB_ICONINFORMATION);

@@ -39,7 +39,7 @@ const std::wstring& partAt(const std::vector<std::wstring>& parts, size_t index)
 LONG takeBuildMark(std::wstring& last) {
   if (last.empty()) return 0;
   LONG mark = 0;
-  switch (ansiCode(last.back())) {
+  switch (nearestAnsiCode(last.back())) {
     case 65:
     case 97:
     case 897:  // not 945, the letter that is written: deliberate

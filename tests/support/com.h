@@ -127,3 +127,13 @@ inline void onFreshThread(const std::function<void()>& body) {
     CoUninitialize();
   }).join();
 }
+
+// Of GZSupport, on a thread that raises errors.
+class SupportTest : public testing::Test {
+ protected:
+  SupportTest() {
+    // An error of a collection's own makes its thread raise all errors.
+    EXPECT_EQ(runtimeError(381), newCollection()->RemoveByIndex(7));
+  }
+  const ComPtr<_GZSupport> support = newSupport();
+};

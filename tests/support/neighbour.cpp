@@ -1,0 +1,82 @@
+#include "support/neighbour.h"
+
+#include <oleauto.h>
+
+#include "support/com.h"
+
+namespace {
+
+constexpr wchar_t kReady[] = L"zsupport-tests-neighbour-ready";
+
+COPYDATASTRUCT last{};
+DWORD checksum = 0;
+WPARAM sender = 1;
+
+LRESULT CALLBACK onMessage(HWND window, UINT message, WPARAM first, LPARAM second) {
+  switch (message) {
+    case WM_COPYDATA:
+      last = *reinterpret_cast<const COPYDATASTRUCT*>(second);
+      checksum = checksumOf(last.lpData, last.cbData);
+      sender = first;
+      return TRUE;
+    case kAskNumber: return static_cast<LRESULT>(last.dwData);
+    case kAskSize: return static_cast<LRESULT>(last.cbData);
+    case kAskChecksum: return static_cast<LRESULT>(checksum);
+    case kAskSender: return static_cast<LRESULT>(sender);
+    default: return DefWindowProcW(window, message, first, second);
+  }
+}
+
+void tagWindow(const wchar_t* property, LONG_PTR value) {
+  const HWND window =
+      CreateWindowExW(0, L"zsupport-neighbour", L"", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+  SetPropW(window, property, reinterpret_cast<HANDLE>(value));
+}
+
+}  // namespace
+
+DWORD checksumOf(const void* bytes, size_t size) {
+  DWORD sum = 2166136261u;
+  for (size_t i = 0; i < size; ++i) sum = (sum ^ static_cast<const BYTE*>(bytes)[i]) * 16777619u;
+  return sum & 0x7FFFFFFF;
+}
+
+int runNeighbour() {
+  CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  WNDCLASSW windowClass{};
+  windowClass.lpfnWndProc = onMessage;
+  windowClass.lpszClassName = L"zsupport-neighbour";
+  RegisterClassW(&windowClass);
+  tagWindow(L"zsuTwo_APPLICATION", 2);
+  tagWindow(L"zsuOne_APPLICATION", 1);
+  tagWindow(L"zsuBoth_APPLICATION", 1);
+  tagWindow(L"zsuBoth_APPLICATION", 1);
+  const auto z = newCollection();
+  for (int i = 0; i < 3; ++i) add(z.get(), z.get(), {.sourceIID = kNoEvents});
+  DWORD cookie = 0;
+  RegisterActiveObject(z.get(), __uuidof(Zollection), ACTIVEOBJECT_STRONG, &cookie);
+  const HANDLE ready = OpenEventW(EVENT_MODIFY_STATE, FALSE, kReady);
+  SetEvent(ready);
+  MSG message;
+  while (GetMessageW(&message, nullptr, 0, 0) > 0) DispatchMessageW(&message);
+  return 0;
+}
+
+Neighbour::Neighbour() {
+  wchar_t self[MAX_PATH];
+  GetModuleFileNameW(nullptr, self, MAX_PATH);
+  std::wstring command = L"\"" + std::wstring(self) + L"\" neighbour";
+  STARTUPINFOW start{};
+  start.cb = sizeof start;
+  const HANDLE ready = CreateEventW(nullptr, TRUE, FALSE, kReady);
+  EXPECT_TRUE(CreateProcessW(self, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &process_));
+  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(ready, 20'000));
+  CloseHandle(ready);
+}
+
+Neighbour::~Neighbour() {
+  TerminateProcess(process_.hProcess, 0);
+  WaitForSingleObject(process_.hProcess, 20'000);
+  CloseHandle(process_.hProcess);
+  CloseHandle(process_.hThread);
+}

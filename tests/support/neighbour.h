@@ -1,0 +1,27 @@
+// Another application, in a process of its own: the test program, started once more.
+#pragma once
+
+#include <windows.h>
+
+#include "ZSupport.h"
+
+// What its window answers about the last WM_COPYDATA, asked by these messages.
+enum : UINT { kAskNumber = WM_APP, kAskSize, kAskChecksum, kAskSender };
+
+// Of its windows, these are tagged: "zsuOne" one with 1, "zsuTwo" one with 2, "zsuBoth" two with 1.
+// A Zollection of its own with three items is in the running-object table.
+int runNeighbour();
+
+class Neighbour {
+ public:
+  Neighbour();
+  Neighbour(const Neighbour&) = delete;
+  Neighbour& operator=(const Neighbour&) = delete;
+  ~Neighbour();
+
+ private:
+  PROCESS_INFORMATION process_{};
+};
+
+// The sum that a neighbour makes of what it gets.
+DWORD checksumOf(const void* bytes, size_t size);

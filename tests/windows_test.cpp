@@ -1,0 +1,99 @@
+// Placing and measuring windows: real ones.
+#include "support/com.h"
+
+namespace {
+
+class Windows : public SupportTest {
+ protected:
+  ~Windows() override {
+    for (const HWND window : made_) DestroyWindow(window);
+  }
+  // Without a frame: its client area is all of it.
+  HWND make(HWND parent, RECT place, bool isVisible = true) {
+    const DWORD style = (parent ? WS_CHILD : WS_POPUP) | (isVisible ? WS_VISIBLE : 0);
+    const HWND window = CreateWindowExW(0, L"STATIC", L"", style, place.left, place.top, place.right - place.left,
+                                        place.bottom - place.top, parent, nullptr, nullptr, nullptr);
+    EXPECT_TRUE(window);
+    if (!parent) made_.push_back(window);
+    return window;
+  }
+  LONG centre(HWND window, HWND owner = nullptr, bool maximize = false) {
+    LONG handle = toLong(window), used = toLong(owner);
+    VARIANT_BOOL flag = maximize ? VARIANT_TRUE : VARIANT_FALSE;
+    EXPECT_EQ(S_OK, support->CenterWindow(&handle, &used, &flag));
+    return used;
+  }
+  static LONG toLong(HWND window) { return reinterpret_cast<LONG>(window); }
+  static void expectPlace(RECT expected, HWND window) {
+    RECT place{};
+    GetWindowRect(window, &place);
+    EXPECT_EQ(expected.left, place.left);
+    EXPECT_EQ(expected.top, place.top);
+    EXPECT_EQ(expected.right, place.right);
+    EXPECT_EQ(expected.bottom, place.bottom);
+  }
+  RECT boundingBox(HWND window) {
+    RECT box{7, 7, 7, 7};
+    EXPECT_EQ(S_OK, support->BoundingBox(toLong(window), &box));
+    return box;
+  }
+
+ private:
+  std::vector<HWND> made_;
+};
+
+TEST_F(Windows, AreCentredOverTheirOwners) {
+  const HWND parent = make(nullptr, {10, 20, 1010, 620});
+  const struct {
+    LONG width, height, x, y;
+  } sizes[] = {
+      {200, 100, 400, 250}, {899, 497, 50, 52}, {897, 499, 52, 50}, {1200, 700, -100, -50}, {1101, 603, -50, -2}};
+  for (const auto& [width, height, x, y] : sizes) {
+    const HWND child = make(parent, {3, 4, 3 + width, 4 + height});
+    EXPECT_EQ(toLong(parent), centre(child));
+    expectPlace({10 + x, 20 + y, 10 + x + width, 20 + y + height}, child);
+    EXPECT_EQ(toLong(parent), centre(child, nullptr, true));
+    expectPlace({10, 20, 1010, 620}, child);
+  }
+  const HWND other = make(nullptr, {200, 300, 300, 400});
+  const HWND child = make(parent, {0, 0, 50, 20}), free = make(nullptr, {0, 0, 50, 20});
+  for (const HWND window : {child, free}) {
+    EXPECT_EQ(toLong(other), centre(window, other));
+    expectPlace({225, 340, 275, 360}, window);
+  }
+  RECT desktop;
+  GetClientRect(GetDesktopWindow(), &desktop);
+  EXPECT_EQ(toLong(GetDesktopWindow()), centre(free));
+  const LONG x = desktop.right / 2 - 25, y = desktop.bottom / 2 - 10;
+  expectPlace({x, y, x + 50, y + 20}, free);
+
+  const HWND dead = make(nullptr, {0, 0, 9, 9});
+  DestroyWindow(dead);
+  EXPECT_EQ(toLong(GetDesktopWindow()), centre(dead));
+  centre(nullptr);
+  centre(free, dead);
+  EXPECT_EQ(E_POINTER, support->CenterWindow(nullptr, nullptr, nullptr));
+}
+
+TEST_F(Windows, AreMeasuredByTheVisibleOnesInThem) {
+  const HWND parent = make(nullptr, {50, 60, 550, 460}, false);
+  const auto expectBox = [&](RECT expected) {
+    const RECT box = boundingBox(parent);
+    EXPECT_TRUE(EqualRect(&expected, &box)) << box.left << " " << box.top << " " << box.right << " " << box.bottom;
+  };
+  expectBox({-50, -60, -50, -60});
+  make(parent, {0, 0, 400, 300}, false);
+  expectBox({-50, -60, -50, -60});
+  const HWND first = make(parent, {10, 20, 40, 50});
+  expectBox({10, 20, 40, 50});
+  const HWND hidden = make(parent, {100, 100, 200, 200}, false);
+  make(hidden, {5, 5, 25, 125});
+  expectBox({10, 20, 125, 225});
+  make(first, {-30, 0, 5, 5});
+  expectBox({-20, 20, 125, 225});
+  DestroyWindow(make(nullptr, {0, 0, 9, 9}));
+  const RECT box = boundingBox(reinterpret_cast<HWND>(0x7FFFF000)), none{};
+  EXPECT_TRUE(EqualRect(&none, &box));
+}
+
+}  // namespace
