@@ -63,8 +63,9 @@ class Installer {
   std::wstring summaryProperty(const Text& package, LONG property) const {
     constexpr DISPID kSummaryInformation = 5, kProperty = 1;
     Variant summary, value;
-    callMember(*object_.get(), kSummaryInformation, DISPATCH_PROPERTYGET, {valueOf(package.get())},
-               summary);
+    // To be read: no changes.
+    callMember(*object_.get(), kSummaryInformation, DISPATCH_PROPERTYGET,
+               {valueOf(LONG{0}), valueOf(package.get())}, summary);
     const auto information = ComPtr<IDispatch>::from(
         typeOf(summary.get()) == VT_DISPATCH ? V_DISPATCH(&summary.get()) : nullptr);
     if (!information) throw makeError(runtime::kTypeMismatch);

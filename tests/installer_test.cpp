@@ -1,0 +1,237 @@
+// Installed parts: against the platform's installer, and against one that a test puts in its place.
+#include "support/answer.h"
+#include "support/late_call.h"
+
+namespace {
+
+constexpr wchar_t kProduct[] = L"{5C1D7A7E-3A52-4B0C-9E0E-0D6C1B2A3F41}";
+constexpr wchar_t kFile[] = L"{A1B7C9D2-64E0-4F3A-8C5B-7E1D0F2A9B63}";
+constexpr wchar_t kKey[] = L"{B2C8D0E3-75F1-4A4B-9D6C-8F2E1A3B0C74}";
+constexpr wchar_t kNobody[] = L"{00000000-1111-2222-3333-444444444444}";
+constexpr wchar_t kQuestion[] =
+    L"You are trying to use a component that is not currently installed.\r\nDo you wish to install it now?";
+
+// The package lies next to this program.
+void runInstaller(const wchar_t* action) {
+  wchar_t self[MAX_PATH];
+  GetModuleFileNameW(nullptr, self, MAX_PATH);
+  const std::wstring folder(self, wcsrchr(self, L'\\'));
+  EXPECT_EQ(0, _wsystem((L"msiexec " + std::wstring(action) + L" \"" + folder + L"\\part.msi\" /qn").c_str()));
+}
+
+// Instead of the platform's object, in this apartment: tells what it was asked, and answers in turn.
+class InstallerStandIn final : public IDispatch, public IClassFactory {
+ public:
+  explicit InstallerStandIn(std::vector<std::wstring> paths) : paths_(std::move(paths)) {
+    CLSID classId;
+    EXPECT_EQ(S_OK, CLSIDFromProgID(L"WindowsInstaller.Installer", &classId));
+    EXPECT_EQ(S_OK, CoRegisterClassObject(classId, static_cast<IClassFactory*>(this), CLSCTX_INPROC_SERVER,
+                                          REGCLS_MULTIPLEUSE, &cookie_));
+  }
+  InstallerStandIn(const InstallerStandIn&) = delete;
+  InstallerStandIn& operator=(const InstallerStandIn&) = delete;
+  ~InstallerStandIn() { CoRevokeClassObject(cookie_); }
+  std::wstring asked;
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
+    *object = id == IID_IClassFactory                     ? static_cast<void*>(static_cast<IClassFactory*>(this))
+              : id == IID_IDispatch || id == IID_IUnknown ? static_cast<IDispatch*>(this)
+                                                          : nullptr;
+    return *object ? S_OK : E_NOINTERFACE;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID id, void** object) override {
+    return QueryInterface(id, object);
+  }
+  HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
+  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* given, VARIANT* result,
+                                   EXCEPINFO*, UINT*) override {
+    const VARIANT* const lastFirst = given->rgvarg;
+    if (member == 6 && flags == DISPATCH_PROPERTYPUT && given->rgdispidNamedArgs[0] == DISPID_PROPERTYPUT) {
+      asked += L"level " + std::to_wstring(V_I4(lastFirst)) + L";";
+      return S_OK;
+    }
+    if (member != 31 || flags != DISPATCH_PROPERTYGET || paths_.empty()) return DISP_E_MEMBERNOTFOUND;
+    asked += L"path " + std::wstring(zsupport::viewOf(V_BSTR(&lastFirst[1]))) + L" " + V_BSTR(&lastFirst[0]) + L";";
+    V_VT(result) = VT_BSTR;
+    V_BSTR(result) = SysAllocString(paths_.front().c_str());
+    paths_.erase(paths_.begin());
+    return S_OK;
+  }
+
+ private:
+  std::vector<std::wstring> paths_;
+  DWORD cookie_ = 0;
+};
+
+class Installed : public SupportTest {
+ protected:
+  static void SetUpTestSuite() { runInstaller(L"/i"); }
+  static void TearDownTestSuite() { runInstaller(L"/x"); }
+
+  struct Request {
+    std::wstring component = kFile, product = kProduct;
+    LONG action = im_Fail;
+    std::wstring prompt = {};
+    bool ignoresProduct = false;
+  };
+  // Changes the request as the member changes its caller's variables.
+  static HRESULT locate(_GZSupport* support, Request& request, std::wstring& location) {
+    Text component(request.component), product(request.product), prompt(request.prompt), path;
+    VARIANT_BOOL ignore = request.ignoresProduct ? VARIANT_TRUE : VARIANT_FALSE;
+    const HRESULT result = support->GetComponentLocation2(component.inout(), product.inout(), &request.action,
+                                                          prompt.inout(), &ignore, path.inout());
+    request.product = product.view();
+    request.prompt = prompt.view();
+    location = path.view();
+    return result;
+  }
+};
+
+TEST_F(Installed, PartsTellOfTheirProducts) {
+  for (const auto& [component, product] :
+       {std::pair(kFile, kProduct), {kKey, kProduct}, {kNobody, L""}, {L"", L""}, {L"no code", L""}}) {
+    Text found;
+    EXPECT_EQ(S_OK, support->GetComponentProductID(Text(component).inout(), found.inout()));
+    EXPECT_EQ(product, found.view()) << component;
+  }
+  const std::pair<const wchar_t*, const wchar_t*> properties[] = {
+      {L"VersionString", L"1.2.3"}, {L"InstalledProductName", L"ZSupport test part"}, {L"Publisher", L"Tests"}};
+  for (const auto& [property, expected] : properties) {
+    Text value;
+    EXPECT_EQ(S_OK, support->GetProductInfo(Text(kProduct).inout(), Text(property).inout(), value.inout()));
+    EXPECT_EQ(expected, value.view());
+  }
+  const std::pair<LONG, std::wstring> summary[] = {{2, L"Installation Database"},
+                                                   {3, L"A part to be found"},
+                                                   {4, L"Tests"},
+                                                   {5, L"test,part"},
+                                                   {6, L"For tests alone"},
+                                                   {9, L"{"},
+                                                   {18, L"msitools"}};
+  for (auto [property, expected] : summary) {
+    Text value;
+    EXPECT_EQ(S_OK, support->GetProductSummaryInfo(Text(kProduct).inout(), &property, value.inout()));
+    EXPECT_TRUE(value.view().starts_with(expected)) << value.get();
+  }
+  Text value;
+  LONG title = 2;
+  EXPECT_TRUE(FAILED(support->GetProductInfo(Text(kNobody).inout(), Text(L"Publisher").inout(), value.inout())));
+  EXPECT_EQ(L"System\\ZSupport.GZSupport::Function GetProductInfo!Msi API Error", lastError().source);
+  EXPECT_TRUE(FAILED(support->GetProductSummaryInfo(Text(kNobody).inout(), &title, value.inout())));
+  EXPECT_TRUE(value.view().empty());
+}
+
+TEST_F(Installed, PartsAreLocatedAndInstalledOnDemand) {
+  const std::wstring ask = L"path " + std::wstring(kProduct) + L" " + kFile + L";", level = L"level 2;";
+  const struct {
+    Request request;
+    int button;
+    std::vector<std::wstring> paths;
+    std::wstring location, product, prompt, asked;
+    LONG action;
+  } cases[] = {
+      {{}, 0, {L"C:\\part"}, L"C:\\part", kProduct, L"", level + ask, im_Fail},
+      {{}, 0, {L""}, L"", kProduct, L"", level + ask, im_Fail},
+      {{.action = im_Install},
+       0,
+       {L"", L"C:\\new"},
+       L"C:\\new",
+       kProduct,
+       L"",
+       level + ask + L"level 1;" + ask,
+       im_Install},
+      {{.action = im_Prompt},
+       IDYES,
+       {L"", L"C:\\new"},
+       L"C:\\new",
+       kProduct,
+       kQuestion,
+       level + ask + L"level 1;" + ask,
+       im_Install},
+      {{.action = im_Prompt, .prompt = L"Now?"}, IDNO, {L""}, L"", kProduct, L"Now?", level + ask, im_Fail},
+      {{.product = L""}, 0, {}, L"", kProduct, L"", level, im_Fail},
+      {{.product = L"", .action = im_Install},
+       0,
+       {L"C:\\new"},
+       L"C:\\new",
+       kProduct,
+       L"",
+       level + L"level 1;path  " + kFile + L";",
+       im_Install},
+      {{.product = L"other", .ignoresProduct = true},
+       0,
+       {L"C:\\part"},
+       L"C:\\part",
+       L"other",
+       L"",
+       level + ask,
+       im_Fail},
+      {{.component = kNobody, .product = L"", .ignoresProduct = true}, 0, {}, L"", L"", L"", level, im_Fail},
+  };
+  for (const auto& c : cases) {
+    InstallerStandIn installer(c.paths);
+    const Answer answer(c.button);
+    Request request = c.request;
+    std::wstring location;
+    EXPECT_EQ(S_OK, locate(support.get(), request, location));
+    EXPECT_EQ(c.location, location) << &c - cases;
+    EXPECT_EQ(c.product, request.product) << &c - cases;
+    EXPECT_EQ(c.action, request.action) << &c - cases;
+    EXPECT_EQ(c.prompt, request.prompt) << &c - cases;
+    EXPECT_EQ(c.asked, installer.asked) << &c - cases;
+    EXPECT_EQ(c.button == 0, Answer::question.empty()) << &c - cases;
+  }
+}
+
+TEST_F(Installed, PartsFailAsTheirInstallerDoes) {
+  Request request;
+  std::wstring location;
+  const HRESULT result = locate(support.get(), request, location);  // the platform's own; not every one can
+  if (FAILED(result)) {
+    EXPECT_EQ(runtimeError(438), result);
+    EXPECT_EQ(L"System\\ZSupport.GZSupport::Function GetComponentLocation2!ZSupport", lastError().source);
+  } else {
+    EXPECT_TRUE(location.ends_with(L"part.txt"));
+  }
+}
+
+TEST_F(Installed, PartsAreWhereTheRegistrySays) {
+  constexpr wchar_t kOverrides[] = L"Software\\Zarnow Instruments Ltd.\\Components";
+  RegSetKeyValueW(HKEY_CURRENT_USER, kOverrides, kFile, REG_SZ, L"D:\\here", 16);
+  RegSetKeyValueW(HKEY_CURRENT_USER, kOverrides, L"plain", REG_SZ, L"in the key", 22);
+  InstallerStandIn installer({});
+  Request request;
+  std::wstring location;
+  EXPECT_EQ(S_OK, locate(support.get(), request, location));
+  EXPECT_EQ(L"D:\\here", location);
+  EXPECT_EQ(L"", installer.asked);
+  // The key stays the one that is read from.
+  Call outcome{};
+  const Text plain(L"plain"), none(L"none");
+  call(outcome, support.get(), idOf(support.get(), L"GetRegistryValue"), DISPATCH_METHOD,
+       {textValue(plain), textValue(none)});
+  EXPECT_STREQ(L"in the key", V_BSTR(&outcome.value.get()));
+  RegDeleteTreeW(HKEY_CURRENT_USER, kOverrides);
+}
+
+TEST_F(Installed, PartsAreNamedInTheQuestionWhenTheDebugLevelSaysSo) {
+  constexpr wchar_t kDebug[] = L"Software\\Zarnow Instruments Ltd.\\System\\ZSupport\\Debug";
+  const DWORD level = edlAPIAppBase;
+  RegSetKeyValueW(HKEY_CURRENT_USER, kDebug, L"Debug Level", REG_DWORD, &level, 4);
+  onFreshThread([] {
+    InstallerStandIn installer({L""});
+    const Answer answer(IDNO);
+    Request request = {.action = im_Prompt};
+    std::wstring location;
+    EXPECT_EQ(S_OK, locate(newSupport().get(), request, location));
+    EXPECT_EQ(std::wstring(kQuestion) + L"\r\nProductID: " + kProduct + L"\r\nComponentID: " + kFile, request.prompt);
+  });
+  RegDeleteTreeW(HKEY_CURRENT_USER, kDebug);
+}
+
+}  // namespace
