@@ -12,12 +12,12 @@ function(widl_library target idl)
   set(source ${CMAKE_CURRENT_SOURCE_DIR}/${idl})
   set(stem ${CMAKE_CURRENT_BINARY_DIR}/${name})
   set(widl ${WIDL} -m32 --win32 -I ${WINE_IDL_DIR} -L ${WINE_TYPELIB_DIR})
-  set(restore ${CMAKE_SOURCE_DIR}/tools/restore_references.py)
+  set(complete ${CMAKE_SOURCE_DIR}/tools/complete_typelib.py)
   add_custom_command(
     OUTPUT ${stem}.tlb
     COMMAND ${widl} -DTYPELIB -t -o ${stem}.tlb ${source}
-    COMMAND ${PYTHON} ${restore} ${stem}.tlb
-    DEPENDS ${source} ${restore}
+    COMMAND ${PYTHON} ${complete} ${stem}.tlb
+    DEPENDS ${source} ${complete}
     VERBATIM)
   add_custom_command(
     OUTPUT ${stem}.h

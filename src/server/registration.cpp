@@ -3,7 +3,6 @@
 #include <oaidl.h>
 #include <oleauto.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,6 +12,7 @@
 #include "automation/module.h"
 #include "automation/registry_key.h"
 #include "automation/type_library.h"
+#include "server/registry_transaction.h"
 
 namespace zsupport {
 namespace {
@@ -22,6 +22,9 @@ constexpr wchar_t kClasses[] = L"Software\\Classes\\";
 constexpr wchar_t kEventSource[] =
     L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\ZSupport";
 constexpr wchar_t kLibraryVersion[] = L"1.0";
+// The application that stands for the library where it runs in a process of the platform's own: for
+// 64-bit clients, which cannot load it.
+constexpr wchar_t kApplicationId[] = L"{8C6B1F0E-4D27-4A95-B3E8-2F7A90D5C614}";
 // The platform's marshallers for interfaces that a type library describes.
 constexpr wchar_t kDualMarshaller[] = L"{00020424-0000-0000-C000-000000000046}";
 constexpr wchar_t kDispatchMarshaller[] = L"{00020420-0000-0000-C000-000000000046}";
@@ -61,16 +64,10 @@ std::wstring classKey(REFCLSID id) { return inClasses(L"CLSID\\" + textOf(id)); 
 std::wstring interfaceKey(REFIID id) { return inClasses(L"Interface\\" + textOf(id)); }
 std::wstring versioned(const wchar_t* progId) { return std::wstring(progId) + L".1"; }
 
-// One value below the hive; an empty name is the key's default value.
-struct Row {
-  std::wstring key;
-  std::wstring name;
-  std::wstring value;
-};
-
 void addClass(std::vector<Row>& rows, const RegisteredClass& registered) {
   const std::wstring key = classKey(registered.id);
   rows.push_back({key, L"", registered.description});
+  rows.push_back({key, L"AppID", kApplicationId});
   rows.push_back({key + L"\\InprocServer32", L"", modulePath()});
   rows.push_back({key + L"\\InprocServer32", L"ThreadingModel", L"Apartment"});
   rows.push_back({key + L"\\ProgID", L"", versioned(registered.progId)});
@@ -103,6 +100,35 @@ void addLibrary(std::vector<Row>& rows) {
   rows.push_back({key + L"\\HELPDIR", L"", module.substr(0, module.find_last_of(L'\\'))});
 }
 
+void addApplication(std::vector<Row>& rows) {
+  const std::wstring key = inClasses(std::wstring(L"AppID\\") + kApplicationId);
+  rows.push_back({key, L"", L"ZSupport"});
+  rows.push_back({key, L"DllSurrogate", L""});
+}
+
+bool isOn64BitSystem() {
+  BOOL is64Bit = FALSE;
+  return IsWow64Process(GetCurrentProcess(), &is64Bit) && is64Bit;
+}
+
+// What 64-bit programs have to find in their own view: classes that run in another process, and how
+// calls get there. Names, library and application are in both views anyway.
+void addFor64Bit(std::vector<Row>& rows) {
+  std::vector<Row> visible;
+  for (const RegisteredClass& each : kRegisteredClasses) {
+    const std::wstring key = classKey(each.id);
+    visible.push_back({key, L"", each.description});
+    visible.push_back({key, L"AppID", kApplicationId});
+    visible.push_back({key + L"\\ProgID", L"", versioned(each.progId)});
+    visible.push_back({key + L"\\VersionIndependentProgID", L"", each.progId});
+  }
+  for (const RegisteredInterface& each : kRegisteredInterfaces) addInterface(visible, each);
+  for (Row& row : visible) {
+    row.view = k64BitView;
+    rows.push_back(std::move(row));
+  }
+}
+
 HKEY hiveOf(RegistrationScope scope) {
   return scope == RegistrationScope::kMachine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
 }
@@ -129,6 +155,8 @@ std::vector<Row> rows(RegistrationScope scope) {
     addInterface(all, {__uuidof(_Collection), L"_Collection", kDualMarshaller});
   }
   addLibrary(all);
+  addApplication(all);
+  if (isOn64BitSystem()) addFor64Bit(all);
   if (scope == RegistrationScope::kMachine) {
     all.push_back({kEventSource, L"EventMessageFile", modulePath()});
   }
@@ -137,7 +165,8 @@ std::vector<Row> rows(RegistrationScope scope) {
 
 // The keys that are wholly the library's, each with everything below it.
 std::vector<std::wstring> ownKeys(RegistrationScope scope) {
-  std::vector<std::wstring> keys = {inClasses(L"TypeLib\\" + libraryId())};
+  std::vector<std::wstring> keys = {inClasses(L"TypeLib\\" + libraryId()),
+                                    inClasses(std::wstring(L"AppID\\") + kApplicationId)};
   for (const RegisteredClass& each : kRegisteredClasses) {
     keys.insert(keys.end(),
                 {classKey(each.id), inClasses(versioned(each.progId)), inClasses(each.progId)});
@@ -150,101 +179,34 @@ std::vector<std::wstring> ownKeys(RegistrationScope scope) {
   return keys;
 }
 
+// With everything below it.
+LSTATUS deleteKey(HKEY hive, const std::wstring& path, REGSAM view) {
+  const size_t last = path.find_last_of(L'\\');
+  RegistryKey parent;
+  const LSTATUS status = RegOpenKeyExW(hive, path.substr(0, last).c_str(), 0,
+                                       KEY_READ | KEY_WRITE | view, parent.put());
+  return status ? status : RegDeleteTreeW(parent.get(), path.substr(last + 1).c_str());
+}
+
 // A user's hive may have had none of the common keys before.
-void deleteIfEmpty(HKEY hive, const std::wstring& path) {
+void deleteIfEmpty(HKEY hive, const std::wstring& path, REGSAM view) {
   RegistryKey key;
   DWORD subkeys = 1, values = 1;
-  if (RegOpenKeyExW(hive, path.c_str(), 0, KEY_READ, key.put()) == ERROR_SUCCESS &&
+  if (RegOpenKeyExW(hive, path.c_str(), 0, KEY_READ | view, key.put()) == ERROR_SUCCESS &&
       RegQueryInfoKeyW(key.get(), nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values,
                        nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS &&
       subkeys == 0 && values == 0) {
-    RegDeleteKeyW(hive, path.c_str());
+    RegDeleteKeyExW(hive, path.c_str(), view, 0);
   }
 }
-
-// What was there before, kept so that a failed registration leaves no trace.
-class Undo {
- public:
-  explicit Undo(HKEY hive) : hive_(hive) {}
-  Undo(const Undo&) = delete;
-  Undo& operator=(const Undo&) = delete;
-  ~Undo() {
-    for (auto step = steps_.rbegin(); step != steps_.rend(); ++step) takeBack(*step);
-  }
-
-  void write(const Row& row) {
-    createPath(row.key);
-    RegistryKey key;
-    checkWin32(RegOpenKeyExW(hive_, row.key.c_str(), 0, KEY_READ | KEY_WRITE, key.put()));
-    steps_.push_back({row.key, row.name, oldValue(key.get(), row.name), false});
-    checkWin32(RegSetValueExW(key.get(), row.name.c_str(), 0, REG_SZ,
-                              reinterpret_cast<const BYTE*>(row.value.c_str()),
-                              static_cast<DWORD>((row.value.size() + 1) * sizeof(wchar_t))));
-  }
-
-  void commit() { steps_.clear(); }
-
- private:
-  struct Value {
-    DWORD type;
-    std::vector<BYTE> data;
-  };
-  struct Step {
-    std::wstring key;
-    std::wstring name;
-    std::optional<Value> old;
-    bool keyIsNew;
-  };
-
-  // Creates the missing keys of a path one by one, to know which were.
-  void createPath(const std::wstring& path) {
-    for (size_t end = 0; end != std::wstring::npos;) {
-      end = path.find(L'\\', end + 1);
-      const std::wstring part = path.substr(0, end);
-      RegistryKey key;
-      DWORD disposition = 0;
-      steps_.reserve(steps_.size() + 1);
-      checkWin32(RegCreateKeyExW(hive_, part.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE, nullptr,
-                                 key.put(), &disposition));
-      if (disposition == REG_CREATED_NEW_KEY) steps_.push_back({part, L"", std::nullopt, true});
-    }
-  }
-
-  static std::optional<Value> oldValue(HKEY key, const std::wstring& name) {
-    Value value{};
-    DWORD size = 0;
-    if (RegQueryValueExW(key, name.c_str(), nullptr, &value.type, nullptr, &size)) return {};
-    value.data.resize(size);
-    if (RegQueryValueExW(key, name.c_str(), nullptr, nullptr, value.data.data(), &size)) return {};
-    return value;
-  }
-
-  void takeBack(const Step& step) const {
-    if (step.keyIsNew) {
-      RegDeleteKeyW(hive_, step.key.c_str());
-      return;
-    }
-    RegistryKey key;
-    if (RegOpenKeyExW(hive_, step.key.c_str(), 0, KEY_WRITE, key.put())) return;
-    if (step.old) {
-      RegSetValueExW(key.get(), step.name.c_str(), 0, step.old->type, step.old->data.data(),
-                     static_cast<DWORD>(step.old->data.size()));
-    } else {
-      RegDeleteValueW(key.get(), step.name.c_str());
-    }
-  }
-
-  const HKEY hive_;
-  std::vector<Step> steps_;
-};
 
 }  // namespace
 
 HRESULT registerServer(RegistrationScope scope) noexcept {
   return atBoundary(IID_NULL, [&] {
-    Undo undo(hiveOf(scope));
-    for (const Row& row : rows(scope)) undo.write(row);
-    undo.commit();
+    RegistryTransaction transaction(hiveOf(scope));
+    for (const Row& row : rows(scope)) transaction.write(row);
+    transaction.commit();
   });
 }
 
@@ -253,14 +215,16 @@ HRESULT unregisterServer(RegistrationScope scope) noexcept {
     const HKEY hive = hiveOf(scope);
     // All keys are tried even when one resists; the first failure is what the caller hears.
     LSTATUS failure = ERROR_SUCCESS;
-    for (const std::wstring& key : ownKeys(scope)) {
-      const LSTATUS status = RegDeleteTreeW(hive, key.c_str());
-      if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND && failure == ERROR_SUCCESS) {
-        failure = status;
+    for (const REGSAM view : {kOwnView, k64BitView}) {
+      for (const std::wstring& key : ownKeys(scope)) {
+        const LSTATUS status = deleteKey(hive, key, view);
+        if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND && failure == ERROR_SUCCESS) {
+          failure = status;
+        }
       }
-    }
-    for (const wchar_t* const container : {L"CLSID", L"Interface", L"TypeLib"}) {
-      deleteIfEmpty(hive, inClasses(container));
+      for (const wchar_t* const container : {L"AppID", L"CLSID", L"Interface", L"TypeLib"}) {
+        deleteIfEmpty(hive, inClasses(container), view);
+      }
     }
     checkWin32(failure);
   });

@@ -1,14 +1,19 @@
 #!/usr/bin/env python3
-"""Turn by-value [in, out] parameters of a type library into the references they stand for.
+"""Complete a type library that widl wrote.
 
-widl stores the default value of a parameter correctly only when the parameter is a value. So
-ZSupport.idl declares reference parameters with defaults by value but [in, out], which no real
-by-value parameter is, and this step changes their type word to "pointer to that type". A pointer
-type that nothing else in the library describes is appended to the segment of type descriptions.
+References: widl stores the default value of a parameter correctly only when the parameter is a
+value. So ZSupport.idl declares reference parameters with defaults by value but [in, out], which no
+real by-value parameter is, and this step changes their type word to "pointer to that type". A
+pointer type that nothing else in the library describes is appended to the segment of type
+descriptions.
 
-usage: restore_references.py LIBRARY.tlb
+Time: widl notes when it ran, in words and as a number. Both are set to the beginning of time, so
+that the same source gives the same bytes.
+
+usage: complete_typelib.py LIBRARY.tlb
 """
 
+import re
 import struct
 import sys
 
@@ -17,7 +22,7 @@ TYPEINFO_COUNT_OFFSET = 0x20
 VARFLAGS_OFFSET = 0x14
 HELP_DLL_FLAG = 0x100
 SEGMENT_SIZE, SEGMENT_COUNT = 16, 15
-TYPEINFO_SEGMENT, TYPEDESC_SEGMENT = 0, 9
+TYPEINFO_SEGMENT, GUID_SEGMENT, TYPEDESC_SEGMENT, DATA_SEGMENT, DATA_GUID_SEGMENT = 0, 5, 9, 11, 12
 TYPEINFO_SIZE = 100
 TYPEDESC_SIZE = 8  # of a TYPEDESC as 32-bit clients see it, too
 PARAMETER_SIZE = 12
@@ -25,6 +30,8 @@ BASE_TYPE = 0x80000000  # in a type word; others are offsets of type description
 VT_PTR = 26
 POINTER_TO_BASE_TYPE, POINTER_TO_OTHER = 0x4000, 0x7FFF  # what stands behind VT_PTR
 PARAMFLAG_FOUT = 2
+DATA_GUID_SIZE, VARTYPE_SIZE = 12, 2
+TIME_GUID = bytes.fromhex("63ba77de7c51d111a2da0000f8773ce9")
 
 
 class Library:
@@ -103,6 +110,16 @@ class Library:
                 if self.word(parameter + 8) & PARAMFLAG_FOUT and self.is_value(self.word(parameter)):
                     yield member, parameter
 
+    def forget_time(self):
+        start, length = self.segment(DATA_GUID_SEGMENT)
+        for entry in range(start, start + length, DATA_GUID_SIZE):
+            guid = self.segment(GUID_SEGMENT)[0] + self.word(entry)
+            if self.data[guid:guid + len(TIME_GUID)] == TIME_GUID:
+                value = self.segment(DATA_SEGMENT)[0] + self.word(entry + 4) + VARTYPE_SIZE
+                struct.pack_into("<I", self.data, value, 0)
+        self.data = re.sub(rb"(Created by WIDL version [^ ]+ at ).{24}", rb"\1Thu Jan  1 00:00:00 1970",
+                           self.data)
+
     def is_value(self, type_word):
         if type_word & BASE_TYPE:
             return True
@@ -113,6 +130,7 @@ def main(path):
     with open(path, "rb") as file:
         library = Library(bytearray(file.read()))
     restored = library.restore()
+    library.forget_time()
     with open(path, "wb") as file:
         file.write(library.data)
     print(f"{path}: {restored} reference parameters restored")
