@@ -120,8 +120,8 @@ TEST_F(Arrays, InParallelGrowBothOrNeither) {
     LONG number;
   } refused[] = {{none, values, 9},  {names, none, 9},    {names, shifted, 9}, {empty, shifted, 9}, {names, numbers, 9},
                  {names, wrong, 13}, {beyond, values, 9}, {names, vector, 10}, {values, names, 13}};
-  for (const auto& [left, right, number] : refused) {
-    EXPECT_EQ(runtimeError(number), addPair(left, right, L"x", longValue(1))) << &left - &names;
+  for (const auto& c : refused) {
+    EXPECT_EQ(runtimeError(c.number), addPair(c.names, c.values, L"x", longValue(1))) << &c - refused;
     EXPECT_EQ(L"0..1: first|second|", contentOf(names.get()));
     EXPECT_EQ(L"0..0: |", contentOf(empty.get()));
   }
@@ -209,6 +209,15 @@ TEST_F(Arrays, TravelThroughLateBinding) {
                                reference(VT_ARRAY | VT_I4, nullptr), inVariant(VT_VARIANT, words)}) {
     EXPECT_EQ(DISP_E_TYPEMISMATCH, invoke(L"JoinLongs", {wrong})) << V_VT(&wrong);
   }
+
+  // Not dimensioned, by value: as StringArray2 gives it.
+  const VARIANT noLongs = valueOfType(VT_ARRAY | VT_I4), noTexts = valueOfType(VT_ARRAY | VT_BSTR);
+  for (const VARIANT& none : {noLongs, noTexts}) {
+    EXPECT_EQ(DISP_E_EXCEPTION, invoke(L"JoinLongs", {none}));
+    EXPECT_EQ(runtimeError(9), outcome.number);
+    EXPECT_EQ(S_OK, invoke(L"StringArray", {none}));
+  }
+  EXPECT_EQ(DISP_E_EXCEPTION, invoke(L"AddSVParameter", {noTexts, other, textValue(word), longValue(1)}));
 
   // A script's arrays hold values of any kind; what is added reaches them, and only that changes.
   Variant names, values;

@@ -184,7 +184,8 @@ TEST_F(Installed, PartsAreLocatedAndInstalledOnDemand) {
     EXPECT_EQ(c.action, request.action) << &c - cases;
     EXPECT_EQ(c.prompt, request.prompt) << &c - cases;
     EXPECT_EQ(c.asked, installer.asked) << &c - cases;
-    EXPECT_EQ(c.button == 0, Answer::question.empty()) << &c - cases;
+    EXPECT_EQ(c.button ? c.prompt : L"", Answer::question) << &c - cases;
+    EXPECT_EQ(c.button ? L"Install on Demand" : L"", Answer::title) << &c - cases;
   }
 }
 

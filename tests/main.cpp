@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <objbase.h>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -22,7 +23,7 @@ class HeapValidator final : public testing::EmptyTestEventListener {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 2 && std::string_view(argv[1]) == "neighbour") return runNeighbour();
+  if (argc == 3 && std::string_view(argv[1]) == "neighbour") return runNeighbour(std::stoul(argv[2]));
   testing::InitGoogleTest(&argc, argv);
   testing::UnitTest::GetInstance()->listeners().Append(new HeapValidator);
   CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);

@@ -150,6 +150,7 @@ void expectEveryMemberToAnswer() {
       call(outcome, support.get(), function->memid, DISPATCH_METHOD | DISPATCH_PROPERTYGET, arguments);
       EXPECT_EQ(S_OK, outcome.result) << signature << outcome.description;
       EXPECT_EQ(result, V_VT(&outcome.value.get())) << signature;
+      if (signature.starts_with(L"GetTempFileName2")) DeleteFileW(V_BSTR(&outcome.value.get()));
     }
     info->ReleaseFuncDesc(function);
   }

@@ -1,4 +1,6 @@
 // Placing and measuring windows: real ones.
+#include <cmath>
+
 #include "support/com.h"
 
 namespace {
@@ -9,8 +11,8 @@ class Windows : public SupportTest {
     for (const HWND window : made_) DestroyWindow(window);
   }
   // Without a frame: its client area is all of it.
-  HWND make(HWND parent, RECT place, bool isVisible = true) {
-    const DWORD style = (parent ? WS_CHILD : WS_POPUP) | (isVisible ? WS_VISIBLE : 0);
+  HWND make(HWND parent, RECT place, bool isVisible = true, bool isPopup = false) {
+    const DWORD style = (parent && !isPopup ? WS_CHILD : WS_POPUP) | (isVisible ? WS_VISIBLE : 0);
     const HWND window = CreateWindowExW(0, L"STATIC", L"", style, place.left, place.top, place.right - place.left,
                                         place.bottom - place.top, parent, nullptr, nullptr, nullptr);
     EXPECT_TRUE(window);
@@ -61,10 +63,16 @@ TEST_F(Windows, AreCentredOverTheirOwners) {
     EXPECT_EQ(toLong(other), centre(window, other));
     expectPlace({225, 340, 275, 360}, window);
   }
+  EXPECT_EQ(toLong(other), centre(child, other, true));
+  expectPlace({200, 300, 300, 400}, child);
+  // An owned window counts as a child of its owner, whose client coordinates are then the screen's.
+  const HWND owned = make(other, {0, 0, 50, 20}, true, true);
+  EXPECT_EQ(toLong(other), centre(owned));
+  expectPlace({25, 40, 75, 60}, owned);
   RECT desktop;
   GetClientRect(GetDesktopWindow(), &desktop);
   EXPECT_EQ(toLong(GetDesktopWindow()), centre(free));
-  const LONG x = desktop.right / 2 - 25, y = desktop.bottom / 2 - 10;
+  const LONG x = std::lrint((desktop.right - 50) / 2.0), y = std::lrint((desktop.bottom - 20) / 2.0);
   expectPlace({x, y, x + 50, y + 20}, free);
 
   const HWND dead = make(nullptr, {0, 0, 9, 9});

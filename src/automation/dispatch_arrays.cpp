@@ -42,25 +42,22 @@ SafeArray converted(SAFEARRAY& source, VARTYPE from, VARTYPE to, LCID locale) {
   return result;
 }
 
-// Whether an element of a script's array already says what a text says, in whatever form.
-bool says(const VARIANT& element, const VARIANT& text, LCID locale) {
-  Variant converted;
-  if (typeOf(text) != (VT_BSTR | VT_BYREF)) return false;
-  const VARIANT& own = *V_VARIANTREF(&element);
-  const bool isText = typeOf(own) == VT_BSTR;
-  if (!isText && FAILED(convertTo(*converted.operator->(), own, VT_BSTR, locale))) return false;
-  return viewOf(V_BSTR(isText ? &own : &converted.get())) == viewOf(*V_BSTRREF(&text));
+bool isSameText(const VARIANT& before, const VARIANT& after) {
+  return typeOf(before) == (VT_BSTR | VT_BYREF) &&
+         viewOf(*V_BSTRREF(&before)) == viewOf(*V_BSTRREF(&after));
 }
 
 // What a method changed in the copy, back into the array of VARIANT that it was made from.
-void storeChanges(SAFEARRAY& target, SAFEARRAY& copy, VARTYPE element, LCID locale) {
+void storeChanges(SAFEARRAY& target, SAFEARRAY& before, SAFEARRAY& copy, VARTYPE element,
+                  LCID locale) {
   if (target.cDims == 1 && target.rgsabound[0].cElements < copy.rgsabound[0].cElements) {
     require(SafeArrayRedim(&target, &copy.rgsabound[0]));
   }
-  const ArrayLock places(&target), fresh(&copy);
+  const ArrayLock places(&target), old(&before), fresh(&copy);
   for (size_t i = 0; i < std::min(places.size(), fresh.size()); ++i) {
-    const VARIANT place = elementAt(places, VT_VARIANT, i), value = elementAt(fresh, element, i);
-    if (!says(place, value, locale)) storeElement(place, value, locale);
+    const VARIANT value = elementAt(fresh, element, i);
+    if (i < old.size() && isSameText(elementAt(old, element, i), value)) continue;
+    storeElement(elementAt(places, VT_VARIANT, i), value, locale);
   }
 }
 
@@ -97,11 +94,13 @@ HRESULT ArrayArgument::loadOther(const VARIANT& variable, LCID locale) {
     const bool isAlien = from == VT_EMPTY || from == VT_RECORD || element_ == VT_RECORD;
     const bool canTakeChanges = use_ == ArrayUse::kRead || from == VT_VARIANT;
     // A variable for an array that is not dimensioned yet may get one of another type.
-    if (!source && !place_) return;
+    if (!source && variable_) return;
     if (isAlien || !canTakeChanges) throw makeError(DISP_E_TYPEMISMATCH);
     isConverted_ = true;
     if (!source) return;
     own_ = converted(*source, from, element_, locale);
+    if (use_ == ArrayUse::kRead) return;
+    require(SafeArrayCopy(own_.get(), before_.inout()));
     // What cannot grow must not seem to.
     if (!isResizable(*source)) own_.get()->fFeatures |= FADF_FIXEDSIZE;
   });
@@ -111,7 +110,7 @@ HRESULT ArrayArgument::loadOther(const VARIANT& variable, LCID locale) {
 SAFEARRAY** ArrayArgument::pass() {
   if (isConverted_ || own_) return own_.inout();
   if (place_) return place_;
-  return typeOf(*variable_) == wanted() ? &V_ARRAY(variable_) : own_.inout();
+  return variable_ && typeOf(*variable_) == wanted() ? &V_ARRAY(variable_) : own_.inout();
 }
 
 // The caller's array from which the copy was made, or what is there by now.
@@ -126,7 +125,7 @@ HRESULT ArrayArgument::store(LCID locale) {
   return atBoundary(IID_NULL, [&] {
     if (isConverted_) {
       SAFEARRAY* const changed = target();
-      if (changed) storeChanges(*changed, *own_.get(), element_, locale);
+      if (changed) storeChanges(*changed, *before_.get(), *own_.get(), element_, locale);
     } else if (variable_) {
       VariantClear(variable_);
       V_VT(variable_) = wanted();

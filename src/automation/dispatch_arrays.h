@@ -40,7 +40,8 @@ class ArrayArgument {
   SAFEARRAY** place_ = nullptr;  // the caller's typed variable
   VARIANT* variable_ = nullptr;  // the caller's VARIANT variable; foreign code may change it
   bool isConverted_ = false;
-  SafeArray own_;  // what the method gets when it cannot get the caller's
+  SafeArray own_;     // what the method gets when it cannot get the caller's
+  SafeArray before_;  // a converted own_ before the call
 };
 
 }  // namespace dispatch_detail

@@ -76,12 +76,18 @@ void resizeBoth(SAFEARRAY& names, SAFEARRAY& values, LONG upper, SafeArray& surp
   const ULONG count = values.rgsabound[0].cElements;
   if (count > after.cElements) surplus = SafeArray::vector(VT_VARIANT, count - after.cElements);
   checkPlatform(SafeArrayRedim(&names, &after));
-  if (surplus) {
-    const ArrayElements<VARIANT> from(&values), to(surplus.get());
-    for (size_t i = 0; i < to.size(); ++i) std::swap(to[i], from[after.cElements + i]);
-  }
+  const auto swapSurplus = [&] {
+    const ArrayElements<VARIANT> inside(&values), outside(surplus.get());
+    for (size_t i = 0; i < outside.size(); ++i) {
+      std::swap(outside[i], inside[after.cElements + i]);
+    }
+  };
+  swapSurplus();
   const HRESULT result = SafeArrayRedim(&values, &after);
-  if (FAILED(result)) SafeArrayRedim(&names, &before);
+  if (FAILED(result)) {
+    swapSurplus();
+    SafeArrayRedim(&names, &before);
+  }
   checkPlatform(result);
 }
 

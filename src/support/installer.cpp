@@ -17,30 +17,29 @@ constexpr wchar_t kOverrides[] = L"Software\\Zarnow Instruments Ltd.\\Components
 constexpr LONG kShowIds = 1;  // application bit of the debug level: the question names the ids
 constexpr size_t kCodeLength = 38;
 
-// Two of the installer's functions. Its library is large and few programs ask it, so it is loaded
-// at the first question; where there is none, the answers are empty.
-class InstallerLibrary {
- public:
-  static void getProductCode(const char* component, char* product) {
-    call("MsiGetProductCodeA", component, product);
-  }
-  static void installMissingComponent(const char* product, const char* component) {
-    constexpr int kInstallLocally = 5;
-    call("MsiInstallMissingComponentA", product, component, kInstallLocally);
-  }
+// The installer's library is large and few programs ask it, so it is loaded at the first question.
+// It is never freed: the installer's own threads may outlive the call.
+HMODULE installerLibrary() {
+  static const HMODULE library = [] {
+    wchar_t folder[MAX_PATH];
+    const UINT length = GetSystemDirectoryW(folder, MAX_PATH);
+    return LoadLibraryW((std::wstring(folder, length) + L"\\msi.dll").c_str());
+  }();
+  return library;
+}
 
- private:
-  template <class... Arguments>
-  static void call(const char* name, Arguments... arguments) {
-    // Never freed: the installer's own threads may outlive the call.
-    static const HMODULE library =
-        LoadLibraryExW(L"msi.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
-    if (!library) return;
-    const auto function = reinterpret_cast<UINT(WINAPI*)(Arguments...)>(
-        reinterpret_cast<void*>(GetProcAddress(library, name)));
-    if (function) function(arguments...);
-  }
-};
+// What it answers is not looked at; without a library, nothing happens.
+template <class... Arguments>
+void callInstaller(const char* name, Arguments... arguments) {
+  const auto function = reinterpret_cast<UINT(WINAPI*)(Arguments...)>(reinterpret_cast<void*>(
+      installerLibrary() ? GetProcAddress(installerLibrary(), name) : nullptr));
+  if (function) function(arguments...);
+}
+
+void installMissingComponent(const std::string& product, const std::string& component) {
+  constexpr int kInstallLocally = 5;
+  callInstaller("MsiInstallMissingComponentA", product.c_str(), component.c_str(), kInstallLocally);
+}
 
 // The installer's automation object.
 class Installer {
@@ -86,7 +85,7 @@ class Installer {
 
 std::wstring productOf(const std::string& component) {
   char product[kCodeLength + 1] = {};
-  InstallerLibrary::getProductCode(component.c_str(), product);
+  callInstaller("MsiGetProductCodeA", component.c_str(), +product);
   return product[0] ? fromAnsi({product, kCodeLength}) : std::wstring();
 }
 
@@ -155,8 +154,7 @@ HRESULT GZSupportObject::GetComponentLocation2(BSTR* component, BSTR* product, L
         if (*action == im_Prompt) *action = askToInstall(prompt, owner, wanted);
         if (*action == im_Install) {
           installer.setUILevel(Installer::kDefault);
-          InstallerLibrary::installMissingComponent(toAnsi(owner.view()).c_str(),
-                                                    toAnsi(wanted.view()).c_str());
+          installMissingComponent(toAnsi(owner.view()), toAnsi(wanted.view()));
           location = installer.componentPath(owner, wanted);
         }
         return location;

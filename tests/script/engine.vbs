@@ -87,7 +87,9 @@ Check "documents", support.GetFolderPath(5), support.GetMyDocumentsPath
 Check "no such folder", "", support.GetFolderPath(4711, "x")
 dir = support.GetTempPath & "engine\a"
 Check "folders made", True, support.EnsureDirExists(dir)
-Check "file", Left(dir, 3), Left(support.GetTempFileName2(dir), 3)
+texts = support.GetTempFileName2(dir)
+Check "file", dir, Left(texts, Len(dir))
+CreateObject("Scripting.FileSystemObject").DeleteFile texts
 support.EnsureDirExists "Q:\a"
 CheckError "no drive", 76, gz & "Function EnsureDirExists!ZSupport", "Path not found"
 Check "numbers of any type", "1,2,3", support.JoinLongs(Array(1, 2.4, "3"))

@@ -5,28 +5,34 @@
 
 #include <string>
 
-// Presses a button of the next message box of this thread, and keeps its text.
+// Presses a button of the next message box of this thread, and keeps its text and title. A box without
+// that button stays, and hangs the test.
 class Answer {
  public:
   explicit Answer(int button) {
     button_ = button;
     question.clear();
+    title.clear();
     hook_ = SetWindowsHookExW(WH_CBT, onEvent, nullptr, GetCurrentThreadId());
   }
   Answer(const Answer&) = delete;
   Answer& operator=(const Answer&) = delete;
   ~Answer() { UnhookWindowsHookEx(hook_); }
-  static inline std::wstring question;
+  static inline std::wstring question, title;
 
  private:
   static LRESULT CALLBACK onEvent(int code, WPARAM window, LPARAM data) {
     const auto box = reinterpret_cast<HWND>(window);
-    if (code == HCBT_ACTIVATE) PostMessageW(box, WM_COMMAND, static_cast<WPARAM>(button_), 0);
+    if (code == HCBT_ACTIVATE && GetDlgItem(box, button_)) {
+      PostMessageW(box, WM_COMMAND, static_cast<WPARAM>(button_), 0);
+    }
     if (code == HCBT_DESTROYWND && question.empty()) {
       wchar_t text[512] = L"";
       HWND label = nullptr;  // the icon is one, too, without a text
       while (!*text && (label = FindWindowExW(box, label, L"Static", nullptr))) { GetWindowTextW(label, text, 512); }
       question = text;
+      GetWindowTextW(box, text, 512);
+      title = text;
     }
     return CallNextHookEx(nullptr, code, window, data);
   }

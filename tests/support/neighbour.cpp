@@ -41,7 +41,8 @@ DWORD checksumOf(const void* bytes, size_t size) {
   return sum & 0x7FFFFFFF;
 }
 
-int runNeighbour() {
+int runNeighbour(DWORD parent) {
+  const HANDLE parentProcess = OpenProcess(SYNCHRONIZE, FALSE, parent);
   CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
   WNDCLASSW windowClass{};
   windowClass.lpfnWndProc = onMessage;
@@ -57,15 +58,19 @@ int runNeighbour() {
   RegisterActiveObject(z.get(), __uuidof(Zollection), ACTIVEOBJECT_STRONG, &cookie);
   const HANDLE ready = OpenEventW(EVENT_MODIFY_STATE, FALSE, kReady);
   SetEvent(ready);
-  MSG message;
-  while (GetMessageW(&message, nullptr, 0, 0) > 0) DispatchMessageW(&message);
+  MSG message{};
+  while (message.message != WM_QUIT &&
+         MsgWaitForMultipleObjects(1, &parentProcess, FALSE, INFINITE, QS_ALLINPUT) == WAIT_OBJECT_0 + 1) {
+    while (message.message != WM_QUIT && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
+  }
+  RevokeActiveObject(cookie, nullptr);
   return 0;
 }
 
 Neighbour::Neighbour() {
   wchar_t self[MAX_PATH];
   GetModuleFileNameW(nullptr, self, MAX_PATH);
-  std::wstring command = L"\"" + std::wstring(self) + L"\" neighbour";
+  std::wstring command = L"\"" + std::wstring(self) + L"\" neighbour " + std::to_wstring(GetCurrentProcessId());
   STARTUPINFOW start{};
   start.cb = sizeof start;
   const HANDLE ready = CreateEventW(nullptr, TRUE, FALSE, kReady);
@@ -75,8 +80,8 @@ Neighbour::Neighbour() {
 }
 
 Neighbour::~Neighbour() {
-  TerminateProcess(process_.hProcess, 0);
-  WaitForSingleObject(process_.hProcess, 20'000);
+  PostThreadMessageW(process_.dwThreadId, WM_QUIT, 0, 0);
+  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(process_.hProcess, 20'000));
   CloseHandle(process_.hProcess);
   CloseHandle(process_.hThread);
 }

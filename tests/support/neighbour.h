@@ -10,7 +10,8 @@ enum : UINT { kAskNumber = WM_APP, kAskSize, kAskChecksum, kAskSender };
 
 // Of its windows, these are tagged: "zsuOne" one with 1, "zsuTwo" one with 2, "zsuBoth" two with 1.
 // A Zollection of its own with three items is in the running-object table.
-int runNeighbour();
+// Ends with its parent, or when its thread is told to quit.
+int runNeighbour(DWORD parent);
 
 class Neighbour {
  public:
