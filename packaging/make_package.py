@@ -27,7 +27,6 @@ import registration
 ROOT = Path(__file__).resolve().parent.parent
 NAMESPACE = uuid.UUID("5b2c7f60-93a1-4d0e-8a4f-1e6d7c3b9f28")
 UPGRADE_CODE = "{E7A3C5D1-2B84-4F69-9C0D-6A1F8E3B5D72}"
-SAMPLE_FOLDERS = ["script", "vba", "powershell", "regfree", "demo", "thermometer", "messages"]
 
 
 def identity(name):
@@ -35,7 +34,7 @@ def identity(name):
     return "{" + str(uuid.uuid5(NAMESPACE, name)).upper() + "}"
 
 
-def stage(build, folder, version):
+def stage(build, folder):
     """Everything that users get, in the layout in which they get it."""
     shutil.rmtree(folder, ignore_errors=True)
     folder.mkdir(parents=True)
@@ -43,9 +42,9 @@ def stage(build, folder, version):
                    build / "typelib/ZSupport.h", ROOT / "docs/reference.md",
                    ROOT / "packaging/LICENCE.txt"]:
         shutil.copyfile(source, folder / source.name)
-    (folder / "ZSupport.manifest").write_text(registration.manifest(ROOT, version))
-    for name in SAMPLE_FOLDERS:
-        shutil.copytree(ROOT / "samples" / name, folder / "samples" / name)
+    (folder / "ZSupport.Library.manifest").write_text(registration.manifest(ROOT))
+    for sample in filter(Path.is_dir, (ROOT / "samples").iterdir()):
+        shutil.copytree(sample, folder / "samples" / sample.name)
     return sorted(path for path in folder.rglob("*") if path.is_file())
 
 
@@ -99,16 +98,17 @@ class Components:
                 xml += self.component(name, feature, file_element(entry, self.folder))
         return xml
 
-    def shared_interface(self):
-        rows = registration.shared_interface_rows(ROOT)
+    def registry(self, name, rows):
+        """A component of registry values alone; the first one tells whether it is there."""
         first = registry_element(*rows[0]).replace("/>", ' KeyPath="yes"/>')
-        return self.component("SharedInterface", "Library",
-                              first + "".join(registry_element(*row) for row in rows[1:]))
+        return self.component(name, "Library", first + "".join(registry_element(*row) for row in rows[1:]))
 
 
 def product(folder, version):
     components = Components(folder)
-    tree = components.directory(folder) + components.shared_interface()
+    tree = (components.directory(folder)
+            + components.registry("SharedInterface", registration.shared_interface_rows(ROOT))
+            + components.registry("EventSource", registration.machine_rows("[#ZSupportDll]")))
 
     def feature(name, title, level):
         references = "".join(f'<ComponentRef Id="{name}"/>' for name in components.references[name])
@@ -138,9 +138,11 @@ def product(folder, version):
 # only where nobody else has described it.
 QUERIES = [
     "UPDATE Registry SET Root = -1 WHERE Root = 4",
+    "INSERT INTO InstallExecuteSequence (Action, Sequence) VALUES ('AppSearch', 50)",
     "INSERT INTO AppSearch (Property, Signature_) VALUES ('COLLECTIONLIBRARY', 'CollectionLibrary')",
     "INSERT INTO RegLocator (Signature_, Root, `Key`, Type) VALUES ('CollectionLibrary', 0, "
     "'Interface\\{A4C46780-499F-101B-BB78-00AA00383CBB}\\TypeLib', 2)",
+    "UPDATE Component SET Condition = 'ALLUSERS = 1' WHERE Component = 'EventSource'",
     "UPDATE Component SET Condition = 'NOT COLLECTIONLIBRARY OR COLLECTIONLIBRARY = "
     "\"{EB457140-75E3-41DC-9BFB-3361FC42A7B6}\"' WHERE Component = 'SharedInterface'",
 ]
@@ -172,7 +174,7 @@ def main(build, out, version, epoch):
     out = Path(out).resolve()
     out.mkdir(parents=True, exist_ok=True)
     folder = out / f"ZSupport-{version}"
-    files = stage(Path(build).resolve(), folder, version)
+    files = stage(Path(build).resolve(), folder)
     for file in files:
         os.utime(file, (int(epoch), int(epoch)))
     make_zip(out / f"{folder.name}.zip", folder, files, int(epoch))

@@ -7,6 +7,7 @@ holds the two together. Ids come from the interface description.
 import re
 
 VERSION = "1.0"
+ASSEMBLY_VERSION = "1.0.0.0"  # what client manifests name; it changes with the interfaces
 DUAL_MARSHALLER = "{00020424-0000-0000-C000-000000000046}"
 DISPATCH_MARSHALLER = "{00020420-0000-0000-C000-000000000046}"
 APPLICATION = "{8C6B1F0E-4D27-4A95-B3E8-2F7A90D5C614}"
@@ -74,12 +75,20 @@ def rows(root, module, folder):
     yield application, "DllSurrogate", ""
 
 
+def machine_rows(module):
+    """What only the machine's hive can have: the source in the system's event log."""
+    return [(r"SYSTEM\CurrentControlSet\Services\EventLog\Application\ZSupport", "EventMessageFile", module)]
+
+
 def shared_interface_rows(root):
     return list(interface_rows(Ids(root), "_Collection", DUAL_MARSHALLER))
 
 
-def manifest(root, version):
-    """For programs that use the library without registration."""
+def manifest(root):
+    """For programs that use the library without registration.
+
+    It is not named like the library: the system would look for it inside of the DLL.
+    """
     ids = Ids(root)
     classes = "".join(
         f'    <comClass clsid="{ids.of("coclass", name)}" progid="ZSupport.{name}" tlbid="{ids.library()}"\n'
@@ -92,7 +101,7 @@ def manifest(root, version):
         for name, marshaller in INTERFACES.items())
     return f"""<?xml version="1.0" encoding="UTF-8" standalone="yes"?>
 <assembly xmlns="urn:schemas-microsoft-com:asm.v1" manifestVersion="1.0">
-  <assemblyIdentity type="win32" name="ZSupport" version="{version}.0" processorArchitecture="x86"/>
+  <assemblyIdentity type="win32" name="ZSupport.Library" version="{ASSEMBLY_VERSION}" processorArchitecture="x86"/>
   <file name="ZSupport.dll">
 {classes}    <typelib tlbid="{ids.library()}" version="{VERSION}" helpdir=""/>
   </file>

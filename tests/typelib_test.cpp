@@ -1,52 +1,129 @@
-// GZSupport as its type library describes it, member by member, and a late-bound call of each.
+// The type library, held against its reference (docs/reference.md); and a late-bound call of each
+// member of GZSupport.
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <set>
+
 #include "support/answer.h"
 #include "support/late_call.h"
 
 namespace {
 
-std::wstring typeName(ITypeInfo* info, const TYPEDESC& type) {
-  switch (type.vt) {
-    case VT_PTR: return typeName(info, *type.lptdesc) + L"&";
-    case VT_SAFEARRAY: return typeName(info, *type.lptdesc) + L"()";
-    case VT_USERDEFINED: {
-      ComPtr<ITypeInfo> described;
-      Text name;
-      EXPECT_EQ(S_OK, info->GetRefTypeInfo(type.hreftype, described.put()));
-      EXPECT_EQ(S_OK, described->GetDocumentation(MEMBERID_NIL, name.inout(), nullptr, nullptr, nullptr));
-      return std::wstring(name.view());
-    }
-    case VT_BSTR: return L"String";
-    case VT_I4: return L"Long";
-    case VT_I2: return L"Integer";
-    case VT_BOOL: return L"Boolean";
-    case VT_R8: return L"Double";
-    case VT_DATE: return L"Date";
-    case VT_VARIANT: return L"Variant";
-    case VT_DISPATCH: return L"Object";
-    case VT_VOID: return L"nothing";
-    default: return L"?" + std::to_wstring(type.vt);
-  }
+// What is described, a line each: "Name(First As Type, [ByVal Second As Type = default]) As Result",
+// "csidl.CSIDL_DESKTOP = 0", "VersionStamp.Major = Long".
+using Description = std::set<std::string>;
+
+std::string narrow(std::wstring_view text) { return std::string(text.begin(), text.end()); }
+
+std::string nameOf(ITypeInfo* info, MEMBERID member = MEMBERID_NIL) {
+  Text name;
+  EXPECT_EQ(S_OK, info->GetDocumentation(member, name.inout(), nullptr, nullptr, nullptr));
+  return narrow(name.view());
 }
 
-// "Name(Type& First, [Type Second = default]): Result". References are marked, & after the type.
-std::wstring signatureOf(ITypeInfo* info, const FUNCDESC& function) {
+std::string typeName(ITypeInfo* info, const TYPEDESC& type) {
+  static const std::map<VARTYPE, const char*> kNames = {
+      {VT_BSTR, "String"}, {VT_I4, "Long"},        {VT_I2, "Integer"},      {VT_BOOL, "Boolean"},
+      {VT_R8, "Double"},   {VT_DATE, "Date"},      {VT_VARIANT, "Variant"}, {VT_DISPATCH, "Object"},
+      {VT_VOID, ""},       {VT_UNKNOWN, "Unknown"}};
+  if (type.vt == VT_PTR) return typeName(info, *type.lptdesc);
+  if (type.vt == VT_SAFEARRAY) return typeName(info, *type.lptdesc) + "()";
+  if (type.vt != VT_USERDEFINED) return kNames.at(type.vt);
+  ComPtr<ITypeInfo> described;
+  EXPECT_EQ(S_OK, info->GetRefTypeInfo(type.hreftype, described.put()));
+  return nameOf(described.get());
+}
+
+std::string defaultOf(const VARIANT& value) {
+  const std::string text = narrow(zsupport::toText(value).view());
+  return " = " + (V_VT(&value) == VT_BSTR ? '"' + text + '"' : text);
+}
+
+std::string signatureOf(ITypeInfo* info, const FUNCDESC& function) {
   std::vector<BSTR> names(static_cast<size_t>(function.cParams) + 1);
   UINT count = 0;
   EXPECT_EQ(S_OK, info->GetNames(function.memid, names.data(), static_cast<UINT>(names.size()), &count));
-  std::wstring signature = std::wstring(names[0]) + L"(";
+  const bool isPut = function.invkind == INVOKE_PROPERTYPUT;
+  std::string signature = isPut ? "Property Let " : function.invkind == INVOKE_PROPERTYGET ? "Property Get " : "";
+  signature += narrow(names[0]) + "(";
   for (SHORT i = 0; i < function.cParams; ++i) {
     const ELEMDESC& parameter = function.lprgelemdescParam[i];
     const USHORT flags = parameter.paramdesc.wParamFlags;
-    const bool isReference = parameter.tdesc.vt == VT_PTR;
-    EXPECT_EQ(isReference ? PARAMFLAG_FIN | PARAMFLAG_FOUT : PARAMFLAG_FIN, flags & (PARAMFLAG_FIN | PARAMFLAG_FOUT));
-    std::wstring text = typeName(info, parameter.tdesc) + L" " + names[static_cast<size_t>(i) + 1];
-    if (flags & PARAMFLAG_FHASDEFAULT) {
-      text += L" = " + std::wstring(zsupport::toText(parameter.paramdesc.pparamdescex->varDefaultValue).view());
-    }
-    signature += (i ? L", " : L"") + (flags & PARAMFLAG_FOPT ? L"[" + text + L"]" : text);
+    const std::string type = typeName(info, parameter.tdesc);
+    const bool isArray = type.ends_with("()"), isObject = type == "Object";
+    const bool isReference = parameter.tdesc.vt == VT_PTR && !(isObject && parameter.tdesc.lptdesc->vt != VT_PTR);
+    // The value that a property gets has no name.
+    const BSTR name = names[static_cast<size_t>(i) + 1];
+    std::string text = (isReference ? "" : "ByVal ") + (name ? narrow(name) : "Value");
+    text += (isArray ? "() As " + type.substr(0, type.size() - 2) : " As " + type);
+    if (flags & PARAMFLAG_FHASDEFAULT) text += defaultOf(parameter.paramdesc.pparamdescex->varDefaultValue);
+    signature += (i ? ", " : "") + (flags & PARAMFLAG_FOPT ? "[" + text + "]" : text);
   }
   for (const BSTR name : names) SysFreeString(name);
-  return signature + L"): " + typeName(info, function.elemdescFunc.tdesc);
+  const std::string result = typeName(info, function.elemdescFunc.tdesc);
+  return signature + (result.empty() ? ")" : ") As " + result);
+}
+
+void describe(ITypeInfo* info, Description& described) {
+  TYPEATTR* attributes;
+  ASSERT_EQ(S_OK, info->GetTypeAttr(&attributes));
+  for (UINT i = 0; i < attributes->cFuncs; ++i) {
+    FUNCDESC* function;
+    ASSERT_EQ(S_OK, info->GetFuncDesc(i, &function));
+    if (!(function->wFuncFlags & FUNCFLAG_FRESTRICTED)) described.insert(signatureOf(info, *function));
+    info->ReleaseFuncDesc(function);
+  }
+  for (UINT i = 0; i < attributes->cVars; ++i) {
+    VARDESC* variable;
+    ASSERT_EQ(S_OK, info->GetVarDesc(i, &variable));
+    const std::string value = variable->varkind == VAR_CONST ? narrow(zsupport::toText(*variable->lpvarValue).view())
+                                                             : typeName(info, variable->elemdescVar.tdesc);
+    described.insert(nameOf(info) + "." + nameOf(info, variable->memid) + " = " + value);
+    info->ReleaseVarDesc(variable);
+  }
+  info->ReleaseTypeAttr(attributes);
+}
+
+// A signature is a line of its own in backquotes; a value or field is a row of a table below the name
+// of its type.
+Description referenceOf(const std::string& path) {
+  Description described;
+  std::ifstream file(path);
+  EXPECT_TRUE(file) << path;
+  std::string heading;
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with("#")) heading = line.substr(line.find_last_of(' ') + 1);
+    if (line.starts_with("`") && line.ends_with("`")) described.insert(line.substr(1, line.size() - 2));
+    if (!line.starts_with("| `")) continue;
+    const size_t nameEnd = line.find("` | "), valueEnd = line.find(" |", nameEnd + 4);
+    if (valueEnd == std::string::npos) continue;
+    described.insert(heading + "." + line.substr(3, nameEnd - 3) + " = " +
+                     line.substr(nameEnd + 4, valueEnd - nameEnd - 4));
+  }
+  return described;
+}
+
+TEST(TypeLibrary, SaysWhatTheReferenceSays) {
+  ComPtr<ITypeInfo> any;
+  ComPtr<ITypeLib> library;
+  ASSERT_EQ(S_OK, newSupport()->GetTypeInfo(0, 0, any.put()));
+  UINT index;
+  ASSERT_EQ(S_OK, any->GetContainingTypeLib(library.put(), &index));
+  Description described, missing, surplus;
+  for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
+    ComPtr<ITypeInfo> info;
+    ASSERT_EQ(S_OK, library->GetTypeInfo(i, info.put()));
+    describe(info.get(), described);
+  }
+  char self[MAX_PATH];
+  GetModuleFileNameA(nullptr, self, MAX_PATH);
+  const std::string folder(self, strrchr(self, '\\'));
+  const Description reference = referenceOf(folder + "\\reference.md");
+  std::ranges::set_difference(described, reference, std::inserter(missing, missing.end()));
+  std::ranges::set_difference(reference, described, std::inserter(surplus, surplus.end()));
+  for (const std::string& line : missing) ADD_FAILURE() << "not in the reference: " << line;
+  for (const std::string& line : surplus) ADD_FAILURE() << "not in the library: " << line;
 }
 
 void expectEveryMemberToAnswer() {
@@ -62,72 +139,48 @@ void expectEveryMemberToAnswer() {
   V_ARRAY(&numbers) = SafeArrayCreateVector(VT_I4, 0, 1);
   const VARIANT address = longValue(reinterpret_cast<LONG>(&V_ARRAY(&numbers))), any = textValue(nothing);
   const struct {
-    std::wstring signature;
+    std::wstring name;
     std::vector<VARIANT> arguments;
     VARTYPE result;
   } members[] = {
-      {L"GetRegistryValue(String& ValueKey, Variant& Default, [String& SectionKey = ], [Boolean& bNoPolicySet = "
-       L"False]): Variant",
-       {any, longValue(1), textValue(section)},
-       VT_I4},
-      {L"WriteRegistryValue(String& ValueKey, Variant& Value, Variant& Default, RegWriteMode& mode, [String& "
-       L"SectionKey "
-       L"= ], [String& Prompt = this]): nothing",
-       {any, longValue(1), longValue(1), longValue(rwm_User), textValue(section)},
-       VT_EMPTY},
-      {L"VersionStamp(String& strVersionString): VersionStamp", {textValue(version)}, VT_RECORD},
-      {L"VersionString(VersionStamp& vs, [Boolean& bFull = True], [Boolean& bIncludeRT = True], [Boolean& "
-       L"bHideRevision = False]): String",
-       {stamp.value.get()},
-       VT_BSTR},
-      {L"CompareVersionStamps(VersionStamp& VS1, VersionStamp& VS2): Long",
-       {stamp.value.get(), stamp.value.get()},
-       VT_I4},
-      {L"OSVersion(): VersionStamp", {}, VT_RECORD},
-      {L"MakeLegalPath(String strUnrestricted): String", {any}, VT_BSTR},
-      {L"GetLongPathName(String& strShortPathName): String", {textValue(place)}, VT_BSTR},
-      {L"GetUserName(): String", {}, VT_BSTR},
-      {L"GetComputerName(): String", {}, VT_BSTR},
-      {L"GetFolderPath(csidl& ePath, [String strSubDir = ]): String", {longValue(26)}, VT_BSTR},
-      {L"GetMyDocumentsPath(): String", {}, VT_BSTR},
-      {L"GetAppDataPath(): String", {}, VT_BSTR},
-      {L"GetCommonAppDataPath(): String", {}, VT_BSTR},
-      {L"GetTempPath(): String", {}, VT_BSTR},
-      {L"GetTempFileName2([String& strDir = ], [String& strPrefix = ]): String", {}, VT_BSTR},
-      {L"EnsureDirExists(String& strDir): Boolean", {textValue(place)}, VT_BOOL},
-      {L"StringArray(Variant()& Strings): String()", {values}, VT_ARRAY | VT_BSTR},
-      {L"StringArray2(Variant()& v): String()", {values}, VT_ARRAY | VT_BSTR},
-      {L"JoinLongs(Long()& l, [String& strDelimiter = ,]): String", {numbers}, VT_BSTR},
-      {L"AddSVParameter(String()& strStrings, Variant()& vValues, String& strString, Variant& vValue): nothing",
-       {texts, values, any, longValue(1)},
-       VT_EMPTY},
-      {L"IsEqualVariant(Variant& v1, Variant& v2): Boolean", {any, any}, VT_BOOL},
-      {L"IsEqualDate(Date& d1, Date& d2): Boolean", {longValue(1), longValue(1)}, VT_BOOL},
-      {L"DateMultiple(Date& d1, Date& d2): Double", {longValue(1), longValue(1)}, VT_R8},
-      {L"NotImplemented(String& NIID, [String& strText = Not Implemented]): nothing", {any}, VT_EMPTY},
-      {L"VBoost(): Object", {}, VT_DISPATCH},
-      {L"ArrayDescriptor(Long ppSA): ArrayHeader", {address}, VT_RECORD},
-      {L"ArrayDescriptor1D(Long ppSA): ArrayHeader1D", {address}, VT_RECORD},
-      {L"ArrayBounds(Long ppSA, SAFEARRAYBOUND()& Bounds): Integer", {address, reference(VT_VARIANT, &empty)}, VT_I2},
-      {L"GetComponentProductID(String& CompID): String", {textValue(nobody)}, VT_BSTR},
-      {L"GetComponentLocation2(String& CompID, String& ProductID, [InstallMode& Action = 2], [String& Prompt = ], "
-       L"[Boolean& bIgnoreProduct = False]): String",
-       {textValue(nobody), any, longValue(im_Fail)},
-       VT_BSTR},
-      {L"GetProductInfo(String& ProductID, String& strProperty): String", {textValue(nobody), any}, VT_BSTR},
-      {L"GetProductSummaryInfo(String& ProductID, sisPropertyID& eProperty): String",
-       {textValue(nobody), longValue(2)},
-       VT_BSTR},
-      {L"CenterWindow(Long& hwnd, [Long& hWndOwner = 0], [Boolean& bMaximize = False]): nothing",
-       {longValue(0)},
-       VT_EMPTY},
-      {L"BoundingBox(Long hwnd): RECT", {longValue(0)}, VT_RECORD},
-      {L"GetTaggedWindow2(String AppID): Long", {any}, VT_I4},
-      {L"SendData(Long hWndTo, String strString, Long lData): nothing", {longValue(0), any, longValue(0)}, VT_EMPTY},
-      {L"GetROTObject(String& strClass, [Boolean& bAllwaysUseROT = False], [Boolean& bCreateIfNotRunning = True]): "
-       L"Object",
-       {any},
-       VT_DISPATCH},
+      {L"GetRegistryValue", {any, longValue(1), textValue(section)}, VT_I4},
+      {L"WriteRegistryValue", {any, longValue(1), longValue(1), longValue(rwm_User), textValue(section)}, VT_EMPTY},
+      {L"VersionStamp", {textValue(version)}, VT_RECORD},
+      {L"VersionString", {stamp.value.get()}, VT_BSTR},
+      {L"CompareVersionStamps", {stamp.value.get(), stamp.value.get()}, VT_I4},
+      {L"OSVersion", {}, VT_RECORD},
+      {L"MakeLegalPath", {any}, VT_BSTR},
+      {L"GetLongPathName", {textValue(place)}, VT_BSTR},
+      {L"GetUserName", {}, VT_BSTR},
+      {L"GetComputerName", {}, VT_BSTR},
+      {L"GetFolderPath", {longValue(26)}, VT_BSTR},
+      {L"GetMyDocumentsPath", {}, VT_BSTR},
+      {L"GetAppDataPath", {}, VT_BSTR},
+      {L"GetCommonAppDataPath", {}, VT_BSTR},
+      {L"GetTempPath", {}, VT_BSTR},
+      {L"GetTempFileName2", {}, VT_BSTR},
+      {L"EnsureDirExists", {textValue(place)}, VT_BOOL},
+      {L"StringArray", {values}, VT_ARRAY | VT_BSTR},
+      {L"StringArray2", {values}, VT_ARRAY | VT_BSTR},
+      {L"JoinLongs", {numbers}, VT_BSTR},
+      {L"AddSVParameter", {texts, values, any, longValue(1)}, VT_EMPTY},
+      {L"IsEqualVariant", {any, any}, VT_BOOL},
+      {L"IsEqualDate", {longValue(1), longValue(1)}, VT_BOOL},
+      {L"DateMultiple", {longValue(1), longValue(1)}, VT_R8},
+      {L"NotImplemented", {any}, VT_EMPTY},
+      {L"VBoost", {}, VT_DISPATCH},
+      {L"ArrayDescriptor", {address}, VT_RECORD},
+      {L"ArrayDescriptor1D", {address}, VT_RECORD},
+      {L"ArrayBounds", {address, reference(VT_VARIANT, &empty)}, VT_I2},
+      {L"GetComponentProductID", {textValue(nobody)}, VT_BSTR},
+      {L"GetComponentLocation2", {textValue(nobody), any, longValue(im_Fail)}, VT_BSTR},
+      {L"GetProductInfo", {textValue(nobody), any}, VT_BSTR},
+      {L"GetProductSummaryInfo", {textValue(nobody), longValue(2)}, VT_BSTR},
+      {L"CenterWindow", {longValue(0)}, VT_EMPTY},
+      {L"BoundingBox", {longValue(0)}, VT_RECORD},
+      {L"GetTaggedWindow2", {any}, VT_I4},
+      {L"SendData", {longValue(0), any, longValue(0)}, VT_EMPTY},
+      {L"GetROTObject", {any}, VT_DISPATCH},
   };
 
   ComPtr<ITypeInfo> info;
@@ -141,16 +194,16 @@ void expectEveryMemberToAnswer() {
     ASSERT_EQ(S_OK, info->GetFuncDesc(i, &function));
     if (!(function->wFuncFlags & FUNCFLAG_FRESTRICTED)) {
       ASSERT_LT(described, std::size(members));
-      const auto& [signature, arguments, result] = members[described++];
-      EXPECT_EQ(signature, signatureOf(info.get(), *function));
+      const auto& [name, arguments, result] = members[described++];
+      EXPECT_EQ(narrow(name), nameOf(info.get(), function->memid));
       Text help;
       EXPECT_EQ(S_OK, info->GetDocumentation(function->memid, nullptr, help.inout(), nullptr, nullptr));
-      EXPECT_FALSE(help.view().empty()) << signature;
+      EXPECT_FALSE(help.view().empty()) << name;
       Call outcome{};
       call(outcome, support.get(), function->memid, DISPATCH_METHOD | DISPATCH_PROPERTYGET, arguments);
-      EXPECT_EQ(S_OK, outcome.result) << signature << outcome.description;
-      EXPECT_EQ(result, V_VT(&outcome.value.get())) << signature;
-      if (signature.starts_with(L"GetTempFileName2")) DeleteFileW(V_BSTR(&outcome.value.get()));
+      EXPECT_EQ(S_OK, outcome.result) << name << outcome.description;
+      EXPECT_EQ(result, V_VT(&outcome.value.get())) << name;
+      if (name == L"GetTempFileName2") DeleteFileW(V_BSTR(&outcome.value.get()));
     }
     info->ReleaseFuncDesc(function);
   }

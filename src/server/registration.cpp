@@ -97,7 +97,7 @@ void addLibrary(std::vector<Row>& rows) {
   rows.push_back({key, L"", L"ZSupport shared support library"});
   rows.push_back({key + L"\\0\\win32", L"", module});
   rows.push_back({key + L"\\FLAGS", L"", L"0"});
-  rows.push_back({key + L"\\HELPDIR", L"", module.substr(0, module.find_last_of(L'\\'))});
+  rows.push_back({key + L"\\HELPDIR", L"", module.substr(0, module.find_last_of(L'\\') + 1)});
 }
 
 void addApplication(std::vector<Row>& rows) {

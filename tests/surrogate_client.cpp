@@ -1,0 +1,85 @@
+// A 64-bit client of the 32-bit library, which runs in a process of the platform's: events come back.
+#include <windows.h>
+#include <ocidl.h>
+#include <oleauto.h>
+
+#include <cstdio>
+
+#include "ZSupport.h"
+
+namespace {
+
+class Client final : public IDispatch {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
+    const bool isKnown = id == IID_IUnknown || id == IID_IDispatch || id == __uuidof(__Zollection);
+    *object = isKnown ? this : nullptr;
+    return isKnown ? S_OK : E_NOINTERFACE;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID event, REFIID, LCID, WORD, DISPPARAMS* given, VARIANT*, EXCEPINFO*,
+                                   UINT*) override {
+    if (event == 1 && given->cArgs == 4) {
+      std::printf("heard: %ls at %ld\n", V_BSTR(&given->rgvarg[1]), V_I4(&given->rgvarg[3]));
+    }
+    return S_OK;
+  }
+};
+
+IDispatch* create() {
+  IDispatch* object = nullptr;
+  const HRESULT result = CoCreateInstance(__uuidof(Zollection), nullptr, CLSCTX_LOCAL_SERVER, IID_IDispatch,
+                                          reinterpret_cast<void**>(&object));
+  if (FAILED(result)) std::printf("not created: 0x%08lX\n", static_cast<unsigned long>(result));
+  return object;
+}
+
+// Adds late bound; an event interface that does not exist makes the collection ask its client.
+HRESULT add(IDispatch* collection, IDispatch* item, const wchar_t* sourceIID) {
+  LPOLESTR name = const_cast<LPOLESTR>(L"Add");
+  DISPID id;
+  VARIANT arguments[2];
+  V_VT(&arguments[1]) = VT_DISPATCH;
+  V_DISPATCH(&arguments[1]) = item;
+  V_VT(&arguments[0]) = VT_BSTR;
+  V_BSTR(&arguments[0]) = SysAllocString(sourceIID);
+  DISPPARAMS parameters = {arguments, nullptr, 2, 0};
+  HRESULT result = collection->GetIDsOfNames(IID_NULL, &name, 1, LOCALE_USER_DEFAULT, &id);
+  if (SUCCEEDED(result)) {
+    result =
+        collection->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, nullptr, nullptr, nullptr);
+  }
+  VariantClear(&arguments[0]);
+  return result;
+}
+
+}  // namespace
+
+int wmain() {
+  CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  IDispatch *outer = create(), *inner = create();
+  if (!outer || !inner) return 1;
+  IConnectionPointContainer* container = nullptr;
+  IConnectionPoint* point = nullptr;
+  Client client;
+  DWORD cookie = 0;
+  if (FAILED(outer->QueryInterface(IID_IConnectionPointContainer, reinterpret_cast<void**>(&container))) ||
+      FAILED(container->FindConnectionPoint(__uuidof(__Zollection), &point)) ||
+      FAILED(point->Advise(&client, &cookie))) {
+    std::puts("not connected");
+    return 1;
+  }
+  std::printf("added: 0x%08lX\n", static_cast<unsigned long>(add(outer, inner, L"")));
+  add(inner, outer, L"{11111111-2222-3333-4444-555555555555}");
+  point->Unadvise(cookie);
+  point->Release();
+  container->Release();
+  inner->Release();
+  outer->Release();
+  CoUninitialize();
+  return 0;
+}
