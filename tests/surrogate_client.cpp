@@ -23,8 +23,9 @@ class Client final : public IDispatch {
   HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
   HRESULT STDMETHODCALLTYPE Invoke(DISPID event, REFIID, LCID, WORD, DISPPARAMS* given, VARIANT*, EXCEPINFO*,
                                    UINT*) override {
-    if (event == 1 && given->cArgs == 4) {
-      std::printf("heard: %ls at %ld\n", V_BSTR(&given->rgvarg[1]), V_I4(&given->rgvarg[3]));
+    // ConnectionFailed
+    if (event == 2 && given->cArgs == 3) {
+      std::printf("asked about %ls, reason %ld\n", *V_BSTRREF(&given->rgvarg[1]), V_I4(&given->rgvarg[0]));
     }
     return S_OK;
   }
@@ -38,7 +39,7 @@ IDispatch* create() {
   return object;
 }
 
-// Adds late bound; an event interface that does not exist makes the collection ask its client.
+// Late bound.
 HRESULT add(IDispatch* collection, IDispatch* item, const wchar_t* sourceIID) {
   LPOLESTR name = const_cast<LPOLESTR>(L"Add");
   DISPID id;
@@ -61,25 +62,24 @@ HRESULT add(IDispatch* collection, IDispatch* item, const wchar_t* sourceIID) {
 
 int wmain() {
   CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-  IDispatch *outer = create(), *inner = create();
-  if (!outer || !inner) return 1;
+  IDispatch *z = create(), *item = create();
+  if (!z || !item) return 1;
   IConnectionPointContainer* container = nullptr;
   IConnectionPoint* point = nullptr;
   Client client;
   DWORD cookie = 0;
-  if (FAILED(outer->QueryInterface(IID_IConnectionPointContainer, reinterpret_cast<void**>(&container))) ||
+  if (FAILED(z->QueryInterface(IID_IConnectionPointContainer, reinterpret_cast<void**>(&container))) ||
       FAILED(container->FindConnectionPoint(__uuidof(__Zollection), &point)) ||
       FAILED(point->Advise(&client, &cookie))) {
     std::puts("not connected");
     return 1;
   }
-  std::printf("added: 0x%08lX\n", static_cast<unsigned long>(add(outer, inner, L"")));
-  add(inner, outer, L"{11111111-2222-3333-4444-555555555555}");
+  add(z, item, L"{11111111-2222-3333-4444-555555555555}");
   point->Unadvise(cookie);
   point->Release();
   container->Release();
-  inner->Release();
-  outer->Release();
+  item->Release();
+  z->Release();
   CoUninitialize();
   return 0;
 }
