@@ -87,10 +87,11 @@ install /x "$(windows_path "$packages/ZSupport-$second.msi")"
 [[ -z $(files | grep -v AppData) ]] || fail "left on disk: $(files)"
 
 echo "-- installed for a user"
-install /i "$(windows_path "$packages/ZSupport-$first.msi")" ALLUSERS=
+install /i "$(windows_path "$packages/ZSupport-$first.msi")" 'INSTALLDIR=C:\mine\ZSupport' 'ALLUSERS=""'
+[[ -f $WINEPREFIX/drive_c/mine/ZSupport/ZSupport.dll ]] || fail "not where it was wished"
 grep -q '^\[HKEY_CURRENT_USER.*InprocServer32' <<<"$(ours)" || fail "the user has: $(ours)"
 grep -q '^\[HKEY_LOCAL_MACHINE' <<<"$(ours)" && fail "for the user, but in the machine's hive: $(ours)"
-install /x "$(windows_path "$packages/ZSupport-$first.msi")" ALLUSERS=
+install /x "$(windows_path "$packages/ZSupport-$first.msi")" 'ALLUSERS=""'
 [[ -z $(ours) ]] || fail "left in the registry: $(ours)"
 
 echo "-- from 64-bit programs"
