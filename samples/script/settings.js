@@ -27,7 +27,7 @@ function set(name, value, preset) {
 WScript.Echo("blue applies: " + set("Colour", "blue", "red"));
 WScript.Echo("after: " + support.GetRegistryValue("Colour", "red"));
 
-// Numbers and texts keep their types, truth values are stored as numbers.
+// Whole numbers and texts keep their types, truth values are stored as numbers.
 WScript.Echo("12 applies: " + set("Size", 12, 10));
 var size = support.GetRegistryValue("Size", 10);
 WScript.Echo("size: " + size + ", a " + typeof size);

@@ -61,9 +61,9 @@ LONG HandleError(const wchar_t* ClassName, const wchar_t* ProcName, bool bInform
         [&] { report.error.source = labelledSource(report.error.source, ClassName, ProcName); });
     throw std::move(report.error);
   }
-  ignoringErrors([] {
+  ignoringErrors([&] {
     // Without a debugger the break would end the process.
-    if (DebugBreakOn() && IsDebuggerPresent()) DebugBreak();
+    if (isError && DebugBreakOn() && IsDebuggerPresent()) DebugBreak();
   });
   return action;
 }
