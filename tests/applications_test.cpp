@@ -13,18 +13,12 @@ class Applications : public SupportTest {
   }
   HWND taggedWindow(std::wstring_view application) { return reinterpret_cast<HWND>(tagged(application)); }
   ComPtr<IDispatch> object(std::wstring_view className, bool alwaysRunning, bool create) {
-    VARIANT_BOOL flags[] = {alwaysRunning ? VARIANT_TRUE : VARIANT_FALSE, create ? VARIANT_TRUE : VARIANT_FALSE};
+    VARIANT_BOOL flags[] = {flag(alwaysRunning), flag(create)};
     ComPtr<IDispatch> found;
     EXPECT_EQ(S_OK, support->GetROTObject(Text(className).inout(), &flags[0], &flags[1], found.put()));
     return found;
   }
 };
-
-BOOL CALLBACK findBoth(HWND window, LPARAM found) {
-  if (!GetPropW(window, L"zsuBoth_APPLICATION")) return TRUE;
-  *reinterpret_cast<HWND*>(found) = window;
-  return FALSE;
-}
 
 TEST_F(Applications, AreFoundByTheTagOfTheirWindow) {
   EXPECT_EQ(0, tagged(L"zsuOne"));
@@ -35,18 +29,17 @@ TEST_F(Applications, AreFoundByTheTagOfTheirWindow) {
     EXPECT_EQ(0, tagged(nobody));
   }
   HWND first = nullptr;
-  EnumWindows(findBoth, reinterpret_cast<LPARAM>(&first));
+  while ((first = FindWindowExW(nullptr, first, L"zsupport-neighbour", nullptr)) &&
+         !GetPropW(first, L"zsuBoth_APPLICATION")) {}
   EXPECT_EQ(first, taggedWindow(L"zsuBoth"));
 }
 
 TEST_F(Applications, GetTextsAndNumbers) {
   const auto neighbour = std::make_unique<Neighbour>();
   const HWND window = taggedWindow(L"zsuOne");
-  const std::pair<std::wstring, std::string> cases[] = {{L"", std::string(1, '\0')},
-                                                        {L"abc", "abc"},
-                                                        {L"caf\u00e9 \u4e2d", "caf\xE9 ?"},
-                                                        {std::wstring(L"a\0b", 3), std::string("a\0b", 3)},
-                                                        {std::wstring(10'000'000, L'x'), std::string(10'000'000, 'x')}};
+  const std::pair<std::wstring, std::string> cases[] = {{L"", std::string(1, '\0')}, {L"abc", "abc"},
+      {L"caf\u00e9 \u4e2d", "caf\xE9 ?"}, {std::wstring(L"a\0b", 3), std::string("a\0b", 3)},
+      {std::wstring(10'000'000, L'x'), std::string(10'000'000, 'x')}};
   LONG number = -3;
   for (const auto& [text, bytes] : cases) {
     EXPECT_EQ(S_OK, support->SendData(reinterpret_cast<LONG>(window), Text(text).get(), ++number));
@@ -79,8 +72,7 @@ TEST_F(Applications, LendTheirRunningObjects) {
     for (const bool create : {false, true}) {
       const auto running = object(z, always, create);
       ASSERT_TRUE(running);
-      Call count{};
-      call(count, running.get(), idOf(running.get(), L"Count"), DISPATCH_PROPERTYGET, {});
+      const Call count(running.get(), L"Count", {}, DISPATCH_PROPERTYGET);
       EXPECT_EQ(3, V_I4(&count.value.get())) << "the neighbour's";
       EXPECT_FALSE(object(L"No.SuchClass", always, create));
       EXPECT_EQ(!always && create, static_cast<bool>(object(other, always, create)));

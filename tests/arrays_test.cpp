@@ -33,11 +33,11 @@ std::wstring contentOf(SAFEARRAY* array) {
   const zsupport::VectorElements<T> elements(array);
   std::wstring text = std::to_wstring(elements.lower()) + L".." + std::to_wstring(elements.upper()) + L": ";
   for (size_t i = 0; i < elements.size(); ++i) {
-    if constexpr (std::is_same_v<T, BSTR>) {
-      text += std::wstring(zsupport::viewOf(elements[i])) + L"|";
-    } else {
-      text += std::wstring(zsupport::toText(elements[i]).view()) + L"|";
-    }
+    if constexpr (std::is_same_v<T, BSTR>)
+      text += zsupport::viewOf(elements[i]);
+    else
+      text += zsupport::toText(elements[i]).view();
+    text += L"|";
   }
   return text;
 }
@@ -45,9 +45,9 @@ std::wstring contentOf(SAFEARRAY* array) {
 class Arrays : public SupportTest {
  protected:
   using Member = HRESULT (STDMETHODCALLTYPE _GZSupport::*)(SAFEARRAY**, SAFEARRAY**);
-  void expectTexts(Member member, SafeArray values, HRESULT result, const std::wstring& expected) {
+  void expectTexts(Member member, SafeArray values, LONG error, const std::wstring& expected) {
     SafeArray texts;
-    EXPECT_EQ(result, (support.get()->*member)(values.inout(), texts.inout())) << expected;
+    EXPECT_EQ(error ? runtimeError(error) : S_OK, (support.get()->*member)(values.inout(), texts.inout())) << expected;
     EXPECT_EQ(expected, contentOf(texts.get()));
   }
   HRESULT addPair(SafeArray& names, SafeArray& values, std::wstring_view name, VARIANT value) {
@@ -58,28 +58,27 @@ class Arrays : public SupportTest {
 };
 
 TEST_F(Arrays, BecomeTexts) {
-  VARIANT yes = valueOfType(VT_BOOL), error = missing();
-  V_BOOL(&yes) = VARIANT_TRUE;
-  V_ERROR(&error) = static_cast<SCODE>(0x800A07FA);
+  const VARIANT yes = makeValue(VT_BOOL, VARIANT_TRUE), error = makeValue(VT_ERROR, runtimeError(2042));
   const std::vector<VARIANT> plain = {longValue(-7), yes, textValue(word), valueOfType(VT_EMPTY)};
   const std::vector<VARIANT> odd = {valueOfType(VT_NULL), error, longValue(1), reference(VT_I4, nullptr)};
+  const Member lenient = &_GZSupport::StringArray, strict = &_GZSupport::StringArray2;
   for (const LONG lower : {0, 1, -5}) {
-    expectTexts(&_GZSupport::StringArray, valuesOf(plain, lower), S_OK, L"0..3: -7|True|word||");
-    expectTexts(&_GZSupport::StringArray, valuesOf(odd, lower), S_OK, L"0..3: ||1||");
+    expectTexts(lenient, valuesOf(plain, lower), 0, L"0..3: -7|True|word||");
+    expectTexts(lenient, valuesOf(odd, lower), 0, L"0..3: ||1||");
   }
-  expectTexts(&_GZSupport::StringArray, SafeArray(), S_OK, L"0..-1: ");
-  expectTexts(&_GZSupport::StringArray, arrayOf(VT_VARIANT, {{2, 0}, {3, 0}}), S_OK, L"0..2: |||");
-  expectTexts(&_GZSupport::StringArray, arrayOf(VT_VARIANT, {{0, 0}, {3, 0}}), runtimeError(9), L"none");
-  expectTexts(&_GZSupport::StringArray, longsOf({1}), runtimeError(13), L"none");
+  expectTexts(lenient, SafeArray(), 0, L"0..-1: ");
+  expectTexts(lenient, arrayOf(VT_VARIANT, {{2, 0}, {3, 0}}), 0, L"0..2: |||");
+  expectTexts(lenient, arrayOf(VT_VARIANT, {{0, 0}, {3, 0}}), 9, L"none");
+  expectTexts(lenient, longsOf({1}), 13, L"none");
 
-  expectTexts(&_GZSupport::StringArray2, valuesOf(plain), S_OK, L"0..3: -7|True|word||");
-  expectTexts(&_GZSupport::StringArray2, valuesOf({longValue(1), longValue(2), longValue(3)}, -1), S_OK, L"0..1: 2|3|");
-  expectTexts(&_GZSupport::StringArray2, valuesOf({error}), S_OK, L"0..0: Error 2042|");
-  expectTexts(&_GZSupport::StringArray2, valuesOf({}), S_OK, L"none");
-  expectTexts(&_GZSupport::StringArray2, valuesOf(plain, 1), runtimeError(9), L"none");
-  expectTexts(&_GZSupport::StringArray2, SafeArray(), runtimeError(9), L"none");
-  expectTexts(&_GZSupport::StringArray2, valuesOf({valueOfType(VT_NULL)}), runtimeError(94), L"none");
-  expectTexts(&_GZSupport::StringArray2, valuesOf({valueOfType(VT_DISPATCH)}), runtimeError(13), L"none");
+  expectTexts(strict, valuesOf(plain), 0, L"0..3: -7|True|word||");
+  expectTexts(strict, valuesOf({longValue(1), longValue(2), longValue(3)}, -1), 0, L"0..1: 2|3|");
+  expectTexts(strict, valuesOf({error}), 0, L"0..0: Error 2042|");
+  expectTexts(strict, valuesOf({}), 0, L"none");
+  expectTexts(strict, valuesOf(plain, 1), 9, L"none");
+  expectTexts(strict, SafeArray(), 9, L"none");
+  expectTexts(strict, valuesOf({valueOfType(VT_NULL)}), 94, L"none");
+  expectTexts(strict, valuesOf({valueOfType(VT_DISPATCH)}), 13, L"none");
   EXPECT_TRUE(lastError().source.ends_with(L"Function StringArray2!ZSupport")) << lastError().source;
 }
 
@@ -90,12 +89,10 @@ TEST_F(Arrays, OfNumbersAreJoined) {
     HRESULT result;
     const wchar_t* text;
   } cases[] = {{longsOf({1, -2, 30}), L",", S_OK, L"1,-2,30"},
-               {longsOf({1, LONG_MIN}, 1), L"; ", S_OK, L"1; -2147483648"},
-               {longsOf({5}, LONG_MAX), L",", S_OK, L"5"},
-               {longsOf({}), L",", S_OK, L""},
-               {SafeArray(), L",", runtimeError(9), L""},
-               {arrayOf(VT_I4, {{2, 0}, {2, 0}}), L",", runtimeError(9), L""},
-               {valuesOf({longValue(1)}), L",", runtimeError(13), L""}};
+      {longsOf({1, LONG_MIN}, 1), L"; ", S_OK, L"1; -2147483648"}, {longsOf({5}, LONG_MAX), L",", S_OK, L"5"},
+      {longsOf({}), L",", S_OK, L""}, {SafeArray(), L",", runtimeError(9), L""},
+      {arrayOf(VT_I4, {{2, 0}, {2, 0}}), L",", runtimeError(9), L""},
+      {valuesOf({longValue(1)}), L",", runtimeError(13), L""}};
   for (auto& [numbers, delimiter, result, expected] : cases) {
     Text text;
     EXPECT_EQ(result, support->JoinLongs(numbers.inout(), Text(delimiter).inout(), text.inout())) << expected;
@@ -118,19 +115,22 @@ TEST_F(Arrays, InParallelGrowBothOrNeither) {
   const struct {
     SafeArray &names, &values;
     LONG number;
-  } refused[] = {{none, values, 9},  {names, none, 9},    {names, shifted, 9}, {empty, shifted, 9}, {names, numbers, 9},
-                 {names, wrong, 13}, {beyond, values, 9}, {names, vector, 10}, {values, names, 13}};
+  } refused[] = {{none, values, 9}, {names, none, 9}, {names, shifted, 9}, {empty, shifted, 9}, {names, numbers, 9},
+      {names, wrong, 13}, {beyond, values, 9}, {names, vector, 10}, {values, names, 13}};
+  const auto expectUnchanged = [&] {
+    EXPECT_EQ(L"0..1: first|second|", contentOf(names.get()));
+    EXPECT_EQ(L"0..1: 1|word|", contentOf<VARIANT>(values.get()));
+    EXPECT_EQ(L"0..0: |", contentOf(empty.get()));
+  };
   for (const auto& c : refused) {
     EXPECT_EQ(runtimeError(c.number), addPair(c.names, c.values, L"x", longValue(1))) << &c - refused;
-    EXPECT_EQ(L"0..1: first|second|", contentOf(names.get()));
-    EXPECT_EQ(L"0..0: |", contentOf(empty.get()));
+    expectUnchanged();
   }
   for (SAFEARRAY* const locked : {names.get(), values.get()}) {
     SafeArrayLock(locked);
     EXPECT_EQ(runtimeError(10), addPair(names, values, L"x", longValue(1)));
     SafeArrayUnlock(locked);
-    EXPECT_EQ(L"0..1: first|second|", contentOf(names.get()));
-    EXPECT_EQ(L"0..1: 1|word|", contentOf<VARIANT>(values.get()));
+    expectUnchanged();
   }
 
   // A value that there is no room for any more goes when all is done.
@@ -179,25 +179,17 @@ TEST_F(Arrays, ShowTheirDescriptors) {
 
 // Every form in which a late-bound caller has an array.
 TEST_F(Arrays, TravelThroughLateBinding) {
-  Call outcome{};
+  Call outcome;
   const auto invoke = [&](const wchar_t* member, std::vector<VARIANT> arguments) {
-    call(outcome, support.get(), idOf(support.get(), member), DISPATCH_METHOD, std::move(arguments));
+    outcome.make(support.get(), idOf(support.get(), member), DISPATCH_METHOD, std::move(arguments));
     return outcome.result;
-  };
-  const auto inVariant = [](VARTYPE type, SafeArray& array) {
-    VARIANT v = valueOfType(VT_ARRAY | type);
-    V_ARRAY(&v) = array.get();
-    return v;
   };
   const Text three(L"3");
   SafeArray longs = longsOf({1, 2}, 1), mixed = valuesOf({longValue(1), doubleValue(2), textValue(three)});
-  VARIANT own = inVariant(VT_I4, longs), other = inVariant(VT_VARIANT, mixed);
-  const std::pair<VARIANT, const wchar_t*> forms[] = {{own, L"1,2"},
-                                                      {reference(VT_ARRAY | VT_I4, longs.inout()), L"1,2"},
-                                                      {reference(VT_VARIANT, &own), L"1,2"},
-                                                      {other, L"1,2,3"},
-                                                      {reference(VT_ARRAY | VT_VARIANT, mixed.inout()), L"1,2,3"},
-                                                      {reference(VT_VARIANT, &other), L"1,2,3"}};
+  VARIANT own = arrayValue(VT_I4, longs.get()), other = arrayValue(VT_VARIANT, mixed.get());
+  const std::pair<VARIANT, const wchar_t*> forms[] = {{own, L"1,2"}, {reference(VT_VARIANT, &own), L"1,2"},
+      {reference(VT_ARRAY | VT_I4, longs.inout()), L"1,2"}, {other, L"1,2,3"},
+      {reference(VT_VARIANT, &other), L"1,2,3"}, {reference(VT_ARRAY | VT_VARIANT, mixed.inout()), L"1,2,3"}};
   for (const auto& [form, text] : forms) {
     EXPECT_EQ(S_OK, invoke(L"JoinLongs", {form})) << V_VT(&form);
     EXPECT_STREQ(text, V_BSTR(&outcome.value.get()));
@@ -206,7 +198,7 @@ TEST_F(Arrays, TravelThroughLateBinding) {
   VARIANT empty = valueOfType(VT_EMPTY);
   SafeArray words = valuesOf({textValue(word)});
   for (const VARIANT& wrong : {longValue(1), textValue(word), reference(VT_VARIANT, &empty),
-                               reference(VT_ARRAY | VT_I4, nullptr), inVariant(VT_VARIANT, words)}) {
+           reference(VT_ARRAY | VT_I4, nullptr), arrayValue(VT_VARIANT, words.get())}) {
     EXPECT_EQ(DISP_E_TYPEMISMATCH, invoke(L"JoinLongs", {wrong})) << V_VT(&wrong);
   }
 
@@ -220,34 +212,33 @@ TEST_F(Arrays, TravelThroughLateBinding) {
   EXPECT_EQ(DISP_E_EXCEPTION, invoke(L"AddSVParameter", {noTexts, other, textValue(word), longValue(1)}));
 
   // A script's arrays hold values of any kind; what is added reaches them, and only that changes.
-  Variant names, values;
-  V_VT(names.operator->()) = V_VT(values.operator->()) = VT_ARRAY | VT_VARIANT;
-  V_ARRAY(names.operator->()) = valuesOf({longValue(7)}).detach();
-  V_ARRAY(values.operator->()) = valuesOf({longValue(70)}).detach();
-  const std::vector<VARIANT> pair = {reference(VT_VARIANT, names.operator->()),
-                                     reference(VT_VARIANT, values.operator->()), textValue(word), longValue(71)};
+  VARIANT names = arrayValue(VT_VARIANT, valuesOf({longValue(7)}).detach());
+  VARIANT values = arrayValue(VT_VARIANT, valuesOf({longValue(70)}).detach());
+  const std::vector<VARIANT> pair = {
+      reference(VT_VARIANT, &names), reference(VT_VARIANT, &values), textValue(word), longValue(71)};
+  const auto expectPair = [&] {
+    EXPECT_EQ(L"0..1: 7|word|", contentOf<VARIANT>(V_ARRAY(&names)));
+    EXPECT_EQ(L"0..1: 70|71|", contentOf<VARIANT>(V_ARRAY(&values)));
+  };
   EXPECT_EQ(S_OK, invoke(L"AddSVParameter", pair));
-  EXPECT_EQ(L"0..1: 7|word|", contentOf<VARIANT>(V_ARRAY(&names.get())));
-  EXPECT_EQ(VT_I4, V_VT(static_cast<VARIANT*>(V_ARRAY(&names.get())->pvData)));
-  EXPECT_EQ(L"0..1: 70|71|", contentOf<VARIANT>(V_ARRAY(&values.get())));
-  for (const Variant* const locked : {&names, &values}) {
-    SafeArrayLock(V_ARRAY(&locked->get()));
+  expectPair();
+  EXPECT_EQ(VT_I4, V_VT(static_cast<VARIANT*>(V_ARRAY(&names)->pvData)));
+  for (const VARIANT& locked : {names, values}) {
+    SafeArrayLock(V_ARRAY(&locked));
     EXPECT_EQ(DISP_E_EXCEPTION, invoke(L"AddSVParameter", pair));
     EXPECT_EQ(runtimeError(10), outcome.number);
-    SafeArrayUnlock(V_ARRAY(&locked->get()));
-    EXPECT_EQ(L"0..1: 7|word|", contentOf<VARIANT>(V_ARRAY(&names.get())));
-    EXPECT_EQ(L"0..1: 70|71|", contentOf<VARIANT>(V_ARRAY(&values.get())));
+    SafeArrayUnlock(V_ARRAY(&locked));
+    expectPair();
   }
 
-  Variant bounds, undimensioned;
-  V_VT(undimensioned.operator->()) = VT_ARRAY | VT_VARIANT;
-  V_ARRAY(undimensioned.operator->()) = nullptr;
+  VARIANT bounds = valueOfType(VT_EMPTY), undimensioned = valueOfType(VT_ARRAY | VT_VARIANT);
   const VARIANT address = longValue(reinterpret_cast<LONG>(longs.inout()));
-  for (Variant* const variable : {&bounds, &undimensioned}) {
-    EXPECT_EQ(S_OK, invoke(L"ArrayBounds", {address, reference(VT_VARIANT, variable->operator->())}));
+  for (VARIANT* const variable : {&bounds, &undimensioned}) {
+    EXPECT_EQ(S_OK, invoke(L"ArrayBounds", {address, reference(VT_VARIANT, variable)}));
     EXPECT_EQ(VT_I2, V_VT(&outcome.value.get()));
-    EXPECT_EQ(VT_ARRAY | VT_RECORD, V_VT(&variable->get()));
+    EXPECT_EQ(VT_ARRAY | VT_RECORD, V_VT(variable));
   }
+  for (VARIANT* const owned : {&names, &values, &bounds, &undimensioned}) VariantClear(owned);
   EXPECT_EQ(S_OK, invoke(L"ArrayDescriptor", {address}));
   ASSERT_EQ(VT_RECORD, V_VT(&outcome.value.get()));
   EXPECT_EQ(0, memcmp(V_RECORD(&outcome.value.get()), longs.get(), sizeof(ArrayHeader)));

@@ -1,17 +1,14 @@
 // Items in order, keys, errors: the collection as its callers see it, without its events.
-#include "support/com.h"
 #include "support/test_client.h"
-#include "support/test_source.h"
 
 namespace {
 
-class Collection : public testing::Test {
+class Collection : public CollectionTest {
  protected:
-  // A new item, added under a key.
-  ComPtr<TestSource> added(std::wstring key, VARIANT before = missing(), VARIANT after = missing()) {
-    auto item = TestSource::make();
-    EXPECT_EQ(S_OK, add(z.get(), item.get(), {key, before, after}));
-    return item;
+  ComPtr<TestSource> added(const std::wstring& key) { return CollectionTest::added({}, {key}); }
+  void fill(std::initializer_list<const wchar_t*> keys) {
+    EXPECT_EQ(S_OK, z->Clear());
+    for (const auto* key : keys) added(key);
   }
   // The keys in the order of the positions.
   std::wstring order() {
@@ -28,14 +25,11 @@ class Collection : public testing::Test {
     EXPECT_EQ(S_OK, z->IndexFromKey(Text(key).get(), &index));
     return index;
   }
-
-  ComPtr<_Zollection> z = newCollection();
 };
 
 TEST_F(Collection, KeepsASixteenthOfAWrittenIncrement) {
-  const struct {
-    LONG written, read;
-  } cases[] = {{1600, 100}, {63, 4}, {0, 4}, {-1, 4}, {LONG_MIN, 4}, {64, 4}, {80, 5}, {79, 4}};
+  const std::tuple<LONG, LONG> cases[] = {
+      {1600, 100}, {63, 4}, {0, 4}, {-1, 4}, {LONG_MIN, 4}, {64, 4}, {80, 5}, {79, 4}};
   LONG increment = 0;
   EXPECT_EQ(S_OK, z->get_Increment(&increment));
   EXPECT_EQ(4000, increment) << "at first";
@@ -48,60 +42,43 @@ TEST_F(Collection, KeepsASixteenthOfAWrittenIncrement) {
 
 TEST_F(Collection, PutsItemsWhereBeforeAndAfterSay) {
   const Text a(L"a"), c(L"c"), unknown(L"unknown"), two(L"2");
-  const VARIANT none = missing();
-  VARIANT beforeByReference = longValue(2);
+  VARIANT aLong = longValue(2);
+  const VARIANT none = missing(), keyA = textValue(a), keyC = textValue(c), nobody = textValue(unknown);
+  const VARIANT zero = longValue(0), first = longValue(1), last = longValue(3);
+  // clang-format off
   const struct {
     const char* what;
     VARIANT before, after;
-    std::wstring expected;  // of abc and a new x; empty: error 5
+    std::wstring expected;  // of abc and a new x
+    LONG error = 0;
   } cases[] = {
-      {"append", none, none, L"abcx"},
-      {"before first", longValue(1), none, L"xabc"},
-      {"before last", longValue(3), none, L"abxc"},
-      {"before behind the last", longValue(4), none, L""},
-      {"before nothing", longValue(0), none, L""},
-      {"before, rounded after taking 1", doubleValue(1.5), none, L"xabc"},
+      {"append", none, none, L"abcx"},                         {"before first", first, none, L"xabc"},
+      {"before last", last, none, L"abxc"}, {"before behind the last", longValue(4), none, L"abc", 5},
+      {"before nothing", zero, none, L"abc", 5}, {"before, rounded after taking 1", doubleValue(1.5), none, L"xabc"},
       {"before, half to even", doubleValue(2.5), none, L"abxc"},
       {"before a number in text", textValue(two), none, L"axbc"},
-      {"before by reference", reference(VT_VARIANT, &beforeByReference), none, L"axbc"},
-      {"before a key", textValue(c), none, L"abxc"},
-      {"before the first key", textValue(a), none, L"xabc"},
-      {"before an unknown key", textValue(unknown), none, L""},
-      {"before Empty, a number", valueOfType(VT_EMPTY), none, L""},
-      {"after nothing", none, longValue(0), L"xabc"},
-      {"after first", none, longValue(1), L"axbc"},
-      {"after last is refused", none, longValue(3), L""},
-      {"after a key", none, textValue(a), L"axbc"},
-      {"after the last key", none, textValue(c), L"abcx"},
-      {"after an unknown key", none, textValue(unknown), L""},
-      {"after is ignored beside before", longValue(1), textValue(unknown), L"xabc"},
+      {"before by reference", reference(VT_VARIANT, &aLong), none, L"axbc"},
+      {"before a key", keyC, none, L"abxc"},                   {"before the first key", keyA, none, L"xabc"},
+      {"before an unknown key", nobody, none, L"abc", 5},
+      {"before Empty, a number", valueOfType(VT_EMPTY), none, L"abc", 5},
+      {"before Null", valueOfType(VT_NULL), none, L"abc", 13},
+      {"before nobody", valueOfType(VT_DISPATCH), none, L"abc", 13},
+      {"before too much", doubleValue(1e10), none, L"abc", 6},
+      {"before too little", doubleValue(-1e300), none, L"abc", 6},
+      {"after nothing", none, zero, L"xabc"},                  {"after first", none, first, L"axbc"},
+      {"after last is refused", none, last, L"abc", 5},        {"after a key", none, keyA, L"axbc"},
+      {"after the last key", none, keyC, L"abcx"},             {"after an unknown key", none, nobody, L"abc", 5},
+      {"after is ignored beside before", first, nobody, L"xabc"},
   };
-  for (const auto& [what, before, after, expected] : cases) {
+  // clang-format on
+  for (const auto& [what, before, after, expected, error] : cases) {
     SCOPED_TRACE(what);
-    ASSERT_EQ(S_OK, z->Clear());
-    for (const auto* key : {L"a", L"b", L"c"}) added(key);
+    fill({L"a", L"b", L"c"});
     const auto item = TestSource::make();
-    const HRESULT result = add(z.get(), item.get(), {L"x", before, after});
-    EXPECT_EQ(expected.empty() ? runtimeError(5) : S_OK, result);
-    EXPECT_EQ(expected.empty() ? L"abc" : expected, order());
-    EXPECT_EQ(expected.empty() ? 1u : 2u, item->references);
-  }
-}
-
-TEST_F(Collection, RefusesPlacesThatAreNoPlaces) {
-  added(L"a");
-  const auto item = TestSource::make();
-  const struct {
-    VARIANT before;
-    HRESULT result;
-  } cases[] = {{doubleValue(1e10), runtimeError(6)},
-               {doubleValue(-1e300), runtimeError(6)},
-               {valueOfType(VT_NULL), runtimeError(13)},
-               {valueOfType(VT_DISPATCH), runtimeError(13)}};
-  for (const auto& [before, result] : cases) {
-    EXPECT_EQ(result, add(z.get(), item.get(), {L"b", before})) << V_VT(&before);
-    EXPECT_EQ(L"a", order());
-    EXPECT_FALSE(keyExists(z.get(), L"b"));
+    EXPECT_EQ(error ? runtimeError(error) : S_OK, add(z.get(), item.get(), {L"x", before, after}));
+    EXPECT_EQ(expected, order());
+    EXPECT_EQ(!error, keyExists(z.get(), L"x"));
+    EXPECT_EQ(error ? 1u : 2u, item->references);
   }
 }
 
@@ -147,25 +124,16 @@ TEST_F(Collection, FindsKeysThatShareAChain) {
 TEST_F(Collection, RemovesByWhatTheKeyIs) {
   const Text b(L"b");
   VARIANT twoByReference = longValue(2);
-  const struct {
-    VARIANT key;
-    std::wstring left;
-  } cases[] = {
-      {longValue(1), L"bcd"},
-      {doubleValue(2.5), L"acd"},
-      {doubleValue(3.5), L"abc"},
-      {reference(VT_VARIANT, &twoByReference), L"acd"},
-      {textValue(b), L"acd"},
-      {valueOfType(VT_BOOL), L"abcd"},
-      {valueOfType(VT_DATE), L"abcd"},
-      {valueOfType(VT_CY), L"abcd"},
-      {valueOfType(VT_EMPTY), L"abcd"},
-      {valueOfType(VT_NULL), L"abcd"},
-      {valueOfType(VT_DISPATCH), L"abcd"},
+  const std::tuple<VARIANT, std::wstring> cases[] = {
+      // clang-format off
+      {longValue(1), L"bcd"},           {doubleValue(2.5), L"acd"},       {doubleValue(3.5), L"abc"},
+      {textValue(b), L"acd"},           {valueOfType(VT_BOOL), L"abcd"},  {valueOfType(VT_DATE), L"abcd"},
+      {valueOfType(VT_CY), L"abcd"},    {valueOfType(VT_EMPTY), L"abcd"}, {valueOfType(VT_NULL), L"abcd"},
+      {valueOfType(VT_DISPATCH), L"abcd"}, {reference(VT_VARIANT, &twoByReference), L"acd"},
+      // clang-format on
   };
   for (const auto& [key, left] : cases) {
-    ASSERT_EQ(S_OK, z->Clear());
-    for (const auto* each : {L"a", L"b", L"c", L"d"}) added(each);
+    fill({L"a", L"b", L"c", L"d"});
     EXPECT_EQ(S_OK, z->Remove(key));
     EXPECT_EQ(left, order()) << "type " << V_VT(&key);
   }
@@ -188,17 +156,17 @@ TEST_F(Collection, GivesItemsByPositionAndKey) {
   const auto a = added(L"a");
   const auto b = added(L"b");
   const Text keyB(L"b"), unknown(L"x");
-  const struct {
-    VARIANT key;
-    IDispatch* found;
-    LONG error;
-    VARIANT_BOOL exists;
-  } cases[] = {
-      {longValue(1), a.get(), 0, VARIANT_TRUE},          {doubleValue(1.5), b.get(), 0, VARIANT_TRUE},
-      {doubleValue(2.5), b.get(), 0, VARIANT_TRUE},      {textValue(keyB), b.get(), 0, VARIANT_TRUE},
-      {longValue(0), nullptr, 381, VARIANT_FALSE},       {longValue(3), nullptr, 381, VARIANT_FALSE},
-      {textValue(unknown), nullptr, 381, VARIANT_FALSE}, {valueOfType(VT_BOOL), nullptr, 5, VARIANT_FALSE},
-      {valueOfType(VT_DATE), nullptr, 5, VARIANT_FALSE}, {valueOfType(VT_NULL), nullptr, 5, VARIANT_FALSE},
+  const std::tuple<VARIANT, IDispatch*, LONG, VARIANT_BOOL> cases[] = {
+      {longValue(1), a.get(), 0, VARIANT_TRUE},
+      {doubleValue(1.5), b.get(), 0, VARIANT_TRUE},
+      {doubleValue(2.5), b.get(), 0, VARIANT_TRUE},
+      {textValue(keyB), b.get(), 0, VARIANT_TRUE},
+      {longValue(0), nullptr, 381, VARIANT_FALSE},
+      {longValue(3), nullptr, 381, VARIANT_FALSE},
+      {textValue(unknown), nullptr, 381, VARIANT_FALSE},
+      {valueOfType(VT_BOOL), nullptr, 5, VARIANT_FALSE},
+      {valueOfType(VT_DATE), nullptr, 5, VARIANT_FALSE},
+      {valueOfType(VT_NULL), nullptr, 5, VARIANT_FALSE},
   };
   for (const auto& [key, found, error, exists] : cases) {
     ComPtr<IDispatch> item;
@@ -212,36 +180,19 @@ TEST_F(Collection, GivesItemsByPositionAndKey) {
   EXPECT_EQ(runtimeError(6), z->get_Exists(doubleValue(1e300), &exists));
 }
 
-TEST_F(Collection, TakesTheOldKeyAwayWhenAKeyIsPut) {
-  added(L"old");
-  added(L"other");
-  EXPECT_EQ(runtimeError(457), z->put_Key(1, Text(L"other").get()));
-  EXPECT_TRUE(keyExists(z.get(), L"old"));
-  EXPECT_EQ(S_OK, z->put_Key(1, Text(L"fresh").get()));
-  EXPECT_FALSE(keyExists(z.get(), L"old"));
-  EXPECT_FALSE(keyExists(z.get(), L"fresh"));
-  EXPECT_EQ(S_OK, z->put_Key(1, nullptr)) << "an item without a key: nothing to take away";
-  EXPECT_EQ(2, indexOf(L"other"));
-  EXPECT_EQ(S_OK, z->RemoveByIndex(1));
-}
-
 TEST_F(Collection, RefusesNullPointers) {
   added(L"a");
   Text text;
   VARIANT none = missing();
   const auto item = TestSource::make();
   ComPtr<IDispatch> found;
-  EXPECT_EQ(E_POINTER, z->get_Count(nullptr));
-  EXPECT_EQ(E_POINTER, z->get_CompareMode(nullptr));
-  EXPECT_EQ(E_POINTER, z->get_Increment(nullptr));
-  EXPECT_EQ(E_POINTER, z->get_UseDISPID(nullptr));
-  EXPECT_EQ(E_POINTER, z->Add(item.get(), nullptr, text.inout(), &none, &none));
-  EXPECT_EQ(E_POINTER, z->Add(item.get(), text.inout(), nullptr, &none, &none));
-  EXPECT_EQ(E_POINTER, z->Add(item.get(), text.inout(), text.inout(), nullptr, &none));
-  EXPECT_EQ(E_POINTER, z->Add(item.get(), text.inout(), text.inout(), &none, nullptr));
-  EXPECT_EQ(E_POINTER, z->ItemByKey(nullptr, found.put()));
-  EXPECT_EQ(E_POINTER, z->get_Item(longValue(1), nullptr));
-  EXPECT_EQ(E_POINTER, z->get_Key(1, nullptr));
+  for (const HRESULT result : {z->get_Count(nullptr), z->ItemByKey(nullptr, found.put()), z->get_Key(1, nullptr),
+           z->get_Item(longValue(1), nullptr), z->Add(item.get(), nullptr, text.inout(), &none, &none),
+           z->Add(item.get(), text.inout(), text.inout(), &none, nullptr)}) {
+    EXPECT_EQ(E_POINTER, result);
+  }
+  EXPECT_EQ(S_OK, z->put_Key(1, nullptr));
+  EXPECT_FALSE(keyExists(z.get(), L"a")) << "taken away, and none put";
   EXPECT_EQ(S_OK, z->RaiseTheEvent(12345, 1, 0)) << "no record of ours: nothing happens";
   EXPECT_EQ(1, countOf(z.get()));
   EXPECT_EQ(1u, item->references);

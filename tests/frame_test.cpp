@@ -7,6 +7,7 @@
 #include <set>
 #include <stdexcept>
 #include <thread>
+#include <tuple>
 
 #include "automation/error.h"
 #include "collection/zollection.h"
@@ -17,8 +18,10 @@
 #include "frame/mdlSupport.h"
 #include "frame/mdlZTrace.h"
 #include "frame/thread_state.h"
+#include "support/files.h"
 #include "support/gzsupport.h"
 #include "support/trace_recorder.h"
+#include "support/type_info.h"
 
 using namespace zsupport;
 
@@ -51,12 +54,11 @@ TEST(Frame, RecordsAndReturnsTheEmptyResultUntilErrorsAreRaised) {
     framed(kProcedure, [] { throw std::out_of_range("what"); });
     framed(kProcedure, [] { throw 1; });
     ASSERT_EQ(4u, reports().size());
-    EXPECT_EQ(L"Zollection", reports()[0].ClassName);
-    EXPECT_EQ(L"Sub Test", reports()[0].ProcName);
-    EXPECT_EQ(L"Overflow", reports()[0].error.description);
-    EXPECT_EQ(7, reports()[1].error.number);
-    EXPECT_EQ(L"what", reports()[2].error.description);
-    EXPECT_EQ(E_UNEXPECTED, reports()[3].error.number);
+    const ErrorReport& first = reports()[0];
+    EXPECT_EQ(std::tuple(L"Zollection", L"Sub Test", L"Overflow"),
+        std::tuple(first.ClassName, first.ProcName, first.error.description));
+    EXPECT_EQ(std::tuple(7, L"what", E_UNEXPECTED),
+        std::tuple(reports()[1].error.number, reports()[2].error.description, reports()[3].error.number));
     EXPECT_FALSE(reports()[0].ContextText.empty());
 
     SetRaiseErrors(true);
@@ -69,9 +71,7 @@ TEST(Frame, RecordsAndReturnsTheEmptyResultUntilErrorsAreRaised) {
 
 TEST(Frame, LabelsSources) {
   const std::wstring label = L"System\\ZSupport.Zollection::Sub Test";
-  const struct {
-    std::wstring source, labelled;
-  } cases[] = {
+  const std::tuple<std::wstring, std::wstring> cases[] = {
       {L"Zollection.Add", label + L"!Zollection.Add"},
       {L"", label + L"!"},
       {L"System", label + L"!System"},
@@ -92,9 +92,7 @@ TEST(Frame, LeavesWhenItsServicesFail) {
   };
   const ServiceFactory before = serviceFactory();
   onFreshThread([] {
-    serviceFactory().makeContextService = []() -> std::unique_ptr<ContextService> {
-      return std::make_unique<Failing>();
-    };
+    serviceFactory().makeContextService = [] { return std::unique_ptr<ContextService>(std::make_unique<Failing>()); };
     framed(kProcedure, [] { throw makeError(6); });
     EXPECT_EQ(1u, reports().size()) << "without its context text";
   });
@@ -107,71 +105,35 @@ TEST(Frame, LeavesWhenItsServicesFail) {
   serviceFactory() = before;
 }
 
-// Settings under the library's own key, for the length of a test.
-class DebugSettings {
- public:
-  DebugSettings(DWORD level, const std::wstring& logFile = L"", DWORD action = 3) {
-    RegCreateKeyW(HKEY_CURRENT_USER, (AppRegRoot(false) + L"\\Debug").c_str(), &key_);
-    RegSetValueExW(key_, L"Debug Level", 0, REG_DWORD, reinterpret_cast<BYTE*>(&level), 4);
-    RegSetValueExW(key_, L"Default Action", 0, REG_DWORD, reinterpret_cast<BYTE*>(&action), 4);
-    RegSetValueExW(key_, L"LogFile", 0, REG_SZ, reinterpret_cast<const BYTE*>(logFile.c_str()),
-                   static_cast<DWORD>(2 * logFile.size() + 2));
-  }
-  DebugSettings(const DebugSettings&) = delete;
-  DebugSettings& operator=(const DebugSettings&) = delete;
-  ~DebugSettings() {
-    RegCloseKey(key_);
-    RegDeleteKeyW(HKEY_CURRENT_USER, (AppRegRoot(false) + L"\\Debug").c_str());
-  }
-
- private:
-  HKEY key_;
-};
-
 TEST(Trace, IsSetUpFromTheDebugLevel) {
-  const struct {
-    DWORD level;
-    bool file, eventLog, trace, ask, context, breaks;
-    LONG appBits;
-  } cases[] = {
-      {17, true, false, false, false, false, false, 0},
-      {16, false, false, false, false, false, false, 0},
-      {64, false, false, true, false, false, false, 0},
-      {1 + 16 + 32 + 64 + 256, true, true, true, false, true, false, 0},
-      {3 + 32 + 4096, false, true, false, true, false, false, 1},
-      {0x80000011, true, false, false, false, false, true, 0x80000 & 0x7FFFF},
+  constexpr bool _ = false, x = true;
+  const std::tuple<DWORD, bool, bool, bool, bool, bool, bool, LONG> cases[] = {
+      {17, x, _, _, _, _, _, 0},
+      {16, _, _, _, _, _, _, 0},
+      {1 + 16 + 32 + 64 + 256, x, x, x, _, x, _, 0},
+      {64, _, _, x, _, _, _, 0},
+      {3 + 32 + 4096, _, x, _, x, _, _, 1},
+      {0x80000011, x, _, _, _, _, x, 0},
   };
+  const std::wstring key = AppRegRoot(false) + L"\\Debug";
   for (const auto& [level, file, eventLog, trace, asks, context, breaks, appBits] : cases) {
-    const DebugSettings settings(level);
+    RegSetKeyValueW(HKEY_CURRENT_USER, key.c_str(), L"Debug Level", REG_DWORD, &level, 4);
     onFreshThread([&] {
       framed(kProcedure, [] { throw makeError(6); });  // goes on without a debugger
-      const auto& service = static_cast<TraceRecorder&>(*threadState().traceService);
-      EXPECT_EQ(file, service.logFile);
-      EXPECT_EQ(eventLog, service.eventLog);
-      EXPECT_EQ(trace, service.zTrace);
-      EXPECT_EQ(asks, !service.belowARI);
-      EXPECT_EQ(context, service.callStack);
-      EXPECT_EQ(breaks, DebugBreakOn());
-      EXPECT_EQ(appBits, DebugAppBits());
-      EXPECT_EQ(appBits == 1, DebugAppBit(1));
+      const auto& to = static_cast<TraceRecorder&>(*threadState().traceService);
+      EXPECT_EQ(std::tuple(file, eventLog, trace, asks, context, breaks, appBits, appBits == 1),
+          std::tuple(to.logFile, to.eventLog, to.zTrace, !to.belowARI, to.callStack, DebugBreakOn(), DebugAppBits(),
+              DebugAppBit(1)))
+          << level;
     });
   }
+  RegDeleteKeyW(HKEY_CURRENT_USER, key.c_str());
 }
 
 std::wstring temporaryLog() {
   wchar_t folder[MAX_PATH];
   GetTempPathW(MAX_PATH, folder);
   return std::wstring(folder) + L"ZSupportTest\\" + std::to_wstring(GetCurrentProcessId()) + L".log";
-}
-
-std::string contentOf(const std::wstring& path) {
-  std::string content;
-  if (FILE* const file = _wfopen(path.c_str(), L"rb")) {
-    char buffer[4096];
-    for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, file)) > 0;) content.append(buffer, n);
-    std::fclose(file);
-  }
-  return content;
 }
 
 TEST(Trace, WritesOneLinePerErrorAndNeverRetriesForEver) {
@@ -189,8 +151,8 @@ TEST(Trace, WritesOneLinePerErrorAndNeverRetriesForEver) {
   log.LogFile(path);
   log.ReportError(report);
   const std::string line = contentOf(path);
-  EXPECT_NE(std::string::npos,
-            line.find("\tZollection\tSub Add\t7\tcaf\xC3\xA9\ttwo\\r\\nlines and a tab\tin host.exe\r\n"))
+  EXPECT_NE(
+      std::string::npos, line.find("\tZollection\tSub Add\t7\tcaf\xC3\xA9\ttwo\\r\\nlines and a tab\tin host.exe\r\n"))
       << line;
   EXPECT_EQ(1, std::count(line.begin(), line.end(), '\n'));
 
@@ -215,17 +177,9 @@ void writeLines(const std::wstring& path, const std::wstring& writer) {
 TEST(Trace, TakesThreeProcessesAtOnceWithoutLosingALine) {
   const std::wstring path = temporaryLog();
   DeleteFileW(path.c_str());
-  wchar_t self[MAX_PATH];
-  GetModuleFileNameW(nullptr, self, MAX_PATH);
   std::vector<HANDLE> processes;
   for (int i = 0; i < kWriters; ++i) {
-    std::wstring command = L"\"" + std::wstring(self) + L"\" writer \"" + path + L"\" " + std::to_wstring(i);
-    STARTUPINFOW start{};
-    start.cb = sizeof start;
-    PROCESS_INFORMATION process;
-    ASSERT_TRUE(CreateProcessW(self, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &process));
-    CloseHandle(process.hThread);
-    processes.push_back(process.hProcess);
+    processes.push_back(startSelf(L"writer \"" + path + L"\" " + std::to_wstring(i)));
   }
   for (const HANDLE process : processes) {
     EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(process, 60'000));
@@ -235,8 +189,8 @@ TEST(Trace, TakesThreeProcessesAtOnceWithoutLosingALine) {
   EXPECT_FALSE(old.empty()) << "renamed once, in the midst of it";
   std::set<std::string> lines;
   for (size_t start = 0, end; (end = content.find("\r\n", start)) != std::string::npos; start = end + 2) {
-    EXPECT_EQ(kFill,
-              std::count(content.begin() + static_cast<int>(start), content.begin() + static_cast<int>(end), '.') - 1);
+    EXPECT_EQ(
+        kFill, std::count(content.begin() + static_cast<int>(start), content.begin() + static_cast<int>(end), '.') - 1);
     EXPECT_TRUE(lines.insert(content.substr(start + kFill, end - start - kFill)).second) << "a line stands twice";
   }
   EXPECT_EQ(static_cast<size_t>(kWriters * kLines), lines.size());
@@ -268,57 +222,40 @@ VARTYPE typeIn(ITypeInfo* info, const TYPEDESC& description) {
 void expectSame(const MemberTable& table) {
   ComPtr<ITypeInfo> info;
   ASSERT_EQ(S_OK, table.typeInfo(0, info.put()));
-  TYPEATTR* attributes;
-  ASSERT_EQ(S_OK, info->GetTypeAttr(&attributes));
   UINT described = 0;
-  for (UINT i = 0; i < attributes->cFuncs; ++i) {
-    FUNCDESC* function;
-    ASSERT_EQ(S_OK, info->GetFuncDesc(i, &function));
-    if (!(function->wFuncFlags & FUNCFLAG_FRESTRICTED)) {
-      const auto members = table.members();
-      ASSERT_LT(described, members.size());
-      const Member& member = members[described++];
-      SCOPED_TRACE(function->memid);
-      EXPECT_EQ(function->memid, member.id);
-      EXPECT_EQ(function->invkind, member.kind);
-      ASSERT_EQ(function->cParams, static_cast<SHORT>(member.parameters));
-      EXPECT_EQ(typeIn(info.get(), function->elemdescFunc.tdesc), member.resultType);
-      const size_t required = member.parameters - member.defaults.size();
-      for (size_t p = 0; p < member.parameters; ++p) {
-        const ELEMDESC& parameter = function->lprgelemdescParam[p];
-        EXPECT_EQ(typeIn(info.get(), parameter.tdesc), member.types[p]) << "parameter " << p;
-        const USHORT flags = parameter.paramdesc.wParamFlags;
-        EXPECT_EQ(p >= required, (flags & PARAMFLAG_FOPT) != 0) << "parameter " << p;
-        if (p < required) continue;
-        const Default& preset = member.defaults[p - required];
-        ASSERT_EQ(preset.type != VT_ERROR, (flags & PARAMFLAG_FHASDEFAULT) != 0);
-        if (preset.type == VT_ERROR) continue;
-        const VARIANT& value = parameter.paramdesc.pparamdescex->varDefaultValue;
-        EXPECT_EQ(preset.type, V_VT(&value));
-        const bool isText = preset.type == VT_BSTR;
-        EXPECT_EQ(isText ? preset.text : L"", isText ? viewOf(V_BSTR(&value)) : L"");
-        EXPECT_EQ(preset.number, isText ? 0 : preset.type == VT_BOOL ? V_BOOL(&value) : V_I4(&value));
-      }
+  forEachMember(info.get(), [&](const FUNCDESC& function) {
+    const auto members = table.members();
+    ASSERT_LT(described, members.size());
+    const Member& member = members[described++];
+    SCOPED_TRACE(function.memid);
+    EXPECT_EQ(function.memid, member.id);
+    EXPECT_EQ(function.invkind, member.kind);
+    ASSERT_EQ(function.cParams, static_cast<SHORT>(member.parameters));
+    EXPECT_EQ(typeIn(info.get(), function.elemdescFunc.tdesc), member.resultType);
+    const size_t required = member.parameters - member.defaults.size();
+    for (size_t p = 0; p < member.parameters; ++p) {
+      const ELEMDESC& parameter = function.lprgelemdescParam[p];
+      EXPECT_EQ(typeIn(info.get(), parameter.tdesc), member.types[p]) << "parameter " << p;
+      const USHORT flags = parameter.paramdesc.wParamFlags;
+      EXPECT_EQ(p >= required, (flags & PARAMFLAG_FOPT) != 0) << "parameter " << p;
+      if (p < required) continue;
+      const Default& preset = member.defaults[p - required];
+      ASSERT_EQ(preset.type != VT_ERROR, (flags & PARAMFLAG_FHASDEFAULT) != 0);
+      if (preset.type == VT_ERROR) continue;
+      const VARIANT& value = parameter.paramdesc.pparamdescex->varDefaultValue;
+      EXPECT_EQ(preset.type, V_VT(&value));
+      const bool isText = preset.type == VT_BSTR;
+      EXPECT_EQ(isText ? preset.text : L"", isText ? viewOf(V_BSTR(&value)) : L"");
+      EXPECT_EQ(preset.number, isText ? 0 : preset.type == VT_BOOL ? V_BOOL(&value) : V_I4(&value));
     }
-    info->ReleaseFuncDesc(function);
-  }
+  });
   EXPECT_EQ(table.members().size(), described);
-  info->ReleaseTypeAttr(attributes);
 }
 
 TEST(MemberTables, AgreeWithTheTypeLibrary) {
   expectSame(ZollectionObject::members());
   expectSame(CollectionFace::members());
   expectSame(GZSupportObject::members());
-}
-
-TEST(Frame, KnowsItsOwnPlaceAndVersion) {
-  onFreshThread([] {
-    EXPECT_EQ(L"Software\\Zarnow Instruments Ltd.\\System\\ZSupport", AppRegRoot(false));
-    EXPECT_EQ(L"Software\\Policies\\Zarnow Instruments Ltd.\\System\\ZSupport", AppRegRoot(true));
-    EXPECT_EQ(1, AppVersionStamp().Major);
-    EXPECT_EQ(0, AppVersionStamp().ReleaseType);
-  });
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // Installed parts: against the platform's installer, and against one that a test puts in its place.
 #include "support/answer.h"
+#include "support/dispatch_stub.h"
 #include "support/late_call.h"
 
 namespace {
@@ -20,13 +21,13 @@ void runInstaller(const wchar_t* action) {
 }
 
 // Instead of the platform's object, in this apartment: tells what it was asked, and answers in turn.
-class InstallerStandIn final : public IDispatch, public IClassFactory {
+class InstallerStandIn final : public DispatchStub, public IClassFactory {
  public:
   explicit InstallerStandIn(std::vector<std::wstring> paths) : paths_(std::move(paths)) {
     CLSID classId;
     EXPECT_EQ(S_OK, CLSIDFromProgID(L"WindowsInstaller.Installer", &classId));
     EXPECT_EQ(S_OK, CoRegisterClassObject(classId, static_cast<IClassFactory*>(this), CLSCTX_INPROC_SERVER,
-                                          REGCLS_MULTIPLEUSE, &cookie_));
+                        REGCLS_MULTIPLEUSE, &cookie_));
   }
   InstallerStandIn(const InstallerStandIn&) = delete;
   InstallerStandIn& operator=(const InstallerStandIn&) = delete;
@@ -45,11 +46,8 @@ class InstallerStandIn final : public IDispatch, public IClassFactory {
     return QueryInterface(id, object);
   }
   HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
-  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* given, VARIANT* result,
-                                   EXCEPINFO*, UINT*) override {
+  HRESULT STDMETHODCALLTYPE Invoke(
+      DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* given, VARIANT* result, EXCEPINFO*, UINT*) override {
     const VARIANT* const lastFirst = given->rgvarg;
     if (member == 6 && flags == DISPATCH_PROPERTYPUT && given->rgdispidNamedArgs[0] == DISPID_PROPERTYPUT) {
       asked += L"level " + std::to_wstring(V_I4(lastFirst)) + L";";
@@ -82,9 +80,9 @@ class Installed : public SupportTest {
   // Changes the request as the member changes its caller's variables.
   static HRESULT locate(_GZSupport* support, Request& request, std::wstring& location) {
     Text component(request.component), product(request.product), prompt(request.prompt), path;
-    VARIANT_BOOL ignore = request.ignoresProduct ? VARIANT_TRUE : VARIANT_FALSE;
-    const HRESULT result = support->GetComponentLocation2(component.inout(), product.inout(), &request.action,
-                                                          prompt.inout(), &ignore, path.inout());
+    VARIANT_BOOL ignore = flag(request.ignoresProduct);
+    const HRESULT result = support->GetComponentLocation2(
+        component.inout(), product.inout(), &request.action, prompt.inout(), &ignore, path.inout());
     request.product = product.view();
     request.prompt = prompt.view();
     location = path.view();
@@ -94,7 +92,7 @@ class Installed : public SupportTest {
 
 TEST_F(Installed, PartsTellOfTheirProducts) {
   for (const auto& [component, product] :
-       {std::pair(kFile, kProduct), {kKey, kProduct}, {kNobody, L""}, {L"", L""}, {L"no code", L""}}) {
+      {std::pair(kFile, kProduct), {kKey, kProduct}, {kNobody, L""}, {L"", L""}, {L"no code", L""}}) {
     Text found;
     EXPECT_EQ(S_OK, support->GetComponentProductID(Text(component).inout(), found.inout()));
     EXPECT_EQ(product, found.view()) << component;
@@ -106,13 +104,8 @@ TEST_F(Installed, PartsTellOfTheirProducts) {
     EXPECT_EQ(S_OK, support->GetProductInfo(Text(kProduct).inout(), Text(property).inout(), value.inout()));
     EXPECT_EQ(expected, value.view());
   }
-  const std::pair<LONG, std::wstring> summary[] = {{2, L"Installation Database"},
-                                                   {3, L"A part to be found"},
-                                                   {4, L"Tests"},
-                                                   {5, L"test,part"},
-                                                   {6, L"For tests alone"},
-                                                   {9, L"{"},
-                                                   {18, L"msitools"}};
+  const std::pair<LONG, std::wstring> summary[] = {{2, L"Installation Database"}, {3, L"A part to be found"},
+      {4, L"Tests"}, {5, L"test,part"}, {6, L"For tests alone"}, {9, L"{"}, {18, L"msitools"}};
   for (auto [property, expected] : summary) {
     Text value;
     EXPECT_EQ(S_OK, support->GetProductSummaryInfo(Text(kProduct).inout(), &property, value.inout()));
@@ -127,65 +120,39 @@ TEST_F(Installed, PartsTellOfTheirProducts) {
 }
 
 TEST_F(Installed, PartsAreLocatedAndInstalledOnDemand) {
-  const std::wstring ask = L"path " + std::wstring(kProduct) + L" " + kFile + L";", level = L"level 2;";
-  const struct {
-    Request request;
-    int button;
-    std::vector<std::wstring> paths;
-    std::wstring location, product, prompt, asked;
-    LONG action;
-  } cases[] = {
-      {{}, 0, {L"C:\\part"}, L"C:\\part", kProduct, L"", level + ask, im_Fail},
-      {{}, 0, {L""}, L"", kProduct, L"", level + ask, im_Fail},
-      {{.action = im_Install},
-       0,
-       {L"", L"C:\\new"},
-       L"C:\\new",
-       kProduct,
-       L"",
-       level + ask + L"level 1;" + ask,
-       im_Install},
-      {{.action = im_Prompt},
-       IDYES,
-       {L"", L"C:\\new"},
-       L"C:\\new",
-       kProduct,
-       kQuestion,
-       level + ask + L"level 1;" + ask,
-       im_Install},
-      {{.action = im_Prompt, .prompt = L"Now?"}, IDNO, {L""}, L"", kProduct, L"Now?", level + ask, im_Fail},
-      {{.product = L""}, 0, {}, L"", kProduct, L"", level, im_Fail},
-      {{.product = L"", .action = im_Install},
-       0,
-       {L"C:\\new"},
-       L"C:\\new",
-       kProduct,
-       L"",
-       level + L"level 1;path  " + kFile + L";",
-       im_Install},
-      {{.product = L"other", .ignoresProduct = true},
-       0,
-       {L"C:\\part"},
-       L"C:\\part",
-       L"other",
-       L"",
-       level + ask,
-       im_Fail},
-      {{.component = kNobody, .product = L"", .ignoresProduct = true}, 0, {}, L"", L"", L"", level, im_Fail},
-  };
-  for (const auto& c : cases) {
-    InstallerStandIn installer(c.paths);
-    const Answer answer(c.button);
-    Request request = c.request;
-    std::wstring location;
-    EXPECT_EQ(S_OK, locate(support.get(), request, location));
-    EXPECT_EQ(c.location, location) << &c - cases;
-    EXPECT_EQ(c.product, request.product) << &c - cases;
-    EXPECT_EQ(c.action, request.action) << &c - cases;
-    EXPECT_EQ(c.prompt, request.prompt) << &c - cases;
-    EXPECT_EQ(c.asked, installer.asked) << &c - cases;
-    EXPECT_EQ(c.button ? c.prompt : L"", Answer::question) << &c - cases;
-    EXPECT_EQ(c.button ? L"Install on Demand" : L"", Answer::title) << &c - cases;
+  const std::wstring at = L"C:\\part", first = L"level 2;", now = L"level 1;";
+  const std::wstring ask = L"path " + std::wstring(kProduct) + L" " + kFile + L";",
+                     any = L"path  " + std::wstring(kFile) + L";";
+  Request plain, install{.action = im_Install}, prompting{.action = im_Prompt},
+      nowPrompt{.action = im_Prompt, .prompt = L"Now?"};
+  Request noProduct{.product = L""}, newProduct{.product = L"", .action = im_Install};
+  Request otherProduct{.product = L"other", .ignoresProduct = true};
+  Request nobody{.component = kNobody, .product = L"", .ignoresProduct = true};
+  const std::tuple<Request, int, std::vector<std::wstring>, std::wstring, std::wstring, std::wstring, std::wstring,
+      LONG>
+      cases[] = {
+          // clang-format off
+      {plain,        0,     {at},      at,  kProduct, L"",       first + ask,             im_Fail},
+      {plain,        0,     {L""},     L"", kProduct, L"",       first + ask,             im_Fail},
+      {install,      0,     {L"", at}, at,  kProduct, L"",       first + ask + now + ask, im_Install},
+      {prompting,    IDYES, {L"", at}, at,  kProduct, kQuestion, first + ask + now + ask, im_Install},
+      {nowPrompt,    IDNO,  {L""},     L"", kProduct, L"Now?",   first + ask,             im_Fail},
+      {noProduct,    0,     {},        L"", kProduct, L"",       first,                   im_Fail},
+      {newProduct,   0,     {at},      at,  kProduct, L"",       first + now + any,       im_Install},
+      {otherProduct, 0,     {at},      at,  L"other", L"",       first + ask,             im_Fail},
+      {nobody,       0,     {},        L"", L"",      L"",       first,                   im_Fail},
+          // clang-format on
+      };
+  for (const auto& [given, button, paths, location, product, question, asked, action] : cases) {
+    InstallerStandIn installer(paths);
+    const Answer answer(button);
+    Request request = given;
+    std::wstring found;
+    EXPECT_EQ(S_OK, locate(support.get(), request, found));
+    EXPECT_EQ(std::tuple(location, product, action, question, asked),
+        std::tuple(found, request.product, request.action, request.prompt, installer.asked));
+    EXPECT_EQ(button ? question : L"", Answer::question);
+    EXPECT_EQ(button ? L"Install on Demand" : L"", Answer::title);
   }
 }
 
@@ -212,10 +179,8 @@ TEST_F(Installed, PartsAreWhereTheRegistrySays) {
   EXPECT_EQ(L"D:\\here", location);
   EXPECT_EQ(L"", installer.asked);
   // The key stays the one that is read from.
-  Call outcome{};
   const Text plain(L"plain"), none(L"none");
-  call(outcome, support.get(), idOf(support.get(), L"GetRegistryValue"), DISPATCH_METHOD,
-       {textValue(plain), textValue(none)});
+  const Call outcome(support.get(), L"GetRegistryValue", {textValue(plain), textValue(none)});
   EXPECT_STREQ(L"in the key", V_BSTR(&outcome.value.get()));
   RegDeleteTreeW(HKEY_CURRENT_USER, kOverrides);
 }

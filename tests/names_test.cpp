@@ -1,4 +1,4 @@
-// Path names and identity.
+// Path names.
 #include "support/com.h"
 
 namespace {
@@ -6,17 +6,12 @@ namespace {
 using Names = SupportTest;
 
 TEST_F(Names, OfPathsLoseWhatAPathCannotHold) {
-  const std::pair<std::wstring, std::wstring> cases[] = {{L"", L""},
-                                                         {L"a|b?c", L"a b c"},
-                                                         {L" a  ||  b ", L"a b"},
-                                                         {L"*?*", L""},
-                                                         {L"C:\\Data:Old\\x", L"C:\\Data Old\\x"},
-                                                         {L":::a",
-                                                          L"::"
-                                                          L" a"},
-                                                         {L"a\tb\x01", L"a b"},
-                                                         {L"caf\u00e9", L"caf\u00e9"},
-                                                         {L"\u4e2d\u6587.txt", L".txt"}};
+  // clang-format off
+  const std::pair<std::wstring, std::wstring> cases[] = {
+      {L"", L""}, {L"a|b?c", L"a b c"}, {L" a  ||  b ", L"a b"}, {L"*?*", L""},
+      {L"C:\\Data:Old\\x", L"C:\\Data Old\\x"},
+      {L":::a", L":: a"}, {L"a\tb\x01", L"a b"}, {L"caf\u00e9", L"caf\u00e9"}, {L"\u4e2d\u6587.txt", L".txt"}};
+  // clang-format on
   for (const auto& [text, legal] : cases) {
     Text path;
     EXPECT_EQ(S_OK, support->MakeLegalPath(Text(text).get(), path.inout()));
@@ -31,19 +26,6 @@ TEST_F(Names, OfExistingPathsGrowLongAndEndInAZero) {
   EXPECT_EQ(shortPath.view().size() + 1, path.view().size());
   EXPECT_EQ(runtimeError(9), support->GetLongPathName(missing.inout(), path.inout()));
   EXPECT_EQ(E_POINTER, support->GetLongPathName(nullptr, path.inout()));
-}
-
-TEST_F(Names, OfUserAndComputerAreThePlatforms) {
-  Text user, computer;
-  wchar_t name[256];
-  DWORD size = 256;
-  EXPECT_TRUE(GetUserNameW(name, &size));
-  EXPECT_EQ(S_OK, support->GetUserName(user.inout()));
-  EXPECT_EQ(name, user.view());
-  size = 256;
-  EXPECT_TRUE(GetComputerNameW(name, &size));
-  EXPECT_EQ(S_OK, support->GetComputerName(computer.inout()));
-  EXPECT_EQ(std::wstring(name).substr(0, 31), computer.view());
 }
 
 }  // namespace

@@ -1,9 +1,10 @@
 // Settings: which of the layers decides, what is stored where, and the question to the user.
-#include <cstdio>
+#include <algorithm>
 #include <optional>
 
 #include "support/answer.h"
-#include "support/late_call.h"
+#include "support/com.h"
+#include "support/files.h"
 
 namespace {
 
@@ -25,8 +26,8 @@ class Settings : public testing::Test {
   static void put(HKEY hive, const wchar_t* path, std::optional<DWORD> value) {
     HKEY key;
     ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyW(hive, path, &key));
-    if (value) RegSetValueExW(key, L"v", 0, REG_DWORD, reinterpret_cast<BYTE*>(&*value), 4);
     RegCloseKey(key);
+    if (value) RegSetKeyValueW(hive, path, L"v", REG_DWORD, &*value, 4);
   }
   static std::optional<DWORD> stored(HKEY hive) {
     DWORD value = 0, size = sizeof value;
@@ -47,16 +48,17 @@ class Settings : public testing::Test {
 
 TEST_F(Settings, AreDecidedByPolicyUserMachineAndDefaultInTurn) {
   enum Layer { kNoKey, kEmptyKey, kValue };
-  const struct {
-    Layer userPolicy, machinePolicy, user, machine;
-    LONG value;
-    bool noPolicy;
-  } cases[] = {
-      {kNoKey, kNoKey, kNoKey, kNoKey, 9, true},       {kNoKey, kNoKey, kEmptyKey, kEmptyKey, 9, true},
-      {kNoKey, kNoKey, kNoKey, kValue, 4, true},       {kNoKey, kNoKey, kEmptyKey, kValue, 4, true},
-      {kNoKey, kNoKey, kValue, kValue, 3, true},       {kValue, kValue, kValue, kValue, 1, false},
-      {kValue, kNoKey, kNoKey, kNoKey, 1, false},      {kEmptyKey, kValue, kValue, kValue, 2, false},
-      {kEmptyKey, kEmptyKey, kValue, kValue, 3, true}, {kEmptyKey, kNoKey, kNoKey, kNoKey, 9, true},
+  const std::tuple<Layer, Layer, Layer, Layer, LONG, bool> cases[] = {
+      {kNoKey, kNoKey, kNoKey, kNoKey, 9, true},
+      {kNoKey, kNoKey, kEmptyKey, kEmptyKey, 9, true},
+      {kNoKey, kNoKey, kNoKey, kValue, 4, true},
+      {kNoKey, kNoKey, kEmptyKey, kValue, 4, true},
+      {kNoKey, kNoKey, kValue, kValue, 3, true},
+      {kValue, kValue, kValue, kValue, 1, false},
+      {kValue, kNoKey, kNoKey, kNoKey, 1, false},
+      {kEmptyKey, kValue, kValue, kValue, 2, false},
+      {kEmptyKey, kEmptyKey, kValue, kValue, 3, true},
+      {kEmptyKey, kNoKey, kNoKey, kNoKey, 9, true},
       {kNoKey, kValue, kNoKey, kNoKey, 9, true},  // the machine's policy alone is not asked
       {kNoKey, kValue, kValue, kValue, 3, true},
   };
@@ -74,17 +76,15 @@ TEST_F(Settings, AreDecidedByPolicyUserMachineAndDefaultInTurn) {
     Variant found;
     EXPECT_EQ(S_OK, get(found, longValue(9)));
     EXPECT_EQ(value, V_I4(&found.get()));
-    EXPECT_EQ(noPolicy ? VARIANT_TRUE : VARIANT_FALSE, noPolicySet);
+    EXPECT_EQ(flag(noPolicy), noPolicySet);
   }
 }
 
 TEST_F(Settings, AreStoredOnlyWhereTheyDifferFromWhatHoldsAnyway) {
-  const std::optional<DWORD> none;
-  const struct {
-    LONG value, mode;
-    std::optional<DWORD> user, machine;            // before
-    std::optional<DWORD> userAfter, machineAfter;  // the default is 9
-  } cases[] = {
+  using Stored = std::optional<DWORD>;
+  const Stored none;
+  // machine: before; machineAfter: the default is 9
+  const std::tuple<LONG, LONG, Stored, Stored, Stored, Stored> cases[] = {
       {5, rwm_User, none, none, 5, none}, {9, rwm_User, 5, none, none, none},  // the default
       {7, rwm_User, 5, 7, none, 7},                                            // the machine's
       {9, rwm_User, none, 7, 9, 7},                                   // the default, but not what the machine says
@@ -115,20 +115,6 @@ TEST_F(Settings, AskForAllUsers) {
   }
 }
 
-TEST_F(Settings, ReturnTheChosenModeIntoAScriptsVariable) {
-  const Text name(L"v"), section{std::wstring_view(kSection)};
-  VARIANT mode = valueOfType(VT_I2);
-  V_I2(&mode) = rwm_Prompt;
-  const Answer answer(IDNO);
-  Call outcome{};
-  call(outcome, support.get(), idOf(support.get(), L"WriteRegistryValue"), DISPATCH_METHOD,
-       {textValue(name), longValue(5), longValue(9), reference(VT_VARIANT, &mode), textValue(section)});
-  EXPECT_EQ(S_OK, outcome.result);
-  EXPECT_EQ(L"Do you wish to set this as a default for all users?", Answer::question);
-  EXPECT_EQ(VT_I4, V_VT(&mode));
-  EXPECT_EQ(rwm_User, V_I4(&mode));
-}
-
 // All the way: the settings in the registry, a failing member, a line in the file.
 TEST_F(Settings, OfTheLibraryItselfSendErrorsToTheLogFile) {
   constexpr wchar_t kDebug[] = L"Software\\Zarnow Instruments Ltd.\\System\\ZSupport\\Debug";
@@ -142,11 +128,7 @@ TEST_F(Settings, OfTheLibraryItselfSendErrorsToTheLogFile) {
   RegSetKeyValueW(HKEY_CURRENT_USER, kDebug, L"Default Action", REG_DWORD, &action, 4);
   onFreshThread([] { EXPECT_EQ(runtimeError(381), newCollection()->RemoveByIndex(7)); });
   RegDeleteTreeW(HKEY_CURRENT_USER, kDebug);
-  std::string content(4096, '\0');
-  FILE* const file = _wfopen(path, L"rb");
-  ASSERT_TRUE(file);
-  content.resize(std::fread(content.data(), 1, content.size(), file));
-  std::fclose(file);
+  const std::string content = contentOf(path);
   EXPECT_NE(std::string::npos, content.find("\tZollection\tSub RemoveByIndex\t381\tZollection.RemoveByIndex\t"
                                             "Invalid property array index\tin zsupport_tests.exe\r\n"))
       << content;
@@ -155,18 +137,12 @@ TEST_F(Settings, OfTheLibraryItselfSendErrorsToTheLogFile) {
 
 TEST_F(Settings, ComeBackInTheTypeOfTheirKind) {
   const Text text(L"caf\u00e9 \u4e2d");
-  VARIANT yes = valueOfType(VT_BOOL), byte = valueOfType(VT_UI1), money = valueOfType(VT_CY);
-  V_BOOL(&yes) = VARIANT_TRUE;
-  V_UI1(&byte) = 200;
-  V_CY(&money).int64 = 15000;
+  const VARIANT yes = makeValue(VT_BOOL, VARIANT_TRUE), byte = makeValue(VT_UI1, BYTE{200});
+  const VARIANT money = makeValue(VT_CY, CY{.int64 = 15000});
   LONG number = 77;
-  const struct {
-    VARIANT value;
-    VARTYPE type;
-    std::wstring shown;
-  } cases[] = {{longValue(-1), VT_I4, L"-1"}, {yes, VT_I4, L"-1"},
-               {byte, VT_I4, L"200"},         {textValue(text), VT_BSTR, std::wstring(text.view())},
-               {money, VT_BSTR, L"1.5"},      {reference(VT_I4, &number), VT_I4, L"77"}};
+  const std::tuple<VARIANT, VARTYPE, std::wstring> cases[] = {{longValue(-1), VT_I4, L"-1"}, {yes, VT_I4, L"-1"},
+      {byte, VT_I4, L"200"}, {textValue(text), VT_BSTR, std::wstring(text.view())}, {money, VT_BSTR, L"1.5"},
+      {reference(VT_I4, &number), VT_I4, L"77"}};
   for (const auto& [value, type, shown] : cases) {
     LONG mode = rwm_User;
     EXPECT_EQ(S_OK, write(value, valueOfType(VT_NULL), mode));

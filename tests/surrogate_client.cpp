@@ -6,10 +6,11 @@
 #include <cstdio>
 
 #include "ZSupport.h"
+#include "support/dispatch_stub.h"
 
 namespace {
 
-class Client final : public IDispatch {
+class Client final : public DispatchStub {
  public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
     const bool isKnown = id == IID_IUnknown || id == IID_IDispatch || id == __uuidof(__Zollection);
@@ -18,11 +19,8 @@ class Client final : public IDispatch {
   }
   ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
   ULONG STDMETHODCALLTYPE Release() override { return 1; }
-  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE Invoke(DISPID event, REFIID, LCID, WORD, DISPPARAMS* given, VARIANT*, EXCEPINFO*,
-                                   UINT*) override {
+  HRESULT STDMETHODCALLTYPE Invoke(
+      DISPID event, REFIID, LCID, WORD, DISPPARAMS* given, VARIANT*, EXCEPINFO*, UINT*) override {
     // ConnectionFailed
     if (event == 2 && given->cArgs == 3) {
       std::printf("asked about %ls, reason %ld\n", *V_BSTRREF(&given->rgvarg[1]), V_I4(&given->rgvarg[0]));
@@ -33,8 +31,8 @@ class Client final : public IDispatch {
 
 IDispatch* create() {
   IDispatch* object = nullptr;
-  const HRESULT result = CoCreateInstance(__uuidof(Zollection), nullptr, CLSCTX_LOCAL_SERVER, IID_IDispatch,
-                                          reinterpret_cast<void**>(&object));
+  const HRESULT result = CoCreateInstance(
+      __uuidof(Zollection), nullptr, CLSCTX_LOCAL_SERVER, IID_IDispatch, reinterpret_cast<void**>(&object));
   if (FAILED(result)) std::printf("not created: 0x%08lX\n", static_cast<unsigned long>(result));
   return object;
 }

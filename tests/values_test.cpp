@@ -3,56 +3,35 @@
 #include <limits>
 
 #include "support/answer.h"
-#include "support/com.h"
+#include "support/late_call.h"
 
 namespace {
 
 using Values = SupportTest;
 
-VARIANT dateValue(DATE date) {
-  VARIANT v = doubleValue(date);
-  V_VT(&v) = VT_DATE;
-  return v;
-}
+VARIANT dateValue(DATE date) { return makeValue(VT_DATE, date); }
 
 TEST_F(Values, AreEqualByTheRulesOfTheRuntime) {
   const Text word(L"word"), upper(L"WORD"), one(L"1"), nothing(L""), spaced(L" 1.0 ");
-  VARIANT yes = valueOfType(VT_BOOL), error = missing(), otherError = missing();
-  V_BOOL(&yes) = VARIANT_TRUE;
-  V_ERROR(&otherError) = 5;
   const auto z = newCollection();
-  VARIANT object = valueOfType(VT_DISPATCH), aLong = longValue(1);
-  V_DISPATCH(&object) = z.get();  // whose default member wants an argument
-  const VARIANT null = valueOfType(VT_NULL), empty = valueOfType(VT_EMPTY);
+  VARIANT aLong = longValue(1);
+  const VARIANT object = objectValue(z.get());  // whose default member wants an argument
+  const VARIANT yes = makeValue(VT_BOOL, VARIANT_TRUE), error = missing(), otherError = makeValue(VT_ERROR, LONG{5});
+  const VARIANT null = valueOfType(VT_NULL), empty = valueOfType(VT_EMPTY), number = longValue(1), zero = longValue(0);
   const VARIANT array = valueOfType(VT_ARRAY | VT_VARIANT), nobody = valueOfType(VT_DISPATCH);
   enum { kNo, kYes, kMismatch };
-  const struct {
-    VARIANT a, b;
-    int expected;
-  } cases[] = {
-      {null, null, kYes},
-      {null, empty, kNo},
-      {empty, empty, kYes},
-      {empty, longValue(0), kNo},
-      {empty, textValue(nothing), kNo},
-      {longValue(1), doubleValue(1), kYes},
-      {longValue(1), doubleValue(1.5), kNo},
-      {longValue(-1), yes, kYes},
-      {dateValue(1), longValue(1), kYes},
-      {textValue(word), textValue(word), kYes},
+  const std::tuple<VARIANT, VARIANT, int> cases[] = {
+      // clang-format off
+      {null, null, kYes},        {null, empty, kNo},              {empty, empty, kYes},
+      {empty, zero, kNo},        {empty, textValue(nothing), kNo}, {number, doubleValue(1), kYes},
+      {longValue(-1), yes, kYes}, {number, doubleValue(1.5), kNo}, {dateValue(1), number, kYes},
+      {number, textValue(one), kYes}, {textValue(word), textValue(word), kYes},
       {textValue(word), textValue(upper), kNo},
-      {longValue(1), textValue(one), kYes},
-      {textValue(spaced), longValue(1), kYes},
-      {textValue(spaced), textValue(one), kNo},
-      {longValue(1), textValue(word), kNo},
-      {longValue(0), textValue(nothing), kNo},
-      {reference(VT_VARIANT, &aLong), longValue(1), kYes},
-      {error, error, kYes},
-      {error, otherError, kNo},
-      {error, longValue(1), kMismatch},
-      {object, longValue(1), kMismatch},
-      {nobody, nobody, kMismatch},
-      {array, array, kMismatch},
+      {textValue(spaced), number, kYes}, {textValue(spaced), textValue(one), kNo}, {number, textValue(word), kNo},
+      {zero, textValue(nothing), kNo}, {reference(VT_VARIANT, &aLong), number, kYes}, {error, error, kYes},
+      {error, otherError, kNo},  {error, number, kMismatch},      {object, number, kMismatch},
+      {nobody, nobody, kMismatch}, {array, array, kMismatch},
+      // clang-format on
   };
   for (const auto& [a, b, expected] : cases) {
     for (const auto& [left, right] : {std::pair(a, b), std::pair(b, a)}) {
@@ -60,7 +39,7 @@ TEST_F(Values, AreEqualByTheRulesOfTheRuntime) {
       VARIANT_BOOL equal = 0x55;
       const HRESULT result = support->IsEqualVariant(&first, &second, &equal);
       EXPECT_EQ(expected == kMismatch ? runtimeError(13) : S_OK, result) << V_VT(&a) << " " << V_VT(&b);
-      EXPECT_EQ(expected == kYes ? VARIANT_TRUE : VARIANT_FALSE, equal);
+      EXPECT_EQ(flag(expected == kYes), equal);
     }
   }
 }
@@ -68,11 +47,7 @@ TEST_F(Values, AreEqualByTheRulesOfTheRuntime) {
 TEST_F(Values, OfDatesAreSecondsAndSpans) {
   constexpr double kSecond = 1.0 / 86'400, kNaN = std::numeric_limits<double>::quiet_NaN();
   const double noon = 45'000.5;
-  const struct {
-    DATE a, b;
-    HRESULT result;
-    bool isEqual;
-  } dates[] = {
+  const std::tuple<DATE, DATE, HRESULT, bool> dates[] = {
       {noon + 0.2 * kSecond, noon + 0.7 * kSecond, S_OK, true},
       {noon, noon + kSecond, S_OK, false},
       {noon, noon - 0.2 * kSecond, S_OK, false},
@@ -84,22 +59,15 @@ TEST_F(Values, OfDatesAreSecondsAndSpans) {
   for (auto [a, b, result, isEqual] : dates) {
     VARIANT_BOOL equal = 0x55;
     EXPECT_EQ(result, support->IsEqualDate(&a, &b, &equal)) << a << " " << b;
-    EXPECT_EQ(isEqual ? VARIANT_TRUE : VARIANT_FALSE, equal) << a << " " << b;
+    EXPECT_EQ(flag(isEqual), equal) << a << " " << b;
   }
-  const struct {
-    DATE span, unit;
-    HRESULT result;
-    double multiple;
-  } spans[] = {
-      {1.0 / 24, 1.0 / 48, S_OK, 2},
-      {1, 0, S_OK, 0},
-      {1, 0.4 * kSecond, S_OK, 0},
+  const std::tuple<DATE, DATE, HRESULT, double> spans[] = {
+      // clang-format off
+      {1.0 / 24, 1.0 / 48, S_OK, 2}, {1, 0, S_OK, 0},  {1, 0.4 * kSecond, S_OK, 0},
       {2.5 * kSecond, 1.5 * kSecond, S_OK, 1},  // halves to even, both
-      {-1, 4, S_OK, -0.25},
-      {24'855, 1, S_OK, 24'855},
-      {24'856, 1, runtimeError(6), 0},
-      {1, 1e300, runtimeError(6), 0},
-      {kNaN, 1, runtimeError(6), 0},
+      {-1, 4, S_OK, -0.25},          {24'855, 1, S_OK, 24'855},
+      {24'856, 1, runtimeError(6), 0}, {1, 1e300, runtimeError(6), 0}, {kNaN, 1, runtimeError(6), 0},
+      // clang-format on
   };
   for (auto [span, unit, result, expected] : spans) {
     double multiple = 7;
@@ -111,7 +79,8 @@ TEST_F(Values, OfDatesAreSecondsAndSpans) {
 TEST_F(Values, AreAnnouncedWhenTheyAreNotImplemented) {
   Text feature(L"F-12"), message(L"Not yet");
   const Answer answer(IDOK);
-  EXPECT_EQ(S_OK, support->NotImplemented(feature.inout(), message.inout()));
+  const VARIANT arguments[] = {textValue(feature), reference(VT_BSTR, message.inout())};
+  EXPECT_EQ(S_OK, Call(support.get(), L"NotImplemented", {arguments[0], arguments[1]}).result);
   EXPECT_EQ(L"Not yet - F-12", message.view());
   EXPECT_EQ(L"Not yet - F-12", Answer::question);
   ASSERT_TRUE(OpenClipboard(nullptr));
@@ -121,15 +90,14 @@ TEST_F(Values, AreAnnouncedWhenTheyAreNotImplemented) {
 }
 
 TEST_F(Values, HaveOneHelperObjectAThread) {
-  const auto helperOf = [](const ComPtr<_GZSupport>& any) {
+  const auto helperOf = [](_GZSupport* any) {
     ComPtr<IDispatch> helper;
     EXPECT_EQ(S_OK, any->get_VBoost(helper.put()));
     return helper;
   };
-  const auto helper = helperOf(support);
+  const auto helper = helperOf(support.get());
   EXPECT_TRUE(helper);
-  EXPECT_EQ(helper.get(), helperOf(newSupport()).get());
-  onFreshThread([&] { EXPECT_NE(helper.get(), helperOf(newSupport()).get()); });
+  onFreshThread([&] { EXPECT_NE(helper.get(), helperOf(newSupport().get()).get()); });
 }
 
 }  // namespace

@@ -14,25 +14,25 @@ class Windows : public SupportTest {
   HWND make(HWND parent, RECT place, bool isVisible = true, bool isPopup = false) {
     const DWORD style = (parent && !isPopup ? WS_CHILD : WS_POPUP) | (isVisible ? WS_VISIBLE : 0);
     const HWND window = CreateWindowExW(0, L"STATIC", L"", style, place.left, place.top, place.right - place.left,
-                                        place.bottom - place.top, parent, nullptr, nullptr, nullptr);
-    EXPECT_TRUE(window);
+        place.bottom - place.top, parent, nullptr, nullptr, nullptr);
     if (!parent) made_.push_back(window);
     return window;
   }
   LONG centre(HWND window, HWND owner = nullptr, bool maximize = false) {
     LONG handle = toLong(window), used = toLong(owner);
-    VARIANT_BOOL flag = maximize ? VARIANT_TRUE : VARIANT_FALSE;
-    EXPECT_EQ(S_OK, support->CenterWindow(&handle, &used, &flag));
+    VARIANT_BOOL maximized = flag(maximize);
+    EXPECT_EQ(S_OK, support->CenterWindow(&handle, &used, &maximized));
     return used;
   }
   static LONG toLong(HWND window) { return reinterpret_cast<LONG>(window); }
   static void expectPlace(RECT expected, HWND window) {
     RECT place{};
     GetWindowRect(window, &place);
-    EXPECT_EQ(expected.left, place.left);
-    EXPECT_EQ(expected.top, place.top);
-    EXPECT_EQ(expected.right, place.right);
-    EXPECT_EQ(expected.bottom, place.bottom);
+    expectSame(expected, place);
+  }
+  static void expectSame(RECT expected, RECT found) {
+    EXPECT_TRUE(EqualRect(&expected, &found))
+        << found.left << " " << found.top << " " << found.right << " " << found.bottom;
   }
   RECT boundingBox(HWND window) {
     RECT box{7, 7, 7, 7};
@@ -46,9 +46,7 @@ class Windows : public SupportTest {
 
 TEST_F(Windows, AreCentredOverTheirOwners) {
   const HWND parent = make(nullptr, {10, 20, 1010, 620});
-  const struct {
-    LONG width, height, x, y;
-  } sizes[] = {
+  const std::tuple<LONG, LONG, LONG, LONG> sizes[] = {
       {200, 100, 400, 250}, {899, 497, 50, 52}, {897, 499, 52, 50}, {1200, 700, -100, -50}, {1101, 603, -50, -2}};
   for (const auto& [width, height, x, y] : sizes) {
     const HWND child = make(parent, {3, 4, 3 + width, 4 + height});
@@ -85,10 +83,7 @@ TEST_F(Windows, AreCentredOverTheirOwners) {
 
 TEST_F(Windows, AreMeasuredByTheVisibleOnesInThem) {
   const HWND parent = make(nullptr, {50, 60, 550, 460}, false);
-  const auto expectBox = [&](RECT expected) {
-    const RECT box = boundingBox(parent);
-    EXPECT_TRUE(EqualRect(&expected, &box)) << box.left << " " << box.top << " " << box.right << " " << box.bottom;
-  };
+  const auto expectBox = [&](RECT expected) { expectSame(expected, boundingBox(parent)); };
   expectBox({-50, -60, -50, -60});
   make(parent, {0, 0, 400, 300}, false);
   expectBox({-50, -60, -50, -60});
@@ -100,8 +95,7 @@ TEST_F(Windows, AreMeasuredByTheVisibleOnesInThem) {
   make(first, {-30, 0, 5, 5});
   expectBox({-20, 20, 125, 225});
   DestroyWindow(make(nullptr, {0, 0, 9, 9}));
-  const RECT box = boundingBox(reinterpret_cast<HWND>(0x7FFFF000)), none{};
-  EXPECT_TRUE(EqualRect(&none, &box));
+  expectSame({}, boundingBox(reinterpret_cast<HWND>(0x7FFFF000)));
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "ZSupport.h"
@@ -23,55 +24,38 @@ using zsupport::Variant;
 inline constexpr wchar_t kNoEvents[] = L"{00000000-0000-0000-0000-000000000000}";
 
 // VARIANTs that own nothing: texts must outlive them.
-inline VARIANT longValue(LONG value) {
-  VARIANT v;
-  V_VT(&v) = VT_I4;
-  V_I4(&v) = value;
-  return v;
-}
-inline VARIANT doubleValue(double value) {
-  VARIANT v;
-  V_VT(&v) = VT_R8;
-  V_R8(&v) = value;
-  return v;
-}
-inline VARIANT textValue(const Text& value) {
-  VARIANT v;
-  V_VT(&v) = VT_BSTR;
-  V_BSTR(&v) = value.get();
-  return v;
-}
 inline VARIANT valueOfType(VARTYPE type) {
   VARIANT v{};
   V_VT(&v) = type;
   return v;
 }
-inline VARIANT missing() {
-  VARIANT v = valueOfType(VT_ERROR);
-  V_ERROR(&v) = DISP_E_PARAMNOTFOUND;
+template <class T>
+VARIANT makeValue(VARTYPE type, T content) {
+  VARIANT v = valueOfType(type);
+  memcpy(&V_BYREF(&v), &content, sizeof content);
   return v;
+}
+inline VARIANT longValue(LONG value) { return makeValue(VT_I4, value); }
+inline VARIANT doubleValue(double value) { return makeValue(VT_R8, value); }
+inline VARIANT textValue(const Text& value) { return makeValue(VT_BSTR, value.get()); }
+inline VARIANT objectValue(IDispatch* object) { return makeValue(VT_DISPATCH, object); }
+inline VARIANT arrayValue(VARTYPE element, SAFEARRAY* a) {
+  return makeValue(static_cast<VARTYPE>(VT_ARRAY | element), a);
 }
 // By reference to a variable.
 inline VARIANT reference(VARTYPE type, void* variable) {
-  VARIANT v = valueOfType(static_cast<VARTYPE>(type | VT_BYREF));
-  V_BYREF(&v) = variable;
-  return v;
+  return makeValue(static_cast<VARTYPE>(type | VT_BYREF), variable);
 }
-
-inline ComPtr<_Zollection> newCollection() {
-  ComPtr<_Zollection> z;
-  EXPECT_EQ(S_OK,
-            CoCreateInstance(__uuidof(Zollection), nullptr, CLSCTX_INPROC_SERVER, __uuidof(_Zollection), z.putVoid()));
-  return z;
+inline VARIANT missing() { return makeValue(VT_ERROR, DISP_E_PARAMNOTFOUND); }
+inline VARIANT_BOOL flag(bool value) { return value ? VARIANT_TRUE : VARIANT_FALSE; }
+template <class T>
+ComPtr<T> newObject(REFCLSID classId) {
+  ComPtr<T> object;
+  EXPECT_EQ(S_OK, CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(T), object.putVoid()));
+  return object;
 }
-
-inline ComPtr<_GZSupport> newSupport() {
-  ComPtr<_GZSupport> support;
-  EXPECT_EQ(S_OK, CoCreateInstance(__uuidof(GZSupport), nullptr, CLSCTX_INPROC_SERVER, __uuidof(_GZSupport),
-                                   support.putVoid()));
-  return support;
-}
-
+inline ComPtr<_Zollection> newCollection() { return newObject<_Zollection>(__uuidof(Zollection)); }
+inline ComPtr<_GZSupport> newSupport() { return newObject<_GZSupport>(__uuidof(GZSupport)); }
 struct Placement {
   std::wstring key = {};
   VARIANT before = missing();

@@ -3,6 +3,7 @@
 #include <oleauto.h>
 
 #include "support/com.h"
+#include "support/files.h"
 
 namespace {
 
@@ -68,20 +69,14 @@ int runNeighbour(DWORD parent) {
 }
 
 Neighbour::Neighbour() {
-  wchar_t self[MAX_PATH];
-  GetModuleFileNameW(nullptr, self, MAX_PATH);
-  std::wstring command = L"\"" + std::wstring(self) + L"\" neighbour " + std::to_wstring(GetCurrentProcessId());
-  STARTUPINFOW start{};
-  start.cb = sizeof start;
   const HANDLE ready = CreateEventW(nullptr, TRUE, FALSE, kReady);
-  EXPECT_TRUE(CreateProcessW(self, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &process_));
+  process_ = startSelf(L"neighbour " + std::to_wstring(GetCurrentProcessId()), &thread_);
   EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(ready, 20'000));
   CloseHandle(ready);
 }
 
 Neighbour::~Neighbour() {
-  PostThreadMessageW(process_.dwThreadId, WM_QUIT, 0, 0);
-  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(process_.hProcess, 20'000));
-  CloseHandle(process_.hProcess);
-  CloseHandle(process_.hThread);
+  PostThreadMessageW(thread_, WM_QUIT, 0, 0);
+  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(process_, 20'000));
+  CloseHandle(process_);
 }

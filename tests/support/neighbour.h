@@ -21,7 +21,8 @@ class Neighbour {
   ~Neighbour();
 
  private:
-  PROCESS_INFORMATION process_{};
+  HANDLE process_;
+  DWORD thread_ = 0;
 };
 
 // The sum that a neighbour makes of what it gets.

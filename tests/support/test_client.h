@@ -2,6 +2,7 @@
 #pragma once
 
 #include "support/com.h"
+#include "support/test_source.h"
 
 struct Heard {
   LONG index;
@@ -10,7 +11,19 @@ struct Heard {
   std::vector<std::wstring> arguments;
 };
 
-class TestClient final : public IDispatch {
+// With a collection of its own.
+class CollectionTest : public testing::Test {
+ protected:
+  // A new item, added.
+  ComPtr<TestSource> added(Behaviour behaviour = {}, Placement place = {}) {
+    auto item = TestSource::make(std::move(behaviour));
+    EXPECT_EQ(S_OK, add(z.get(), item.get(), std::move(place)));
+    return item;
+  }
+  ComPtr<_Zollection> z = newCollection();
+};
+
+class TestClient final : public DispatchStub {
  public:
   explicit TestClient(_Zollection* z) {
     const auto container = ComPtr<IConnectionPointContainer>::from(z);
@@ -44,11 +57,8 @@ class TestClient final : public IDispatch {
   }
   ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(++references); }
   ULONG STDMETHODCALLTYPE Release() override { return static_cast<ULONG>(--references); }
-  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE Invoke(DISPID event, REFIID, LCID, WORD, DISPPARAMS* parameters, VARIANT*,
-                                   EXCEPINFO* failure, UINT*) override {
+  HRESULT STDMETHODCALLTYPE Invoke(
+      DISPID event, REFIID, LCID, WORD, DISPPARAMS* parameters, VARIANT*, EXCEPINFO* failure, UINT*) override {
     const VARIANTARG* const lastFirst = parameters->rgvarg;
     if (event == 1 && parameters->cArgs == 4) {
       SAFEARRAY** const aParams = V_ARRAYREF(&lastFirst[0]);

@@ -10,6 +10,7 @@
 
 #include "automation/com_ptr.h"
 #include "sources.h"
+#include "support/dispatch_stub.h"
 
 struct Behaviour {
   const IID* described = &__uuidof(_Plain);  // by IDispatch::GetTypeInfo; null: not at all
@@ -26,7 +27,7 @@ struct Behaviour {
   std::function<void()> onDestroy = {};
 };
 
-class TestSource final : public IDispatch,
+class TestSource final : public DispatchStub,
                          public IConnectionPointContainer,
                          public IConnectionPoint,
                          public IEnumConnectionPoints,
@@ -45,37 +46,27 @@ class TestSource final : public IDispatch,
   ULONG references = 1;
   std::vector<zsupport::ComPtr<IDispatch>> sinks;
 
-  // IUnknown
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override;
   ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
   ULONG STDMETHODCALLTYPE Release() override;
 
-  // IDispatch
-  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
   HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo** info) override {
     return describe(behaviour.described, info);
-  }
-  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
-    return DISP_E_UNKNOWNNAME;
   }
   HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override {
     return DISP_E_MEMBERNOTFOUND;
   }
 
-  // IProvideClassInfo
   HRESULT STDMETHODCALLTYPE GetClassInfo(ITypeInfo** info) override { return describe(behaviour.classInfo, info); }
 
-  // IConnectionPointContainer
   HRESULT STDMETHODCALLTYPE EnumConnectionPoints(IEnumConnectionPoints** points) override;
   HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID id, IConnectionPoint** point) override;
 
-  // IEnumConnectionPoints
   HRESULT STDMETHODCALLTYPE Next(ULONG, IConnectionPoint** point, ULONG* fetched) override;
   HRESULT STDMETHODCALLTYPE Skip(ULONG) override { return E_NOTIMPL; }
   HRESULT STDMETHODCALLTYPE Reset() override { return S_OK; }
   HRESULT STDMETHODCALLTYPE Clone(IEnumConnectionPoints**) override { return E_NOTIMPL; }
 
-  // IConnectionPoint
   HRESULT STDMETHODCALLTYPE GetConnectionInterface(IID* id) override {
     *id = behaviour.events;
     return S_OK;
