@@ -4,7 +4,8 @@
 #
 # usage: package_test.sh BUILD_ROOT VERSION NEWER     with the packages of both made
 set -euo pipefail
-readonly build_root=$1 packages=$1/package work=$1/package-test
+build_root=$(realpath "$1")
+readonly build_root packages=$build_root/package work=$build_root/package-test
 readonly first=$2 second=$3
 readonly installed='C:\Program Files\ZSupport'
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
