@@ -10,18 +10,22 @@ set(WINE_TYPELIB_DIR /usr/lib/i386-linux-gnu/wine/i386-windows)
 function(widl_library target idl)
   get_filename_component(name ${idl} NAME_WE)
   set(source ${CMAKE_CURRENT_SOURCE_DIR}/${idl})
+  get_filename_component(folder ${source} DIRECTORY)
   set(stem ${CMAKE_CURRENT_BINARY_DIR}/${name})
   set(widl ${WIDL} -m32 --win32 -I ${WINE_IDL_DIR} -L ${WINE_TYPELIB_DIR})
   set(complete ${CMAKE_SOURCE_DIR}/tools/complete_typelib.py)
   add_custom_command(
     OUTPUT ${stem}.tlb
-    COMMAND ${widl} -DTYPELIB -t -o ${stem}.tlb ${source}
+    COMMAND ${widl} -DTYPELIB -t -o ${stem}.tlb ${name}.idl
     COMMAND ${PYTHON} ${complete} ${stem}.tlb
+    WORKING_DIRECTORY ${folder}
     DEPENDS ${source} ${complete}
     VERBATIM)
   add_custom_command(
     OUTPUT ${stem}.h
-    COMMAND ${widl} -h -o ${stem}.h ${source}
+    # From where it lies: the header notes the name that it was given.
+    COMMAND ${widl} -h -o ${stem}.h ${name}.idl
+    WORKING_DIRECTORY ${folder}
     DEPENDS ${source}
     VERBATIM)
   add_custom_target(${target}_files DEPENDS ${stem}.tlb ${stem}.h)
