@@ -3,7 +3,6 @@
 #include <windows.h>
 
 namespace zsupport {
-
 namespace {
 
 // No nearest characters: a letter that becomes a separator or another name's letter would name
