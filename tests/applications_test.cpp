@@ -11,11 +11,14 @@ class Applications : public SupportTest {
     EXPECT_EQ(S_OK, support->GetTaggedWindow2(Text(application).get(), &window));
     return window;
   }
-  HWND taggedWindow(std::wstring_view application) { return reinterpret_cast<HWND>(tagged(application)); }
+  HWND taggedWindow(std::wstring_view application) {
+    return reinterpret_cast<HWND>(tagged(application));
+  }
   ComPtr<IDispatch> object(std::wstring_view className, bool alwaysRunning, bool create) {
     VARIANT_BOOL flags[] = {flag(alwaysRunning), flag(create)};
     ComPtr<IDispatch> found;
-    EXPECT_EQ(S_OK, support->GetROTObject(Text(className).inout(), &flags[0], &flags[1], found.put()));
+    EXPECT_EQ(S_OK,
+              support->GetROTObject(Text(className).inout(), &flags[0], &flags[1], found.put()));
     return found;
   }
 };
@@ -25,27 +28,33 @@ TEST_F(Applications, AreFoundByTheTagOfTheirWindow) {
   const Neighbour neighbour;
   EXPECT_NE(0, tagged(L"zsuOne"));
   EXPECT_EQ(0, tagged(L"zsuTwo")) << "a tag of value 2";
-  for (const std::wstring& nobody : {std::wstring(), std::wstring(L"zsuNone"), std::wstring(9'999, L'x')}) {
+  for (const std::wstring& nobody :
+       {std::wstring(), std::wstring(L"zsuNone"), std::wstring(9'999, L'x')}) {
     EXPECT_EQ(0, tagged(nobody));
   }
   HWND first = nullptr;
   while ((first = FindWindowExW(nullptr, first, L"zsupport-neighbour", nullptr)) &&
-         !GetPropW(first, L"zsuBoth_APPLICATION")) {}
+         !GetPropW(first, L"zsuBoth_APPLICATION")) {
+  }
   EXPECT_EQ(first, taggedWindow(L"zsuBoth"));
 }
 
 TEST_F(Applications, GetTextsAndNumbers) {
   const auto neighbour = std::make_unique<Neighbour>();
   const HWND window = taggedWindow(L"zsuOne");
-  const std::pair<std::wstring, std::string> cases[] = {{L"", std::string(1, '\0')}, {L"abc", "abc"},
-      {L"caf\u00e9 \u4e2d", "caf\xE9 ?"}, {std::wstring(L"a\0b", 3), std::string("a\0b", 3)},
+  const std::pair<std::wstring, std::string> cases[] = {
+      {L"", std::string(1, '\0')},
+      {L"abc", "abc"},
+      {L"caf\u00e9 \u4e2d", "caf\xE9 ?"},
+      {std::wstring(L"a\0b", 3), std::string("a\0b", 3)},
       {std::wstring(10'000'000, L'x'), std::string(10'000'000, 'x')}};
   LONG number = -3;
   for (const auto& [text, bytes] : cases) {
     EXPECT_EQ(S_OK, support->SendData(reinterpret_cast<LONG>(window), Text(text).get(), ++number));
     EXPECT_EQ(number, SendMessageW(window, kAskNumber, 0, 0));
     EXPECT_EQ(static_cast<LRESULT>(bytes.size()), SendMessageW(window, kAskSize, 0, 0));
-    EXPECT_EQ(static_cast<LRESULT>(checksumOf(bytes.data(), bytes.size())), SendMessageW(window, kAskChecksum, 0, 0));
+    EXPECT_EQ(static_cast<LRESULT>(checksumOf(bytes.data(), bytes.size())),
+              SendMessageW(window, kAskChecksum, 0, 0));
     EXPECT_EQ(0, SendMessageW(window, kAskSender, 0, 0));
   }
 }

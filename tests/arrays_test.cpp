@@ -1,4 +1,5 @@
-// Arrays: as texts, as parallel pairs that grow, their descriptors, and their way through late binding.
+// Arrays: as texts, as parallel pairs that grow, their descriptors, and their way through late
+// binding.
 #include "automation/safe_array.h"
 #include "support/late_call.h"
 #include "support/test_source.h"
@@ -15,7 +16,8 @@ SafeArray arrayOf(VARTYPE type, std::vector<SAFEARRAYBOUND> bounds) {
 SafeArray valuesOf(const std::vector<VARIANT>& values, LONG lower = 0) {
   SafeArray array = arrayOf(VT_VARIANT, {{static_cast<ULONG>(values.size()), lower}});
   const ArrayElements<VARIANT> elements(array.get());
-  for (size_t i = 0; i < values.size(); ++i) VariantCopy(&elements[i], const_cast<VARIANT*>(&values[i]));
+  for (size_t i = 0; i < values.size(); ++i)
+    VariantCopy(&elements[i], const_cast<VARIANT*>(&values[i]));
   return array;
 }
 
@@ -31,7 +33,8 @@ template <class T = BSTR>
 std::wstring contentOf(SAFEARRAY* array) {
   if (!array) return L"none";
   const zsupport::VectorElements<T> elements(array);
-  std::wstring text = std::to_wstring(elements.lower()) + L".." + std::to_wstring(elements.upper()) + L": ";
+  std::wstring text =
+      std::to_wstring(elements.lower()) + L".." + std::to_wstring(elements.upper()) + L": ";
   for (size_t i = 0; i < elements.size(); ++i) {
     if constexpr (std::is_same_v<T, BSTR>)
       text += zsupport::viewOf(elements[i]);
@@ -47,7 +50,9 @@ class Arrays : public SupportTest {
   using Member = HRESULT (STDMETHODCALLTYPE _GZSupport::*)(SAFEARRAY**, SAFEARRAY**);
   void expectTexts(Member member, SafeArray values, LONG error, const std::wstring& expected) {
     SafeArray texts;
-    EXPECT_EQ(error ? runtimeError(error) : S_OK, (support.get()->*member)(values.inout(), texts.inout())) << expected;
+    EXPECT_EQ(error ? runtimeError(error) : S_OK,
+              (support.get()->*member)(values.inout(), texts.inout()))
+        << expected;
     EXPECT_EQ(expected, contentOf(texts.get()));
   }
   HRESULT addPair(SafeArray& names, SafeArray& values, std::wstring_view name, VARIANT value) {
@@ -58,9 +63,11 @@ class Arrays : public SupportTest {
 };
 
 TEST_F(Arrays, BecomeTexts) {
-  const VARIANT yes = makeValue(VT_BOOL, VARIANT_TRUE), error = makeValue(VT_ERROR, runtimeError(2042));
+  const VARIANT yes = makeValue(VT_BOOL, VARIANT_TRUE),
+                error = makeValue(VT_ERROR, runtimeError(2042));
   const std::vector<VARIANT> plain = {longValue(-7), yes, textValue(word), valueOfType(VT_EMPTY)};
-  const std::vector<VARIANT> odd = {valueOfType(VT_NULL), error, longValue(1), reference(VT_I4, nullptr)};
+  const std::vector<VARIANT> odd = {valueOfType(VT_NULL), error, longValue(1),
+                                    reference(VT_I4, nullptr)};
   const Member lenient = &_GZSupport::StringArray, strict = &_GZSupport::StringArray2;
   for (const LONG lower : {0, 1, -5}) {
     expectTexts(lenient, valuesOf(plain, lower), 0, L"0..3: -7|True|word||");
@@ -79,7 +86,8 @@ TEST_F(Arrays, BecomeTexts) {
   expectTexts(strict, SafeArray(), 9, L"none");
   expectTexts(strict, valuesOf({valueOfType(VT_NULL)}), 94, L"none");
   expectTexts(strict, valuesOf({valueOfType(VT_DISPATCH)}), 13, L"none");
-  EXPECT_TRUE(lastError().source.ends_with(L"Function StringArray2!ZSupport")) << lastError().source;
+  EXPECT_TRUE(lastError().source.ends_with(L"Function StringArray2!ZSupport"))
+      << lastError().source;
 }
 
 TEST_F(Arrays, OfNumbersAreJoined) {
@@ -89,13 +97,16 @@ TEST_F(Arrays, OfNumbersAreJoined) {
     HRESULT result;
     const wchar_t* text;
   } cases[] = {{longsOf({1, -2, 30}), L",", S_OK, L"1,-2,30"},
-      {longsOf({1, LONG_MIN}, 1), L"; ", S_OK, L"1; -2147483648"}, {longsOf({5}, LONG_MAX), L",", S_OK, L"5"},
-      {longsOf({}), L",", S_OK, L""}, {SafeArray(), L",", runtimeError(9), L""},
-      {arrayOf(VT_I4, {{2, 0}, {2, 0}}), L",", runtimeError(9), L""},
-      {valuesOf({longValue(1)}), L",", runtimeError(13), L""}};
+               {longsOf({1, LONG_MIN}, 1), L"; ", S_OK, L"1; -2147483648"},
+               {longsOf({5}, LONG_MAX), L",", S_OK, L"5"},
+               {longsOf({}), L",", S_OK, L""},
+               {SafeArray(), L",", runtimeError(9), L""},
+               {arrayOf(VT_I4, {{2, 0}, {2, 0}}), L",", runtimeError(9), L""},
+               {valuesOf({longValue(1)}), L",", runtimeError(13), L""}};
   for (auto& [numbers, delimiter, result, expected] : cases) {
     Text text;
-    EXPECT_EQ(result, support->JoinLongs(numbers.inout(), Text(delimiter).inout(), text.inout())) << expected;
+    EXPECT_EQ(result, support->JoinLongs(numbers.inout(), Text(delimiter).inout(), text.inout()))
+        << expected;
     EXPECT_EQ(expected, text.view());
   }
 }
@@ -108,22 +119,26 @@ TEST_F(Arrays, InParallelGrowBothOrNeither) {
   EXPECT_EQ(L"0..1: first|second|", contentOf(names.get()));
   EXPECT_EQ(L"0..1: 1|word|", contentOf<VARIANT>(values.get()));
 
-  SafeArray none, shifted = valuesOf({longValue(1)}, -1), wrong = longsOf({1}), two = valuesOf({longValue(1)});
+  SafeArray none, shifted = valuesOf({longValue(1)}, -1), wrong = longsOf({1}),
+                  two = valuesOf({longValue(1)});
   SafeArray beyond = arrayOf(VT_BSTR, {{0, LONG_MIN}}),
             vector = SafeArray::attach(SafeArrayCreateVector(VT_VARIANT, 0, 2));
-  SafeArray empty = arrayOf(VT_BSTR, {{1, 0}}), numbers = valuesOf({longValue(1), longValue(2)}, -1);
+  SafeArray empty = arrayOf(VT_BSTR, {{1, 0}}),
+            numbers = valuesOf({longValue(1), longValue(2)}, -1);
   const struct {
     SafeArray &names, &values;
     LONG number;
-  } refused[] = {{none, values, 9}, {names, none, 9}, {names, shifted, 9}, {empty, shifted, 9}, {names, numbers, 9},
-      {names, wrong, 13}, {beyond, values, 9}, {names, vector, 10}, {values, names, 13}};
+  } refused[] = {{none, values, 9},   {names, none, 9},    {names, shifted, 9},
+                 {empty, shifted, 9}, {names, numbers, 9}, {names, wrong, 13},
+                 {beyond, values, 9}, {names, vector, 10}, {values, names, 13}};
   const auto expectUnchanged = [&] {
     EXPECT_EQ(L"0..1: first|second|", contentOf(names.get()));
     EXPECT_EQ(L"0..1: 1|word|", contentOf<VARIANT>(values.get()));
     EXPECT_EQ(L"0..0: |", contentOf(empty.get()));
   };
   for (const auto& c : refused) {
-    EXPECT_EQ(runtimeError(c.number), addPair(c.names, c.values, L"x", longValue(1))) << &c - refused;
+    EXPECT_EQ(runtimeError(c.number), addPair(c.names, c.values, L"x", longValue(1)))
+        << &c - refused;
     expectUnchanged();
   }
   for (SAFEARRAY* const locked : {names.get(), values.get()}) {
@@ -147,7 +162,9 @@ TEST_F(Arrays, InParallelGrowBothOrNeither) {
 TEST_F(Arrays, ShowTheirDescriptors) {
   SafeArray array = arrayOf(VT_I4, {{2, 5}, {3, -1}}), none, bounds;
   SafeArrayLock(array.get());
-  const auto addressOf = [](SafeArray& variable) { return reinterpret_cast<LONG>(variable.inout()); };
+  const auto addressOf = [](SafeArray& variable) {
+    return reinterpret_cast<LONG>(variable.inout());
+  };
   ArrayHeader1D header{};
   EXPECT_EQ(S_OK, support->ArrayDescriptor1D(addressOf(array), &header));
   EXPECT_EQ(0, memcmp(&header, array.get(), sizeof header));
@@ -173,7 +190,8 @@ TEST_F(Arrays, ShowTheirDescriptors) {
   LONG nonsense = 12;
   for (const LONG address : {0L, -1L, 16L, reinterpret_cast<LONG>(&nonsense)}) {
     EXPECT_EQ(runtimeError(5), support->ArrayDescriptor1D(address, &header)) << address;
-    EXPECT_EQ(runtimeError(5), support->ArrayBounds(address, bounds.inout(), &dimensions)) << address;
+    EXPECT_EQ(runtimeError(5), support->ArrayBounds(address, bounds.inout(), &dimensions))
+        << address;
   }
 }
 
@@ -185,11 +203,16 @@ TEST_F(Arrays, TravelThroughLateBinding) {
     return outcome.result;
   };
   const Text three(L"3");
-  SafeArray longs = longsOf({1, 2}, 1), mixed = valuesOf({longValue(1), doubleValue(2), textValue(three)});
+  SafeArray longs = longsOf({1, 2}, 1),
+            mixed = valuesOf({longValue(1), doubleValue(2), textValue(three)});
   VARIANT own = arrayValue(VT_I4, longs.get()), other = arrayValue(VT_VARIANT, mixed.get());
-  const std::pair<VARIANT, const wchar_t*> forms[] = {{own, L"1,2"}, {reference(VT_VARIANT, &own), L"1,2"},
-      {reference(VT_ARRAY | VT_I4, longs.inout()), L"1,2"}, {other, L"1,2,3"},
-      {reference(VT_VARIANT, &other), L"1,2,3"}, {reference(VT_ARRAY | VT_VARIANT, mixed.inout()), L"1,2,3"}};
+  const std::pair<VARIANT, const wchar_t*> forms[] = {
+      {own, L"1,2"},
+      {reference(VT_VARIANT, &own), L"1,2"},
+      {reference(VT_ARRAY | VT_I4, longs.inout()), L"1,2"},
+      {other, L"1,2,3"},
+      {reference(VT_VARIANT, &other), L"1,2,3"},
+      {reference(VT_ARRAY | VT_VARIANT, mixed.inout()), L"1,2,3"}};
   for (const auto& [form, text] : forms) {
     EXPECT_EQ(S_OK, invoke(L"JoinLongs", {form})) << V_VT(&form);
     EXPECT_STREQ(text, V_BSTR(&outcome.value.get()));
@@ -197,8 +220,9 @@ TEST_F(Arrays, TravelThroughLateBinding) {
   EXPECT_EQ(L"0..2: 1|2|3|", contentOf<VARIANT>(mixed.get())) << "left as it was";
   VARIANT empty = valueOfType(VT_EMPTY);
   SafeArray words = valuesOf({textValue(word)});
-  for (const VARIANT& wrong : {longValue(1), textValue(word), reference(VT_VARIANT, &empty),
-           reference(VT_ARRAY | VT_I4, nullptr), arrayValue(VT_VARIANT, words.get())}) {
+  for (const VARIANT& wrong :
+       {longValue(1), textValue(word), reference(VT_VARIANT, &empty),
+        reference(VT_ARRAY | VT_I4, nullptr), arrayValue(VT_VARIANT, words.get())}) {
     EXPECT_EQ(DISP_E_TYPEMISMATCH, invoke(L"JoinLongs", {wrong})) << V_VT(&wrong);
   }
 
@@ -209,13 +233,14 @@ TEST_F(Arrays, TravelThroughLateBinding) {
     EXPECT_EQ(runtimeError(9), outcome.number);
     EXPECT_EQ(S_OK, invoke(L"StringArray", {none}));
   }
-  EXPECT_EQ(DISP_E_EXCEPTION, invoke(L"AddSVParameter", {noTexts, other, textValue(word), longValue(1)}));
+  EXPECT_EQ(DISP_E_EXCEPTION,
+            invoke(L"AddSVParameter", {noTexts, other, textValue(word), longValue(1)}));
 
   // A script's arrays hold values of any kind; what is added reaches them, and only that changes.
   VARIANT names = arrayValue(VT_VARIANT, valuesOf({longValue(7)}).detach());
   VARIANT values = arrayValue(VT_VARIANT, valuesOf({longValue(70)}).detach());
-  const std::vector<VARIANT> pair = {
-      reference(VT_VARIANT, &names), reference(VT_VARIANT, &values), textValue(word), longValue(71)};
+  const std::vector<VARIANT> pair = {reference(VT_VARIANT, &names), reference(VT_VARIANT, &values),
+                                     textValue(word), longValue(71)};
   const auto expectPair = [&] {
     EXPECT_EQ(L"0..1: 7|word|", contentOf<VARIANT>(V_ARRAY(&names)));
     EXPECT_EQ(L"0..1: 70|71|", contentOf<VARIANT>(V_ARRAY(&values)));

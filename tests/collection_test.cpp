@@ -28,8 +28,8 @@ class Collection : public CollectionTest {
 };
 
 TEST_F(Collection, KeepsASixteenthOfAWrittenIncrement) {
-  const std::tuple<LONG, LONG> cases[] = {
-      {1600, 100}, {63, 4}, {0, 4}, {-1, 4}, {LONG_MIN, 4}, {64, 4}, {80, 5}, {79, 4}};
+  const std::tuple<LONG, LONG> cases[] = {{1600, 100},   {63, 4}, {0, 4},  {-1, 4},
+                                          {LONG_MIN, 4}, {64, 4}, {80, 5}, {79, 4}};
   LONG increment = 0;
   EXPECT_EQ(S_OK, z->get_Increment(&increment));
   EXPECT_EQ(4000, increment) << "at first";
@@ -43,34 +43,40 @@ TEST_F(Collection, KeepsASixteenthOfAWrittenIncrement) {
 TEST_F(Collection, PutsItemsWhereBeforeAndAfterSay) {
   const Text a(L"a"), c(L"c"), unknown(L"unknown"), two(L"2");
   VARIANT aLong = longValue(2);
-  const VARIANT none = missing(), keyA = textValue(a), keyC = textValue(c), nobody = textValue(unknown);
+  const VARIANT none = missing(), keyA = textValue(a), keyC = textValue(c),
+                nobody = textValue(unknown);
   const VARIANT zero = longValue(0), first = longValue(1), last = longValue(3);
-  // clang-format off
   const struct {
     const char* what;
     VARIANT before, after;
     std::wstring expected;  // of abc and a new x
     LONG error = 0;
   } cases[] = {
-      {"append", none, none, L"abcx"},                         {"before first", first, none, L"xabc"},
-      {"before last", last, none, L"abxc"}, {"before behind the last", longValue(4), none, L"abc", 5},
-      {"before nothing", zero, none, L"abc", 5}, {"before, rounded after taking 1", doubleValue(1.5), none, L"xabc"},
+      {"append", none, none, L"abcx"},
+      {"before first", first, none, L"xabc"},
+      {"before last", last, none, L"abxc"},
+      {"before behind the last", longValue(4), none, L"abc", 5},
+      {"before nothing", zero, none, L"abc", 5},
+      {"before, rounded after taking 1", doubleValue(1.5), none, L"xabc"},
       {"before, half to even", doubleValue(2.5), none, L"abxc"},
       {"before a number in text", textValue(two), none, L"axbc"},
       {"before by reference", reference(VT_VARIANT, &aLong), none, L"axbc"},
-      {"before a key", keyC, none, L"abxc"},                   {"before the first key", keyA, none, L"xabc"},
+      {"before a key", keyC, none, L"abxc"},
+      {"before the first key", keyA, none, L"xabc"},
       {"before an unknown key", nobody, none, L"abc", 5},
       {"before Empty, a number", valueOfType(VT_EMPTY), none, L"abc", 5},
       {"before Null", valueOfType(VT_NULL), none, L"abc", 13},
       {"before nobody", valueOfType(VT_DISPATCH), none, L"abc", 13},
       {"before too much", doubleValue(1e10), none, L"abc", 6},
       {"before too little", doubleValue(-1e300), none, L"abc", 6},
-      {"after nothing", none, zero, L"xabc"},                  {"after first", none, first, L"axbc"},
-      {"after last is refused", none, last, L"abc", 5},        {"after a key", none, keyA, L"axbc"},
-      {"after the last key", none, keyC, L"abcx"},             {"after an unknown key", none, nobody, L"abc", 5},
+      {"after nothing", none, zero, L"xabc"},
+      {"after first", none, first, L"axbc"},
+      {"after last is refused", none, last, L"abc", 5},
+      {"after a key", none, keyA, L"axbc"},
+      {"after the last key", none, keyC, L"abcx"},
+      {"after an unknown key", none, nobody, L"abc", 5},
       {"after is ignored beside before", first, nobody, L"xabc"},
   };
-  // clang-format on
   for (const auto& [what, before, after, expected, error] : cases) {
     SCOPED_TRACE(what);
     fill({L"a", L"b", L"c"});
@@ -125,12 +131,17 @@ TEST_F(Collection, RemovesByWhatTheKeyIs) {
   const Text b(L"b");
   VARIANT twoByReference = longValue(2);
   const std::tuple<VARIANT, std::wstring> cases[] = {
-      // clang-format off
-      {longValue(1), L"bcd"},           {doubleValue(2.5), L"acd"},       {doubleValue(3.5), L"abc"},
-      {textValue(b), L"acd"},           {valueOfType(VT_BOOL), L"abcd"},  {valueOfType(VT_DATE), L"abcd"},
-      {valueOfType(VT_CY), L"abcd"},    {valueOfType(VT_EMPTY), L"abcd"}, {valueOfType(VT_NULL), L"abcd"},
-      {valueOfType(VT_DISPATCH), L"abcd"}, {reference(VT_VARIANT, &twoByReference), L"acd"},
-      // clang-format on
+      {longValue(1), L"bcd"},
+      {doubleValue(2.5), L"acd"},
+      {doubleValue(3.5), L"abc"},
+      {textValue(b), L"acd"},
+      {valueOfType(VT_BOOL), L"abcd"},
+      {valueOfType(VT_DATE), L"abcd"},
+      {valueOfType(VT_CY), L"abcd"},
+      {valueOfType(VT_EMPTY), L"abcd"},
+      {valueOfType(VT_NULL), L"abcd"},
+      {valueOfType(VT_DISPATCH), L"abcd"},
+      {reference(VT_VARIANT, &twoByReference), L"acd"},
   };
   for (const auto& [key, left] : cases) {
     fill({L"a", L"b", L"c", L"d"});
@@ -186,9 +197,10 @@ TEST_F(Collection, RefusesNullPointers) {
   VARIANT none = missing();
   const auto item = TestSource::make();
   ComPtr<IDispatch> found;
-  for (const HRESULT result : {z->get_Count(nullptr), z->ItemByKey(nullptr, found.put()), z->get_Key(1, nullptr),
-           z->get_Item(longValue(1), nullptr), z->Add(item.get(), nullptr, text.inout(), &none, &none),
-           z->Add(item.get(), text.inout(), text.inout(), &none, nullptr)}) {
+  for (const HRESULT result :
+       {z->get_Count(nullptr), z->ItemByKey(nullptr, found.put()), z->get_Key(1, nullptr),
+        z->get_Item(longValue(1), nullptr), z->Add(item.get(), nullptr, text.inout(), &none, &none),
+        z->Add(item.get(), text.inout(), text.inout(), &none, nullptr)}) {
     EXPECT_EQ(E_POINTER, result);
   }
   EXPECT_EQ(S_OK, z->put_Key(1, nullptr));
@@ -210,7 +222,9 @@ TEST(CollectionOnAFreshThread, RecordsErrorsWithoutRaisingThemUntilItRaisedOneIt
     EXPECT_EQ(runtimeError(381), z->RemoveByIndex(0));
     EXPECT_EQ(runtimeError(5), z->Remove(textValue(unknown)));
     EXPECT_EQ(runtimeError(6), z->Remove(doubleValue(1e300)));
-    onFreshThread([] { EXPECT_EQ(S_OK, newCollection()->Remove(doubleValue(1e300))) << "each thread for itself"; });
+    onFreshThread([] {
+      EXPECT_EQ(S_OK, newCollection()->Remove(doubleValue(1e300))) << "each thread for itself";
+    });
   });
 }
 

@@ -8,7 +8,8 @@ namespace {
 
 class LateBound : public testing::Test {
  protected:
-  HRESULT invoke(std::wstring name, int flags, std::vector<VARIANT> arguments, std::vector<DISPID> names = {}) {
+  HRESULT invoke(std::wstring name, int flags, std::vector<VARIANT> arguments,
+                 std::vector<DISPID> names = {}) {
     last.make(z.get(), idOf(z.get(), name), flags, std::move(arguments), std::move(names));
     return last.result;
   }
@@ -28,7 +29,8 @@ TEST_F(LateBound, TakesArgumentsByPositionNameAndDefault) {
   EXPECT_EQ(S_OK, invoke(L"Add", DISPATCH_METHOD, {object, none, textValue(otherKey), none, one}));
   EXPECT_EQ(S_OK, invoke(L"IndexFromKey", DISPATCH_METHOD, {textValue(key)}));
   EXPECT_EQ(1, lastLong());
-  EXPECT_EQ(S_OK, invoke(L"IndexFromKey", DISPATCH_METHOD | DISPATCH_PROPERTYGET, {textValue(otherKey)}));
+  EXPECT_EQ(S_OK,
+            invoke(L"IndexFromKey", DISPATCH_METHOD | DISPATCH_PROPERTYGET, {textValue(otherKey)}));
   EXPECT_EQ(2, lastLong());
 }
 
@@ -37,10 +39,15 @@ TEST_F(LateBound, CallsMembersInEveryWayThatScriptsDo) {
   const Text key(L"k"), number(L" 1 ");
   VARIANT one = longValue(1), nested = reference(VT_VARIANT, &one);
   SHORT integer = 1;
-  const VARIANT forms[] = {longValue(1), doubleValue(1.4), textValue(key), nested, reference(VT_VARIANT, &nested),
-      reference(VT_I2, &integer)};
+  const VARIANT forms[] = {longValue(1),
+                           doubleValue(1.4),
+                           textValue(key),
+                           nested,
+                           reference(VT_VARIANT, &nested),
+                           reference(VT_I2, &integer)};
   for (const VARIANT& form : forms) {
-    for (const int flags : {DISPATCH_METHOD, DISPATCH_PROPERTYGET, DISPATCH_METHOD | DISPATCH_PROPERTYGET}) {
+    for (const int flags :
+         {DISPATCH_METHOD, DISPATCH_PROPERTYGET, DISPATCH_METHOD | DISPATCH_PROPERTYGET}) {
       EXPECT_EQ(S_OK, invoke(L"Item", flags, {form})) << V_VT(&form);
       EXPECT_EQ(static_cast<IDispatch*>(item.get()), V_DISPATCH(&last.value.get()));
     }
@@ -56,7 +63,8 @@ TEST_F(LateBound, CallsMembersInEveryWayThatScriptsDo) {
   for (const int flags : {DISPATCH_PROPERTYPUT, DISPATCH_PROPERTYPUTREF}) {
     EXPECT_EQ(S_OK, invoke(L"Increment", flags, {longValue(1600)}, {DISPID_PROPERTYPUT}));
   }
-  EXPECT_EQ(S_OK, invoke(L"Key", DISPATCH_PROPERTYPUT, {longValue(1), textValue(number)}, {DISPID_PROPERTYPUT}));
+  EXPECT_EQ(S_OK, invoke(L"Key", DISPATCH_PROPERTYPUT, {longValue(1), textValue(number)},
+                         {DISPID_PROPERTYPUT}));
   EXPECT_FALSE(keyExists(z.get(), L"k"));
 }
 
@@ -64,22 +72,21 @@ TEST_F(LateBound, RefusesWhatDoesNotFitAndCallsNothing) {
   const Text word(L"word");
   const VARIANT one = longValue(1), text = textValue(word);
   constexpr int kCall = DISPATCH_METHOD, kPut = DISPATCH_PROPERTYPUT;
-  const std::tuple<const wchar_t*, int, std::vector<VARIANT>, std::vector<DISPID>, HRESULT, UINT> cases[] = {
-      // clang-format off
-      {L"Add", kCall, {}, {}, DISP_E_BADPARAMCOUNT, 0},
-      {L"Add", kCall, std::vector<VARIANT>(6, one), {}, DISP_E_BADPARAMCOUNT, 0},
-      {L"Add", kCall, {missing(), text}, {}, DISP_E_PARAMNOTOPTIONAL, 1},
-      {L"Add", kCall, {text}, {}, DISP_E_TYPEMISMATCH, 0},
-      {L"Add", kCall, {one}, {77}, DISP_E_PARAMNOTFOUND, 0},
-      {L"ItemByIndex", kCall, {text}, {}, DISP_E_TYPEMISMATCH, 0},
-      {L"ItemByIndex", kCall, {doubleValue(1e10)}, {}, DISP_E_OVERFLOW, 0},
-      {L"ItemByIndex", kCall, {reference(VT_VARIANT, nullptr)}, {}, DISP_E_TYPEMISMATCH, 0},
-      {L"ItemByIndex", kCall, {reference(VT_I4, nullptr)}, {}, DISP_E_TYPEMISMATCH, 0},
-      {L"Key", kPut, {text, text}, {DISPID_PROPERTYPUT}, DISP_E_TYPEMISMATCH, 1},
-      {L"Count", kPut, {one}, {DISPID_PROPERTYPUT}, DISP_E_MEMBERNOTFOUND, 99},
-      {L"Clear", 0, {}, {}, DISP_E_MEMBERNOTFOUND, 99},
-      // clang-format on
-  };
+  const std::tuple<const wchar_t*, int, std::vector<VARIANT>, std::vector<DISPID>, HRESULT, UINT>
+      cases[] = {
+          {L"Add", kCall, {}, {}, DISP_E_BADPARAMCOUNT, 0},
+          {L"Add", kCall, std::vector<VARIANT>(6, one), {}, DISP_E_BADPARAMCOUNT, 0},
+          {L"Add", kCall, {missing(), text}, {}, DISP_E_PARAMNOTOPTIONAL, 1},
+          {L"Add", kCall, {text}, {}, DISP_E_TYPEMISMATCH, 0},
+          {L"Add", kCall, {one}, {77}, DISP_E_PARAMNOTFOUND, 0},
+          {L"ItemByIndex", kCall, {text}, {}, DISP_E_TYPEMISMATCH, 0},
+          {L"ItemByIndex", kCall, {doubleValue(1e10)}, {}, DISP_E_OVERFLOW, 0},
+          {L"ItemByIndex", kCall, {reference(VT_VARIANT, nullptr)}, {}, DISP_E_TYPEMISMATCH, 0},
+          {L"ItemByIndex", kCall, {reference(VT_I4, nullptr)}, {}, DISP_E_TYPEMISMATCH, 0},
+          {L"Key", kPut, {text, text}, {DISPID_PROPERTYPUT}, DISP_E_TYPEMISMATCH, 1},
+          {L"Count", kPut, {one}, {DISPID_PROPERTYPUT}, DISP_E_MEMBERNOTFOUND, 99},
+          {L"Clear", 0, {}, {}, DISP_E_MEMBERNOTFOUND, 99},
+      };
   ASSERT_EQ(S_OK, add(z.get(), item.get()));
   for (const auto& [member, flags, arguments, names, result, bad] : cases) {
     last.badArgument = 99;
@@ -94,9 +101,10 @@ TEST_F(LateBound, RefusesWhatDoesNotFitAndCallsNothing) {
   EXPECT_EQ(DISP_E_UNKNOWNNAME, z->GetIDsOfNames(IID_NULL, names + 1, 1, 0, ids));
   VARIANT zero = longValue(0);
   DISPPARAMS noItem = {&zero, nullptr, 1, 0};
-  EXPECT_EQ(
-      DISP_E_EXCEPTION, z->Invoke(DISPID_VALUE, IID_NULL, 0, DISPATCH_METHOD, &noItem, nullptr, nullptr, nullptr));
-  EXPECT_EQ(DISP_E_UNKNOWNINTERFACE, z->Invoke(2, IID_IDispatch, 0, 1, nullptr, nullptr, nullptr, nullptr));
+  EXPECT_EQ(DISP_E_EXCEPTION, z->Invoke(DISPID_VALUE, IID_NULL, 0, DISPATCH_METHOD, &noItem,
+                                        nullptr, nullptr, nullptr));
+  EXPECT_EQ(DISP_E_UNKNOWNINTERFACE,
+            z->Invoke(2, IID_IDispatch, 0, 1, nullptr, nullptr, nullptr, nullptr));
 }
 
 // bNoPolicySet comes back as True into whatever the caller has.
@@ -110,9 +118,11 @@ TEST(LateBoundReferences, ReturnValuesInTheCallersOwnForm) {
   Text text(L"False");
   VARIANT empty = valueOfType(VT_EMPTY), integer = longValue(1), inner = reference(VT_I4, &number);
   for (const VARIANT& place : {reference(VT_BOOL, &boolean), reference(VT_VARIANT, &empty),
-           reference(VT_VARIANT, &integer), reference(VT_VARIANT, &inner), reference(VT_BSTR, text.inout()),
-           reference(VT_UI1, &byte), reference(VT_DECIMAL, &decimal), valueOfType(VT_BOOL), missing()}) {
-    const Call get(support.get(), L"GetRegistryValue", {textValue(name), longValue(42), textValue(section), place});
+                               reference(VT_VARIANT, &integer), reference(VT_VARIANT, &inner),
+                               reference(VT_BSTR, text.inout()), reference(VT_UI1, &byte),
+                               reference(VT_DECIMAL, &decimal), valueOfType(VT_BOOL), missing()}) {
+    const Call get(support.get(), L"GetRegistryValue",
+                   {textValue(name), longValue(42), textValue(section), place});
     EXPECT_EQ(S_OK, get.result) << V_VT(&place);
     EXPECT_EQ(42, V_I4(&get.value.get()));
   }
@@ -126,12 +136,14 @@ TEST(LateBoundReferences, ReturnValuesInTheCallersOwnForm) {
 
   // An argument that is converted on its way in, and not changed, stays what it was.
   VARIANT variable = longValue(0);
-  Call(support.get(), L"GetRegistryValue", {textValue(name), longValue(42), reference(VT_VARIANT, &variable)});
+  Call(support.get(), L"GetRegistryValue",
+       {textValue(name), longValue(42), reference(VT_VARIANT, &variable)});
   EXPECT_EQ(VT_I4, V_VT(&variable));
 
   SAFEARRAY* array = SafeArrayCreateVector(VT_I4, 3, 2);
   VARIANT inside = arrayValue(VT_I4, array), nested = reference(VT_VARIANT, &inside);
-  for (const VARIANT& form : {inside, reference(VT_ARRAY | VT_I4, &array), reference(VT_VARIANT, &nested)}) {
+  for (const VARIANT& form :
+       {inside, reference(VT_ARRAY | VT_I4, &array), reference(VT_VARIANT, &nested)}) {
     const Call get(support.get(), L"GetRegistryValue", {textValue(name), form, textValue(section)});
     ASSERT_EQ(VT_ARRAY | VT_I4, V_VT(&get.value.get()));
     EXPECT_NE(array, V_ARRAY(&get.value.get())) << "a copy of its own";
@@ -148,13 +160,16 @@ TEST(CollectionFace, ServesClientsOfStandardCollections) {
   const auto item = TestSource::make();
   IDispatch* variable = item.get();
   const Text keyText(L"k");
-  VARIANT none = missing(), key = textValue(keyText), one = longValue(1), nobody = objectValue(nullptr);
-  VARIANT byValue = objectValue(variable), byReference = reference(VT_DISPATCH, &variable), number = longValue(5);
+  VARIANT none = missing(), key = textValue(keyText), one = longValue(1),
+          nobody = objectValue(nullptr);
+  VARIANT byValue = objectValue(variable), byReference = reference(VT_DISPATCH, &variable),
+          number = longValue(5);
   LONG count = 0;
   EXPECT_EQ(S_OK, face->Add(&byValue, &key, &none, &none));
   EXPECT_EQ(S_OK, face->Add(&byReference, &number, &one, &none));
   EXPECT_EQ(runtimeError(5), face->Add(&key, &none, &none, &none));
-  EXPECT_EQ(L"Invalid procedure call or argument - Item must be an Object", lastError().description);
+  EXPECT_EQ(L"Invalid procedure call or argument - Item must be an Object",
+            lastError().description);
   EXPECT_EQ(runtimeError(7), face->Add(&nobody, &none, &none, &none));
   EXPECT_EQ(S_OK, face->Count(&count));
   EXPECT_EQ(2, count);
@@ -222,7 +237,8 @@ TEST(Clients, InAnotherApartmentUseTheStandardMarshaller) {
   std::thread other([&] {
     onFreshThread([&] {
       ComPtr<_Zollection> proxy;
-      EXPECT_EQ(S_OK, CoGetInterfaceAndReleaseStream(stream, __uuidof(_Zollection), proxy.putVoid()));
+      EXPECT_EQ(S_OK,
+                CoGetInterfaceAndReleaseStream(stream, __uuidof(_Zollection), proxy.putVoid()));
       EXPECT_NE(z.get(), proxy.get());
       EXPECT_EQ(1, countOf(proxy.get()));
       EXPECT_TRUE(keyExists(proxy.get(), L"k"));

@@ -17,7 +17,9 @@ class Events : public CollectionTest {
 };
 
 // An element of the array that a handler gets, for the handler to change.
-VARIANT& element(SAFEARRAY** aParams, LONG index) { return static_cast<VARIANT*>((*aParams)->pvData)[index]; }
+VARIANT& element(SAFEARRAY** aParams, LONG index) {
+  return static_cast<VARIANT*>((*aParams)->pvData)[index];
+}
 
 void set(VARIANT& value, VARIANT content) {
   VariantClear(&value);
@@ -32,9 +34,11 @@ TEST_F(Events, ArriveWithPositionSourceNameAndArguments) {
   first->fire(1);
   ASSERT_EQ(2u, client.heard.size());
   const Heard &values = client.heard[0], &fired = client.heard[1];
-  EXPECT_EQ(std::tuple(2, second.get(), L"Values"), std::tuple(values.index, values.source, values.name));
+  EXPECT_EQ(std::tuple(2, second.get(), L"Values"),
+            std::tuple(values.index, values.source, values.name));
   EXPECT_EQ((std::vector<std::wstring>{L"1", L"b", L"3"}), values.arguments);
-  EXPECT_EQ(std::tuple(1, first.get(), L"Fired"), std::tuple(fired.index, fired.source, fired.name));
+  EXPECT_EQ(std::tuple(1, first.get(), L"Fired"),
+            std::tuple(fired.index, fired.source, fired.name));
   EXPECT_TRUE(fired.arguments.empty());
 
   EXPECT_EQ(S_OK, z->RemoveByIndex(1));
@@ -48,14 +52,20 @@ TEST_F(Events, AreNamedByTypeInformationThenByTheStandardTableThenInHexadecimal)
   const auto known = added();
   const auto unknown = added({.described = nullptr, .enumerates = true});
   EXPECT_EQ(S_OK, z->put_UseDISPID(VARIANT_FALSE));
-  // clang-format off
   const std::tuple<TestSource*, DISPID, std::wstring> cases[] = {
-      {known.get(), 1, L"Fired"},          {known.get(), 5, L"5"},              {unknown.get(), 1, L"1"},
-      {unknown.get(), -600, L"Click"},     {unknown.get(), -601, L"FFFFFDA7"},  {unknown.get(), -602, L"KeyDown"},
-      {unknown.get(), -603, L"KeyPress"},  {unknown.get(), -604, L"KeyUp"},     {unknown.get(), -605, L"MouseDown"},
-      {unknown.get(), -606, L"MouseMove"}, {unknown.get(), -607, L"MouseUp"},   {unknown.get(), -608, L"FFFFFDA0"},
+      {known.get(), 1, L"Fired"},
+      {known.get(), 5, L"5"},
+      {unknown.get(), 1, L"1"},
+      {unknown.get(), -600, L"Click"},
+      {unknown.get(), -601, L"FFFFFDA7"},
+      {unknown.get(), -602, L"KeyDown"},
+      {unknown.get(), -603, L"KeyPress"},
+      {unknown.get(), -604, L"KeyUp"},
+      {unknown.get(), -605, L"MouseDown"},
+      {unknown.get(), -606, L"MouseMove"},
+      {unknown.get(), -607, L"MouseUp"},
+      {unknown.get(), -608, L"FFFFFDA0"},
   };
-  // clang-format on
   for (const auto& [source, id, name] : cases) {
     source->fire(id);
     EXPECT_EQ(name, client.heard.back().name);
@@ -85,13 +95,15 @@ TEST_F(Events, CarryChangesBackIntoByReferenceArguments) {
     set(element(aParams, 4), doubleValue(2.5));
     set(element(aParams, 5), makeValue(VT_CY, CY{.int64 = 70000}));
     set(element(aParams, 6), longValue(7));  // becomes text
-    for (const LONG i : {7, 8}) set(element(aParams, i), objectValue(ComPtr<IDispatch>(other.get()).detach()));
+    for (const LONG i : {7, 8})
+      set(element(aParams, i), objectValue(ComPtr<IDispatch>(other.get()).detach()));
     set(element(aParams, 9), makeValue(VT_BSTR, SysAllocString(L"new")));
   };
   item->fire(1, {reference(VT_UI1, &byte), reference(VT_I1, &character), reference(VT_I2, &integer),
-                    reference(VT_I4, &number), reference(VT_R8, &real), reference(VT_CY, &money),
-                    reference(VT_BSTR, &text), reference(VT_DISPATCH, &dispatch), reference(VT_UNKNOWN, &unknown),
-                    reference(VT_VARIANT, variant.put()), reference(VT_DECIMAL, &decimal), longValue(1)});
+                 reference(VT_I4, &number), reference(VT_R8, &real), reference(VT_CY, &money),
+                 reference(VT_BSTR, &text), reference(VT_DISPATCH, &dispatch),
+                 reference(VT_UNKNOWN, &unknown), reference(VT_VARIANT, variant.put()),
+                 reference(VT_DECIMAL, &decimal), longValue(1)});
   EXPECT_EQ(1, byte) << "bytes are never written back";
   EXPECT_EQ(std::tuple(42, 42, 42), std::tuple(character, integer, number));
   EXPECT_EQ(2.5, real);
@@ -161,8 +173,10 @@ TEST_F(Events, ReachEveryClientAndLaterOnesSeeEarlierChanges) {
 TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
   const GUID plain = __uuidof(Plain), noDefault = __uuidof(NoDefault);
   const std::wstring dual = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C22}";
-  const Behaviour noDefaultSource = {.described = &__uuidof(_NoDefault), .classInfo = &noDefault, .enumerates = true};
-  const Behaviour vtableOnly = {.described = nullptr, .events = IID_IPropertyNotifySink, .enumerates = true};
+  const Behaviour noDefaultSource = {
+      .described = &__uuidof(_NoDefault), .classInfo = &noDefault, .enumerates = true};
+  const Behaviour vtableOnly = {
+      .described = nullptr, .events = IID_IPropertyNotifySink, .enumerates = true};
   const struct {
     const char* what;
     Behaviour behaviour;
@@ -170,7 +184,6 @@ TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
     LONG failure;
     std::wstring sourceIID = {};
   } cases[] = {
-      // clang-format off
       {"class found by interface", {}, true, 0},
       {"class told by the object", {.described = &__uuidof(_Orphan), .classInfo = &plain}, true, 0},
       {"class not listed: silent", {.described = &__uuidof(_Orphan)}, false, 0},
@@ -181,9 +194,12 @@ TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
       {"nothing to fall back on", {.described = nullptr}, false, kNoConnectionPoint},
       {"default source without a point: silent", {.events = IID_IEnumVARIANT}, false, 0},
       {"refused by the source: silent", {.adviseResult = E_ACCESSDENIED}, false, 0},
-      {"dual source, asked for by name", {.events = __uuidof(DualEvents)}, false, kNotDispinterface, dual},
+      {"dual source, asked for by name",
+       {.events = __uuidof(DualEvents)},
+       false,
+       kNotDispinterface,
+       dual},
       {"a vtable sink is wanted: silent", vtableOnly, false, 0},
-      // clang-format on
   };
   LONG reason = 0;
   client.onConnectionFailed = [&](BSTR*, LONG why) { reason = why; };
@@ -220,7 +236,8 @@ TEST_F(Events, AskTheClientWhenTheInterfaceIsNotFound) {
     };
     EXPECT_EQ(isAdded ? S_OK : kNoConnectionPoint, add(z.get(), item.get(), unknown));
     if (!isAdded) {
-      EXPECT_EQ(L"Object support connection points but no connection point was found.", lastError().description);
+      EXPECT_EQ(L"Object support connection points but no connection point was found.",
+                lastError().description);
     }
     EXPECT_EQ(expectedAsked, asked);
     EXPECT_EQ(isAdded ? 1 : 0, countOf(z.get()));
@@ -230,13 +247,15 @@ TEST_F(Events, AskTheClientWhenTheInterfaceIsNotFound) {
   EXPECT_EQ(kNoConnectionPoint, add(z.get(), item.get(), {.sourceIID = L"no interface id"}));
   EXPECT_EQ(S_OK, add(z.get(), item.get(), {.sourceIID = kNoEvents}));
   EXPECT_TRUE(item->sinks.empty());
-  EXPECT_EQ(S_OK, add(z.get(), item.get(), {.sourceIID = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C21}"}));
+  EXPECT_EQ(S_OK,
+            add(z.get(), item.get(), {.sourceIID = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C21}"}));
   EXPECT_EQ(1u, item->sinks.size());
 }
 
 TEST_F(Events, ComeFromTheBrowserControlOfThePlatform) {
   ComPtr<IDispatch> object;
-  ASSERT_EQ(S_OK, CoCreateInstance(CLSID_WebBrowser, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, object.putVoid()));
+  ASSERT_EQ(S_OK, CoCreateInstance(CLSID_WebBrowser, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch,
+                                   object.putVoid()));
   const auto browser = ComPtr<IWebBrowser2>::from(object.get());
   ASSERT_EQ(S_OK, add(z.get(), object.get(), {.key = L"browser"}));
   EXPECT_EQ(S_OK, browser->put_StatusBar(VARIANT_TRUE));

@@ -51,11 +51,11 @@ TEST_F(Folders, OfTheShellAreFoundAndMadeBelow) {
 }
 
 TEST_F(Folders, AreMadeAlongAPath) {
-  // clang-format off
-  const std::pair<std::wstring, std::wstring> made[] = {
-      {L"\\a\\b\\c", L"\\a\\b\\c"}, {L"\\a\\b\\c", L"\\a\\b\\c"}, {L"\\d\\", L"\\d"},
-      {L"\\a\\\\x", L"\\a\\x"}, {L"\\caf\u00e9", L"\\caf\u00e9"}};
-  // clang-format on
+  const std::pair<std::wstring, std::wstring> made[] = {{L"\\a\\b\\c", L"\\a\\b\\c"},
+                                                        {L"\\a\\b\\c", L"\\a\\b\\c"},
+                                                        {L"\\d\\", L"\\d"},
+                                                        {L"\\a\\\\x", L"\\a\\x"},
+                                                        {L"\\caf\u00e9", L"\\caf\u00e9"}};
   for (const auto& [path, folder] : made) {
     EXPECT_EQ(S_OK, ensure(root + path)) << path;
     EXPECT_TRUE(isFolder(root + folder)) << path;
@@ -67,13 +67,17 @@ TEST_F(Folders, AreMadeAlongAPath) {
 
   const std::wstring file = root + L"\\file";
   CloseHandle(CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
-  const std::pair<std::wstring, LONG> failures[] = {
-      {file, 75}, {file + L"\\a", 75}, {L"Q:\\a", 76}, {root + L"\\\u4e2d|", 52}, {root + std::wstring(9999, L'x'), 0}};
+  const std::pair<std::wstring, LONG> failures[] = {{file, 75},
+                                                    {file + L"\\a", 75},
+                                                    {L"Q:\\a", 76},
+                                                    {root + L"\\\u4e2d|", 52},
+                                                    {root + std::wstring(9999, L'x'), 0}};
   for (const auto& [path, number] : failures) {
     const HRESULT result = ensure(path);
     EXPECT_TRUE(FAILED(result)) << path;
     EXPECT_EQ(number ? runtimeError(number) : result, result) << path;
-    EXPECT_TRUE(lastError().source.starts_with(L"System\\ZSupport.GZSupport::Function EnsureDirExists"));
+    EXPECT_TRUE(
+        lastError().source.starts_with(L"System\\ZSupport.GZSupport::Function EnsureDirExists"));
   }
 }
 
@@ -96,7 +100,8 @@ TEST_F(Folders, HoldNewTemporaryFiles) {
   }
   for (const std::wstring& unusable : {root + L"\\none", std::wstring(5'000, L'x')}) {
     Text file;
-    EXPECT_EQ(runtimeError(5), support->GetTempFileName2(Text(unusable).inout(), prefix.inout(), file.inout()));
+    EXPECT_EQ(runtimeError(5),
+              support->GetTempFileName2(Text(unusable).inout(), prefix.inout(), file.inout()));
   }
 }
 

@@ -32,7 +32,9 @@ const Procedure kProcedure = {L"Zollection", L"Sub Test"};
 std::wstring raisedSource(const std::function<void()>& body) {
   try {
     framed(kProcedure, body);
-  } catch (const Error& error) { return error.source; }
+  } catch (const Error& error) {
+    return error.source;
+  }
   return L"(not raised)";
 }
 
@@ -45,7 +47,9 @@ void onFreshThread(Body&& body) {
   }).join();
 }
 
-const std::deque<ErrorReport>& reports() { return static_cast<TraceRecorder&>(*threadState().traceService).reports(); }
+const std::deque<ErrorReport>& reports() {
+  return static_cast<TraceRecorder&>(*threadState().traceService).reports();
+}
 
 TEST(Frame, RecordsAndReturnsTheEmptyResultUntilErrorsAreRaised) {
   onFreshThread([] {
@@ -56,9 +60,10 @@ TEST(Frame, RecordsAndReturnsTheEmptyResultUntilErrorsAreRaised) {
     ASSERT_EQ(4u, reports().size());
     const ErrorReport& first = reports()[0];
     EXPECT_EQ(std::tuple(L"Zollection", L"Sub Test", L"Overflow"),
-        std::tuple(first.ClassName, first.ProcName, first.error.description));
+              std::tuple(first.ClassName, first.ProcName, first.error.description));
     EXPECT_EQ(std::tuple(7, L"what", E_UNEXPECTED),
-        std::tuple(reports()[1].error.number, reports()[2].error.description, reports()[3].error.number));
+              std::tuple(reports()[1].error.number, reports()[2].error.description,
+                         reports()[3].error.number));
     EXPECT_FALSE(reports()[0].ContextText.empty());
 
     SetRaiseErrors(true);
@@ -92,15 +97,21 @@ TEST(Frame, LeavesWhenItsServicesFail) {
   };
   const ServiceFactory before = serviceFactory();
   onFreshThread([] {
-    serviceFactory().makeContextService = [] { return std::unique_ptr<ContextService>(std::make_unique<Failing>()); };
+    serviceFactory().makeContextService = [] {
+      return std::unique_ptr<ContextService>(std::make_unique<Failing>());
+    };
     framed(kProcedure, [] { throw makeError(6); });
     EXPECT_EQ(1u, reports().size()) << "without its context text";
   });
   onFreshThread([] {
-    serviceFactory().makeTraceService = []() -> std::unique_ptr<TraceService> { throw std::bad_alloc(); };
+    serviceFactory().makeTraceService = []() -> std::unique_ptr<TraceService> {
+      throw std::bad_alloc();
+    };
     try {
       throw makeError(6);
-    } catch (...) { EXPECT_EQ(kNoAnswer, HandleError(L"Zollection", L"Sub Test", false, 0)); }
+    } catch (...) {
+      EXPECT_EQ(kNoAnswer, HandleError(L"Zollection", L"Sub Test", false, 0));
+    }
   });
   serviceFactory() = before;
 }
@@ -122,8 +133,8 @@ TEST(Trace, IsSetUpFromTheDebugLevel) {
       framed(kProcedure, [] { throw makeError(6); });  // goes on without a debugger
       const auto& to = static_cast<TraceRecorder&>(*threadState().traceService);
       EXPECT_EQ(std::tuple(file, eventLog, trace, asks, context, breaks, appBits, appBits == 1),
-          std::tuple(to.logFile, to.eventLog, to.zTrace, !to.belowARI, to.callStack, DebugBreakOn(), DebugAppBits(),
-              DebugAppBit(1)))
+                std::tuple(to.logFile, to.eventLog, to.zTrace, !to.belowARI, to.callStack,
+                           DebugBreakOn(), DebugAppBits(), DebugAppBit(1)))
           << level;
     });
   }
@@ -133,7 +144,8 @@ TEST(Trace, IsSetUpFromTheDebugLevel) {
 std::wstring temporaryLog() {
   wchar_t folder[MAX_PATH];
   GetTempPathW(MAX_PATH, folder);
-  return std::wstring(folder) + L"ZSupportTest\\" + std::to_wstring(GetCurrentProcessId()) + L".log";
+  return std::wstring(folder) + L"ZSupportTest\\" + std::to_wstring(GetCurrentProcessId()) +
+         L".log";
 }
 
 TEST(Trace, WritesOneLinePerErrorAndNeverRetriesForEver) {
@@ -144,7 +156,8 @@ TEST(Trace, WritesOneLinePerErrorAndNeverRetriesForEver) {
   log.LogFileEnabled(true);
   log.CallStackEnabled(true);
   log.DefaultAction(kRetry);
-  ErrorReport report = {L"Zollection", L"Sub Add", makeError(7, L"caf\u00e9"), 0, L"in host.exe", false, 0};
+  ErrorReport report = {L"Zollection", L"Sub Add", makeError(7, L"caf\u00e9"), 0, L"in host.exe",
+                        false,         0};
   report.error.description = L"two\r\nlines\tand a tab";
   log.LogFile(L"Z:\\no\\such\\folder\\that\\can\\be\\made\\?\\x.log");
   EXPECT_EQ(kLeave, log.ReportError(report)) << "nothing but the file is lost";
@@ -152,7 +165,8 @@ TEST(Trace, WritesOneLinePerErrorAndNeverRetriesForEver) {
   log.ReportError(report);
   const std::string line = contentOf(path);
   EXPECT_NE(
-      std::string::npos, line.find("\tZollection\tSub Add\t7\tcaf\xC3\xA9\ttwo\\r\\nlines and a tab\tin host.exe\r\n"))
+      std::string::npos,
+      line.find("\tZollection\tSub Add\t7\tcaf\xC3\xA9\ttwo\\r\\nlines and a tab\tin host.exe\r\n"))
       << line;
   EXPECT_EQ(1, std::count(line.begin(), line.end(), '\n'));
 
@@ -188,10 +202,13 @@ TEST(Trace, TakesThreeProcessesAtOnceWithoutLosingALine) {
   const std::string old = contentOf(path + L".old"), content = old + contentOf(path);
   EXPECT_FALSE(old.empty()) << "renamed once, in the midst of it";
   std::set<std::string> lines;
-  for (size_t start = 0, end; (end = content.find("\r\n", start)) != std::string::npos; start = end + 2) {
-    EXPECT_EQ(
-        kFill, std::count(content.begin() + static_cast<int>(start), content.begin() + static_cast<int>(end), '.') - 1);
-    EXPECT_TRUE(lines.insert(content.substr(start + kFill, end - start - kFill)).second) << "a line stands twice";
+  for (size_t start = 0, end; (end = content.find("\r\n", start)) != std::string::npos;
+       start = end + 2) {
+    EXPECT_EQ(kFill, std::count(content.begin() + static_cast<int>(start),
+                                content.begin() + static_cast<int>(end), '.') -
+                         1);
+    EXPECT_TRUE(lines.insert(content.substr(start + kFill, end - start - kFill)).second)
+        << "a line stands twice";
   }
   EXPECT_EQ(static_cast<size_t>(kWriters * kLines), lines.size());
   EXPECT_TRUE(lines.contains("<2.299>"));
@@ -204,11 +221,13 @@ VARTYPE typeIn(ITypeInfo* info, const TYPEDESC& description) {
     const VARTYPE type = typeIn(info, *description.lptdesc);
     return type == VT_UNKNOWN ? type : static_cast<VARTYPE>(type | VT_BYREF);
   }
-  if (description.vt == VT_SAFEARRAY) return static_cast<VARTYPE>(typeIn(info, *description.lptdesc) | VT_ARRAY);
+  if (description.vt == VT_SAFEARRAY)
+    return static_cast<VARTYPE>(typeIn(info, *description.lptdesc) | VT_ARRAY);
   if (description.vt != VT_USERDEFINED) return description.vt;
   ComPtr<ITypeInfo> type;
   TYPEATTR* attributes;
-  if (FAILED(info->GetRefTypeInfo(description.hreftype, type.put())) || FAILED(type->GetTypeAttr(&attributes))) {
+  if (FAILED(info->GetRefTypeInfo(description.hreftype, type.put())) ||
+      FAILED(type->GetTypeAttr(&attributes))) {
     return VT_EMPTY;
   }
   const VARTYPE result = attributes->typekind == TKIND_RECORD ? VT_RECORD

@@ -19,15 +19,16 @@ int fail(const char* what) {
 // Throws and catches inside the library.
 bool worksIn(HMODULE library) {
   using GetClassObject = HRESULT WINAPI(REFCLSID, REFIID, void**);
-  auto* const getClassObject =
-      reinterpret_cast<GetClassObject*>(reinterpret_cast<void*>(GetProcAddress(library, "DllGetClassObject")));
+  auto* const getClassObject = reinterpret_cast<GetClassObject*>(
+      reinterpret_cast<void*>(GetProcAddress(library, "DllGetClassObject")));
   IClassFactory* factory = nullptr;
   _Zollection* z = nullptr;
-  if (!getClassObject ||
-      FAILED(getClassObject(__uuidof(Zollection), IID_IClassFactory, reinterpret_cast<void**>(&factory)))) {
+  if (!getClassObject || FAILED(getClassObject(__uuidof(Zollection), IID_IClassFactory,
+                                               reinterpret_cast<void**>(&factory)))) {
     return false;
   }
-  const HRESULT created = factory->CreateInstance(nullptr, __uuidof(_Zollection), reinterpret_cast<void**>(&z));
+  const HRESULT created =
+      factory->CreateInstance(nullptr, __uuidof(_Zollection), reinterpret_cast<void**>(&z));
   factory->Release();
   if (FAILED(created)) return false;
   const HRESULT result = z->RemoveByIndex(0);

@@ -10,24 +10,28 @@ constexpr wchar_t kFile[] = L"{A1B7C9D2-64E0-4F3A-8C5B-7E1D0F2A9B63}";
 constexpr wchar_t kKey[] = L"{B2C8D0E3-75F1-4A4B-9D6C-8F2E1A3B0C74}";
 constexpr wchar_t kNobody[] = L"{00000000-1111-2222-3333-444444444444}";
 constexpr wchar_t kQuestion[] =
-    L"You are trying to use a component that is not currently installed.\r\nDo you wish to install it now?";
+    L"You are trying to use a component that is not currently installed.\r\nDo you wish to install "
+    L"it now?";
 
 // The package lies next to this program.
 void runInstaller(const wchar_t* action) {
   wchar_t self[MAX_PATH];
   GetModuleFileNameW(nullptr, self, MAX_PATH);
   const std::wstring folder(self, wcsrchr(self, L'\\'));
-  EXPECT_EQ(0, _wsystem((L"msiexec " + std::wstring(action) + L" \"" + folder + L"\\part.msi\" /qn").c_str()));
+  EXPECT_EQ(
+      0, _wsystem(
+             (L"msiexec " + std::wstring(action) + L" \"" + folder + L"\\part.msi\" /qn").c_str()));
 }
 
-// Instead of the platform's object, in this apartment: tells what it was asked, and answers in turn.
+// Instead of the platform's object, in this apartment: tells what it was asked, and answers in
+// turn.
 class InstallerStandIn final : public DispatchStub, public IClassFactory {
  public:
   explicit InstallerStandIn(std::vector<std::wstring> paths) : paths_(std::move(paths)) {
     CLSID classId;
     EXPECT_EQ(S_OK, CLSIDFromProgID(L"WindowsInstaller.Installer", &classId));
-    EXPECT_EQ(S_OK, CoRegisterClassObject(classId, static_cast<IClassFactory*>(this), CLSCTX_INPROC_SERVER,
-                        REGCLS_MULTIPLEUSE, &cookie_));
+    EXPECT_EQ(S_OK, CoRegisterClassObject(classId, static_cast<IClassFactory*>(this),
+                                          CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie_));
   }
   InstallerStandIn(const InstallerStandIn&) = delete;
   InstallerStandIn& operator=(const InstallerStandIn&) = delete;
@@ -35,7 +39,7 @@ class InstallerStandIn final : public DispatchStub, public IClassFactory {
   std::wstring asked;
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
-    *object = id == IID_IClassFactory                     ? static_cast<void*>(static_cast<IClassFactory*>(this))
+    *object = id == IID_IClassFactory ? static_cast<void*>(static_cast<IClassFactory*>(this))
               : id == IID_IDispatch || id == IID_IUnknown ? static_cast<IDispatch*>(this)
                                                           : nullptr;
     return *object ? S_OK : E_NOINTERFACE;
@@ -46,15 +50,18 @@ class InstallerStandIn final : public DispatchStub, public IClassFactory {
     return QueryInterface(id, object);
   }
   HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
-  HRESULT STDMETHODCALLTYPE Invoke(
-      DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* given, VARIANT* result, EXCEPINFO*, UINT*) override {
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* given,
+                                   VARIANT* result, EXCEPINFO*, UINT*) override {
     const VARIANT* const lastFirst = given->rgvarg;
-    if (member == 6 && flags == DISPATCH_PROPERTYPUT && given->rgdispidNamedArgs[0] == DISPID_PROPERTYPUT) {
+    if (member == 6 && flags == DISPATCH_PROPERTYPUT &&
+        given->rgdispidNamedArgs[0] == DISPID_PROPERTYPUT) {
       asked += L"level " + std::to_wstring(V_I4(lastFirst)) + L";";
       return S_OK;
     }
-    if (member != 31 || flags != DISPATCH_PROPERTYGET || paths_.empty()) return DISP_E_MEMBERNOTFOUND;
-    asked += L"path " + std::wstring(zsupport::viewOf(V_BSTR(&lastFirst[1]))) + L" " + V_BSTR(&lastFirst[0]) + L";";
+    if (member != 31 || flags != DISPATCH_PROPERTYGET || paths_.empty())
+      return DISP_E_MEMBERNOTFOUND;
+    asked += L"path " + std::wstring(zsupport::viewOf(V_BSTR(&lastFirst[1]))) + L" " +
+             V_BSTR(&lastFirst[0]) + L";";
     V_VT(result) = VT_BSTR;
     V_BSTR(result) = SysAllocString(paths_.front().c_str());
     paths_.erase(paths_.begin());
@@ -91,30 +98,44 @@ class Installed : public SupportTest {
 };
 
 TEST_F(Installed, PartsTellOfTheirProducts) {
-  for (const auto& [component, product] :
-      {std::pair(kFile, kProduct), {kKey, kProduct}, {kNobody, L""}, {L"", L""}, {L"no code", L""}}) {
+  for (const auto& [component, product] : {std::pair(kFile, kProduct),
+                                           {kKey, kProduct},
+                                           {kNobody, L""},
+                                           {L"", L""},
+                                           {L"no code", L""}}) {
     Text found;
     EXPECT_EQ(S_OK, support->GetComponentProductID(Text(component).inout(), found.inout()));
     EXPECT_EQ(product, found.view()) << component;
   }
   const std::pair<const wchar_t*, const wchar_t*> properties[] = {
-      {L"VersionString", L"1.2.3"}, {L"InstalledProductName", L"ZSupport test part"}, {L"Publisher", L"Tests"}};
+      {L"VersionString", L"1.2.3"},
+      {L"InstalledProductName", L"ZSupport test part"},
+      {L"Publisher", L"Tests"}};
   for (const auto& [property, expected] : properties) {
     Text value;
-    EXPECT_EQ(S_OK, support->GetProductInfo(Text(kProduct).inout(), Text(property).inout(), value.inout()));
+    EXPECT_EQ(S_OK, support->GetProductInfo(Text(kProduct).inout(), Text(property).inout(),
+                                            value.inout()));
     EXPECT_EQ(expected, value.view());
   }
-  const std::pair<LONG, std::wstring> summary[] = {{2, L"Installation Database"}, {3, L"A part to be found"},
-      {4, L"Tests"}, {5, L"test,part"}, {6, L"For tests alone"}, {9, L"{"}, {18, L"msitools"}};
+  const std::pair<LONG, std::wstring> summary[] = {{2, L"Installation Database"},
+                                                   {3, L"A part to be found"},
+                                                   {4, L"Tests"},
+                                                   {5, L"test,part"},
+                                                   {6, L"For tests alone"},
+                                                   {9, L"{"},
+                                                   {18, L"msitools"}};
   for (auto [property, expected] : summary) {
     Text value;
-    EXPECT_EQ(S_OK, support->GetProductSummaryInfo(Text(kProduct).inout(), &property, value.inout()));
+    EXPECT_EQ(S_OK,
+              support->GetProductSummaryInfo(Text(kProduct).inout(), &property, value.inout()));
     EXPECT_TRUE(value.view().starts_with(expected)) << value.get();
   }
   Text value;
   LONG title = 2;
-  EXPECT_TRUE(FAILED(support->GetProductInfo(Text(kNobody).inout(), Text(L"Publisher").inout(), value.inout())));
-  EXPECT_EQ(L"System\\ZSupport.GZSupport::Function GetProductInfo!Msi API Error", lastError().source);
+  EXPECT_TRUE(FAILED(
+      support->GetProductInfo(Text(kNobody).inout(), Text(L"Publisher").inout(), value.inout())));
+  EXPECT_EQ(L"System\\ZSupport.GZSupport::Function GetProductInfo!Msi API Error",
+            lastError().source);
   EXPECT_TRUE(FAILED(support->GetProductSummaryInfo(Text(kNobody).inout(), &title, value.inout())));
   EXPECT_TRUE(value.view().empty());
 }
@@ -128,20 +149,25 @@ TEST_F(Installed, PartsAreLocatedAndInstalledOnDemand) {
   Request noProduct{.product = L""}, newProduct{.product = L"", .action = im_Install};
   Request otherProduct{.product = L"other", .ignoresProduct = true};
   Request nobody{.component = kNobody, .product = L"", .ignoresProduct = true};
-  const std::tuple<Request, int, std::vector<std::wstring>, std::wstring, std::wstring, std::wstring, std::wstring,
-      LONG>
+  const std::tuple<Request, int, std::vector<std::wstring>, std::wstring, std::wstring,
+                   std::wstring, std::wstring, LONG>
       cases[] = {
-          // clang-format off
-      {plain,        0,     {at},      at,  kProduct, L"",       first + ask,             im_Fail},
-      {plain,        0,     {L""},     L"", kProduct, L"",       first + ask,             im_Fail},
-      {install,      0,     {L"", at}, at,  kProduct, L"",       first + ask + now + ask, im_Install},
-      {prompting,    IDYES, {L"", at}, at,  kProduct, kQuestion, first + ask + now + ask, im_Install},
-      {nowPrompt,    IDNO,  {L""},     L"", kProduct, L"Now?",   first + ask,             im_Fail},
-      {noProduct,    0,     {},        L"", kProduct, L"",       first,                   im_Fail},
-      {newProduct,   0,     {at},      at,  kProduct, L"",       first + now + any,       im_Install},
-      {otherProduct, 0,     {at},      at,  L"other", L"",       first + ask,             im_Fail},
-      {nobody,       0,     {},        L"", L"",      L"",       first,                   im_Fail},
-          // clang-format on
+          {plain, 0, {at}, at, kProduct, L"", first + ask, im_Fail},
+          {plain, 0, {L""}, L"", kProduct, L"", first + ask, im_Fail},
+          {install, 0, {L"", at}, at, kProduct, L"", first + ask + now + ask, im_Install},
+          {prompting,
+           IDYES,
+           {L"", at},
+           at,
+           kProduct,
+           kQuestion,
+           first + ask + now + ask,
+           im_Install},
+          {nowPrompt, IDNO, {L""}, L"", kProduct, L"Now?", first + ask, im_Fail},
+          {noProduct, 0, {}, L"", kProduct, L"", first, im_Fail},
+          {newProduct, 0, {at}, at, kProduct, L"", first + now + any, im_Install},
+          {otherProduct, 0, {at}, at, L"other", L"", first + ask, im_Fail},
+          {nobody, 0, {}, L"", L"", L"", first, im_Fail},
       };
   for (const auto& [given, button, paths, location, product, question, asked, action] : cases) {
     InstallerStandIn installer(paths);
@@ -150,7 +176,7 @@ TEST_F(Installed, PartsAreLocatedAndInstalledOnDemand) {
     std::wstring found;
     EXPECT_EQ(S_OK, locate(support.get(), request, found));
     EXPECT_EQ(std::tuple(location, product, action, question, asked),
-        std::tuple(found, request.product, request.action, request.prompt, installer.asked));
+              std::tuple(found, request.product, request.action, request.prompt, installer.asked));
     EXPECT_EQ(button ? question : L"", Answer::question);
     EXPECT_EQ(button ? L"Install on Demand" : L"", Answer::title);
   }
@@ -159,10 +185,12 @@ TEST_F(Installed, PartsAreLocatedAndInstalledOnDemand) {
 TEST_F(Installed, PartsFailAsTheirInstallerDoes) {
   Request request;
   std::wstring location;
-  const HRESULT result = locate(support.get(), request, location);  // the platform's own; not every one can
+  const HRESULT result =
+      locate(support.get(), request, location);  // the platform's own; not every one can
   if (FAILED(result)) {
     EXPECT_EQ(runtimeError(438), result);
-    EXPECT_EQ(L"System\\ZSupport.GZSupport::Function GetComponentLocation2!ZSupport", lastError().source);
+    EXPECT_EQ(L"System\\ZSupport.GZSupport::Function GetComponentLocation2!ZSupport",
+              lastError().source);
   } else {
     EXPECT_TRUE(location.ends_with(L"part.txt"));
   }
@@ -195,7 +223,9 @@ TEST_F(Installed, PartsAreNamedInTheQuestionWhenTheDebugLevelSaysSo) {
     Request request = {.action = im_Prompt};
     std::wstring location;
     EXPECT_EQ(S_OK, locate(newSupport().get(), request, location));
-    EXPECT_EQ(std::wstring(kQuestion) + L"\r\nProductID: " + kProduct + L"\r\nComponentID: " + kFile, request.prompt);
+    EXPECT_EQ(
+        std::wstring(kQuestion) + L"\r\nProductID: " + kProduct + L"\r\nComponentID: " + kFile,
+        request.prompt);
   });
   RegDeleteTreeW(HKEY_CURRENT_USER, kDebug);
 }

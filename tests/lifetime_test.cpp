@@ -24,8 +24,9 @@ class Lifetime : public CollectionTest {
 };
 
 TEST_F(Lifetime, ItemsAndSinksAreGivenBackOnEveryWayOut) {
-  const std::function<void()> ways[] = {[&] { z->RemoveByIndex(1); }, [&] { z->RemoveByKey(Text(L"k").get()); },
-      [&] { clearAll(); }, [&] { z = newCollection(); }};
+  const std::function<void()> ways[] = {[&] { z->RemoveByIndex(1); },
+                                        [&] { z->RemoveByKey(Text(L"k").get()); },
+                                        [&] { clearAll(); }, [&] { z = newCollection(); }};
   for (const auto& leave : ways) {
     const auto item = added({.keepsSink = true}, {.key = L"k"});
     EXPECT_EQ(2u, item->references);
@@ -42,9 +43,11 @@ TEST_F(Lifetime, ItemsAndSinksAreGivenBackOnEveryWayOut) {
 }
 
 TEST_F(Lifetime, AFailedInsertionListsARecordTwiceAndPushesTheLastBeyondCount) {
-  const auto a = added({}, {.key = L"a"}), b = added({}, {.key = L"b"}), c = added({}, {.key = L"c"});
+  const auto a = added({}, {.key = L"a"}), b = added({}, {.key = L"b"}),
+             c = added({}, {.key = L"c"});
   const auto duplicate = TestSource::make({.keepsSink = true});
-  EXPECT_EQ(runtimeError(457), add(z.get(), duplicate.get(), {.key = L"a", .before = longValue(2)}));
+  EXPECT_EQ(runtimeError(457),
+            add(z.get(), duplicate.get(), {.key = L"a", .before = longValue(2)}));
   ASSERT_EQ(3, countOf(z.get()));
   const TestSource* const listed[] = {a.get(), b.get(), b.get()};
   for (LONG i = 0; i < 3; ++i) EXPECT_EQ(listed[i], itemAt(z.get(), i + 1).get());
@@ -90,18 +93,25 @@ TEST_F(Lifetime, HandlersMayChangeTheCollectionAtAnyMoment) {
       const auto neighbours = {added({}, {.key = L"1"}), added({}, {.key = L"2"})};
       const bool withStrays = deed >= 7;
       for (int i = 0; withStrays && i < 2; ++i) {
-        EXPECT_EQ(runtimeError(457), add(z.get(), TestSource::make().get(), {.key = L"1", .before = longValue(1)}));
+        EXPECT_EQ(runtimeError(457),
+                  add(z.get(), TestSource::make().get(), {.key = L"1", .before = longValue(1)}));
       }
       bool done = false;
       const auto strike = [&] {
         if (std::exchange(done, true)) return;
         switch (deed % 7) {
-          case 0: return clearAll();
-          case 1: return void(z->RemoveByIndex(1));
-          case 2: return void(z->RemoveByIndex(countOf(z.get())));
-          case 3: return void(z->RemoveByKey(Text(L"k").get()));
-          case 4: return void(add(z.get(), TestSource::make().get(), {.before = longValue(1)}));
-          case 5: return void(z->RemoveByKey(Text(L"2").get()));  // the last, pushed by a gap
+          case 0:
+            return clearAll();
+          case 1:
+            return void(z->RemoveByIndex(1));
+          case 2:
+            return void(z->RemoveByIndex(countOf(z.get())));
+          case 3:
+            return void(z->RemoveByKey(Text(L"k").get()));
+          case 4:
+            return void(add(z.get(), TestSource::make().get(), {.before = longValue(1)}));
+          case 5:
+            return void(z->RemoveByKey(Text(L"2").get()));  // the last, pushed by a gap
           case 6:
             while (countOf(z.get()) > 0) ASSERT_EQ(S_OK, z->RemoveByIndex(1));
         }
@@ -115,8 +125,10 @@ TEST_F(Lifetime, HandlersMayChangeTheCollectionAtAnyMoment) {
       for (const VARIANT& before : {missing(), longValue(1)}) {
         done = false;
         auto item = TestSource::make(behaviour);
-        const std::wstring iid = moment == kConnectionFailed ? L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7CFF}" : L"";
-        const HRESULT result = add(z.get(), item.get(), {.key = L"k", .before = before, .sourceIID = iid});
+        const std::wstring iid =
+            moment == kConnectionFailed ? L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7CFF}" : L"";
+        const HRESULT result =
+            add(z.get(), item.get(), {.key = L"k", .before = before, .sourceIID = iid});
         item->fire(1);
         item.reset();
         const bool byIndex = moment == kUnadvise && V_VT(&before) == VT_I4;
@@ -171,7 +183,8 @@ TEST_F(Lifetime, AnItemThatCannotLetGoLeavesAllTheSame) {
   EXPECT_EQ(1u, item->references);
 }
 
-// Blocks in use on the process heap, from which also the global allocator takes; and the number of heaps.
+// Blocks in use on the process heap, from which also the global allocator takes; and the number of
+// heaps.
 std::pair<size_t, DWORD> heapUse() {
   size_t blocks = 0;
   for (PROCESS_HEAP_ENTRY entry{}; HeapWalk(GetProcessHeap(), &entry);) {
@@ -188,7 +201,8 @@ TEST_F(Lifetime, NothingStaysOnTheHeapsAfterManyLives) {
     TestClient client(collection.get());
     std::vector<ComPtr<TestSource>> items;
     for (int i = 0; i < 20; ++i) {
-      items.push_back(TestSource::make({.described = i % 2 ? &__uuidof(_Plain) : nullptr, .enumerates = true}));
+      items.push_back(
+          TestSource::make({.described = i % 2 ? &__uuidof(_Plain) : nullptr, .enumerates = true}));
       add(collection.get(), items.back().get(), {.key = std::to_wstring(i)});
       add(collection.get(), items.back().get(), {.key = L"0", .before = longValue(1)});
       Text text(L"text");

@@ -23,7 +23,8 @@ class HeapValidator final : public testing::EmptyTestEventListener {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 3 && std::string_view(argv[1]) == "neighbour") return runNeighbour(std::stoul(argv[2]));
+  if (argc == 3 && std::string_view(argv[1]) == "neighbour")
+    return runNeighbour(std::stoul(argv[2]));
   testing::InitGoogleTest(&argc, argv);
   testing::UnitTest::GetInstance()->listeners().Append(new HeapValidator);
   CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);

@@ -6,12 +6,15 @@ namespace {
 using Names = SupportTest;
 
 TEST_F(Names, OfPathsLoseWhatAPathCannotHold) {
-  // clang-format off
-  const std::pair<std::wstring, std::wstring> cases[] = {
-      {L"", L""}, {L"a|b?c", L"a b c"}, {L" a  ||  b ", L"a b"}, {L"*?*", L""},
-      {L"C:\\Data:Old\\x", L"C:\\Data Old\\x"},
-      {L":::a", L":: a"}, {L"a\tb\x01", L"a b"}, {L"caf\u00e9", L"caf\u00e9"}, {L"\u4e2d\u6587.txt", L".txt"}};
-  // clang-format on
+  const std::pair<std::wstring, std::wstring> cases[] = {{L"", L""},
+                                                         {L"a|b?c", L"a b c"},
+                                                         {L" a  ||  b ", L"a b"},
+                                                         {L"*?*", L""},
+                                                         {L"C:\\Data:Old\\x", L"C:\\Data Old\\x"},
+                                                         {L":::a", L":: a"},
+                                                         {L"a\tb\x01", L"a b"},
+                                                         {L"caf\u00e9", L"caf\u00e9"},
+                                                         {L"\u4e2d\u6587.txt", L".txt"}};
   for (const auto& [text, legal] : cases) {
     Text path;
     EXPECT_EQ(S_OK, support->MakeLegalPath(Text(text).get(), path.inout()));

@@ -24,8 +24,8 @@ Function* entryPoint(const char* name) {
 
 ComPtr<IClassFactory> classFactory() {
   ComPtr<IClassFactory> factory;
-  EXPECT_EQ(S_OK,
-      CoGetClassObject(__uuidof(Zollection), CLSCTX_INPROC_SERVER, nullptr, IID_IClassFactory, factory.putVoid()));
+  EXPECT_EQ(S_OK, CoGetClassObject(__uuidof(Zollection), CLSCTX_INPROC_SERVER, nullptr,
+                                   IID_IClassFactory, factory.putVoid()));
   return factory;
 }
 
@@ -51,15 +51,17 @@ TEST(Server, MakesObjectsByTheRulesOfClassFactories) {
   EXPECT_EQ(CLASS_E_NOAGGREGATION, factory->CreateInstance(factory.get(), IID_IUnknown, &object));
   EXPECT_EQ(nullptr, object);
   EXPECT_EQ(E_NOINTERFACE, factory->CreateInstance(nullptr, IID_IPersist, &object));
-  auto* const getClassObject = entryPoint<HRESULT WINAPI(REFCLSID, REFIID, void**)>("DllGetClassObject");
+  auto* const getClassObject =
+      entryPoint<HRESULT WINAPI(REFCLSID, REFIID, void**)>("DllGetClassObject");
   EXPECT_EQ(CLASS_E_CLASSNOTAVAILABLE, getClassObject(IID_IUnknown, IID_IUnknown, &object));
 }
 
 TEST(Server, GivesObjectsTheInterfacesOfAnEventSource) {
   const auto z = newCollection();
   const auto identity = ComPtr<IUnknown>::from(z.get());
-  for (const IID& id : {IID_IDispatch, __uuidof(_Zollection), IID_IProvideClassInfo, IID_IProvideClassInfo2,
-           IID_IConnectionPointContainer, IID_ISupportErrorInfo}) {
+  for (const IID& id :
+       {IID_IDispatch, __uuidof(_Zollection), IID_IProvideClassInfo, IID_IProvideClassInfo2,
+        IID_IConnectionPointContainer, IID_ISupportErrorInfo}) {
     const auto face = ComPtr<IUnknown>::from(z.get(), id);
     ASSERT_TRUE(face);
     EXPECT_EQ(identity.get(), ComPtr<IUnknown>::from(face.get()).get()) << "one identity";
@@ -97,8 +99,8 @@ TEST(Server, EnumeratesItsConnectionPoint) {
 TEST(Server, CarriesTheMessageOfItsEventLogEntries) {
   wchar_t text[64] = L"";
   const wchar_t* insert[] = {L"the record"};
-  FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_ARGUMENT_ARRAY, library(), 1, 0, text, 64,
-      reinterpret_cast<va_list*>(const_cast<wchar_t**>(insert)));
+  FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_ARGUMENT_ARRAY, library(), 1, 0, text,
+                 64, reinterpret_cast<va_list*>(const_cast<wchar_t**>(insert)));
   EXPECT_STREQ(L"the record\r\n", text);
 }
 
@@ -131,14 +133,20 @@ class Registration : public testing::Test {
     wchar_t name[256], text[512];
     for (DWORD i = 0;; ++i) {
       DWORD nameSize = 256, textSize = sizeof text, type;
-      if (RegEnumValueW(key, i, name, &nameSize, nullptr, &type, reinterpret_cast<BYTE*>(text), &textSize)) { break; }
+      if (RegEnumValueW(key, i, name, &nameSize, nullptr, &type, reinterpret_cast<BYTE*>(text),
+                        &textSize)) {
+        break;
+      }
       all[path + L"@" + name] = text;
     }
-    for (DWORD i = 0; !RegEnumKeyW(key, i, name, 256); ++i) all.merge(dump(root, path + L"\\" + name));
+    for (DWORD i = 0; !RegEnumKeyW(key, i, name, 256); ++i)
+      all.merge(dump(root, path + L"\\" + name));
     RegCloseKey(key);
     return all;
   }
-  static std::map<std::wstring, std::wstring> written() { return dump(HKEY_CURRENT_USER, L"Software\\Classes"); }
+  static std::map<std::wstring, std::wstring> written() {
+    return dump(HKEY_CURRENT_USER, L"Software\\Classes");
+  }
 
  private:
   HKEY sandbox_ = nullptr;
@@ -151,9 +159,12 @@ TEST_F(Registration, ForTheUserWritesEverythingAndRemovesIt) {
   const std::wstring root = L"Software\\Classes\\", cls = root + L"CLSID\\" + clsid;
   wchar_t module[MAX_PATH];
   GetModuleFileNameW(library(), module, MAX_PATH);
-  const std::pair<std::wstring, std::wstring> expected[] = {{cls + L"\\InprocServer32@", module},
-      {cls + L"\\InprocServer32@ThreadingModel", L"Apartment"}, {cls + L"\\ProgID@", L"ZSupport.Zollection.1"},
-      {root + L"ZSupport.Zollection\\CLSID@", clsid}, {root + L"ZSupport.Zollection.1\\CLSID@", clsid},
+  const std::pair<std::wstring, std::wstring> expected[] = {
+      {cls + L"\\InprocServer32@", module},
+      {cls + L"\\InprocServer32@ThreadingModel", L"Apartment"},
+      {cls + L"\\ProgID@", L"ZSupport.Zollection.1"},
+      {root + L"ZSupport.Zollection\\CLSID@", clsid},
+      {root + L"ZSupport.Zollection.1\\CLSID@", clsid},
       {root + L"TypeLib\\{EB457140-75E3-41DC-9BFB-3361FC42A7B6}\\1.0\\0\\win32@", module}};
   for (const auto& [path, text] : expected) EXPECT_EQ(text, keys[path]) << path;
   ASSERT_EQ(S_OK, install(true)) << "over itself";
@@ -171,10 +182,12 @@ TEST_F(Registration, ForTheUserWritesEverythingAndRemovesIt) {
 TEST_F(Registration, ThatFailsLeavesNoTrace) {
   // Below a volatile key, only volatile keys can be created: the attempt fails on the way.
   HKEY obstacle;
-  ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Classes\\TypeLib", 0, nullptr,
-                               REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &obstacle, nullptr));
+  ASSERT_EQ(ERROR_SUCCESS,
+            RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Classes\\TypeLib", 0, nullptr,
+                            REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &obstacle, nullptr));
   RegCloseKey(obstacle);
-  RegSetKeyValueW(HKEY_CURRENT_USER, L"Software\\Classes\\ZSupport.Zollection", nullptr, REG_SZ, L"mine", 10);
+  RegSetKeyValueW(HKEY_CURRENT_USER, L"Software\\Classes\\ZSupport.Zollection", nullptr, REG_SZ,
+                  L"mine", 10);
   const auto before = written();
   EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_CHILD_MUST_BE_VOLATILE), install(true));
   EXPECT_EQ(before, written());

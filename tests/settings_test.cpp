@@ -31,7 +31,8 @@ class Settings : public testing::Test {
   }
   static std::optional<DWORD> stored(HKEY hive) {
     DWORD value = 0, size = sizeof value;
-    const LSTATUS status = RegGetValueW(hive, kSection, L"v", RRF_RT_REG_DWORD, nullptr, &value, &size);
+    const LSTATUS status =
+        RegGetValueW(hive, kSection, L"v", RRF_RT_REG_DWORD, nullptr, &value, &size);
     return status == ERROR_SUCCESS ? std::optional(value) : std::nullopt;
   }
   HRESULT get(Variant& value, VARIANT preset, const wchar_t* section = kSection) {
@@ -40,7 +41,8 @@ class Settings : public testing::Test {
   }
   HRESULT write(VARIANT value, VARIANT preset, LONG& mode) {
     Text name(L"v"), key{std::wstring_view(kSection)}, prompt(L"the colour");
-    return support->WriteRegistryValue(name.inout(), &value, &preset, &mode, key.inout(), prompt.inout());
+    return support->WriteRegistryValue(name.inout(), &value, &preset, &mode, key.inout(),
+                                       prompt.inout());
   }
   ComPtr<_GZSupport> support = newSupport();
   VARIANT_BOOL noPolicySet = 0x55;
@@ -87,8 +89,8 @@ TEST_F(Settings, AreStoredOnlyWhereTheyDifferFromWhatHoldsAnyway) {
   const std::tuple<LONG, LONG, Stored, Stored, Stored, Stored> cases[] = {
       {5, rwm_User, none, none, 5, none}, {9, rwm_User, 5, none, none, none},  // the default
       {7, rwm_User, 5, 7, none, 7},                                            // the machine's
-      {9, rwm_User, none, 7, 9, 7},                                   // the default, but not what the machine says
-      {5, rwm_Machine, 3, none, none, 5},                             // shows through for this user
+      {9, rwm_User, none, 7, 9, 7},        // the default, but not what the machine says
+      {5, rwm_Machine, 3, none, none, 5},  // shows through for this user
       {9, rwm_Machine, 3, 7, none, none}, {5, 77, 3, none, none, 5},  // any other mode
   };
   for (const auto& [value, mode, user, machine, userAfter, machineAfter] : cases) {
@@ -129,8 +131,9 @@ TEST_F(Settings, OfTheLibraryItselfSendErrorsToTheLogFile) {
   onFreshThread([] { EXPECT_EQ(runtimeError(381), newCollection()->RemoveByIndex(7)); });
   RegDeleteTreeW(HKEY_CURRENT_USER, kDebug);
   const std::string content = contentOf(path);
-  EXPECT_NE(std::string::npos, content.find("\tZollection\tSub RemoveByIndex\t381\tZollection.RemoveByIndex\t"
-                                            "Invalid property array index\tin zsupport_tests.exe\r\n"))
+  EXPECT_NE(std::string::npos,
+            content.find("\tZollection\tSub RemoveByIndex\t381\tZollection.RemoveByIndex\t"
+                         "Invalid property array index\tin zsupport_tests.exe\r\n"))
       << content;
   EXPECT_EQ(1, std::count(content.begin(), content.end(), '\n'));
 }
@@ -140,9 +143,10 @@ TEST_F(Settings, ComeBackInTheTypeOfTheirKind) {
   const VARIANT yes = makeValue(VT_BOOL, VARIANT_TRUE), byte = makeValue(VT_UI1, BYTE{200});
   const VARIANT money = makeValue(VT_CY, CY{.int64 = 15000});
   LONG number = 77;
-  const std::tuple<VARIANT, VARTYPE, std::wstring> cases[] = {{longValue(-1), VT_I4, L"-1"}, {yes, VT_I4, L"-1"},
-      {byte, VT_I4, L"200"}, {textValue(text), VT_BSTR, std::wstring(text.view())}, {money, VT_BSTR, L"1.5"},
-      {reference(VT_I4, &number), VT_I4, L"77"}};
+  const std::tuple<VARIANT, VARTYPE, std::wstring> cases[] = {
+      {longValue(-1), VT_I4, L"-1"}, {yes, VT_I4, L"-1"},
+      {byte, VT_I4, L"200"},         {textValue(text), VT_BSTR, std::wstring(text.view())},
+      {money, VT_BSTR, L"1.5"},      {reference(VT_I4, &number), VT_I4, L"77"}};
   for (const auto& [value, type, shown] : cases) {
     LONG mode = rwm_User;
     EXPECT_EQ(S_OK, write(value, valueOfType(VT_NULL), mode));

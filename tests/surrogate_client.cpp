@@ -1,4 +1,5 @@
-// A 64-bit client of the 32-bit library, which runs in a process of the platform's: events come back.
+// A 64-bit client of the 32-bit library, which runs in a process of the platform's: events come
+// back.
 #include <windows.h>
 #include <ocidl.h>
 #include <oleauto.h>
@@ -19,11 +20,12 @@ class Client final : public DispatchStub {
   }
   ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
   ULONG STDMETHODCALLTYPE Release() override { return 1; }
-  HRESULT STDMETHODCALLTYPE Invoke(
-      DISPID event, REFIID, LCID, WORD, DISPPARAMS* given, VARIANT*, EXCEPINFO*, UINT*) override {
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID event, REFIID, LCID, WORD, DISPPARAMS* given, VARIANT*,
+                                   EXCEPINFO*, UINT*) override {
     // ConnectionFailed
     if (event == 2 && given->cArgs == 3) {
-      std::printf("asked about %ls, reason %ld\n", *V_BSTRREF(&given->rgvarg[1]), V_I4(&given->rgvarg[0]));
+      std::printf("asked about %ls, reason %ld\n", *V_BSTRREF(&given->rgvarg[1]),
+                  V_I4(&given->rgvarg[0]));
     }
     return S_OK;
   }
@@ -31,8 +33,8 @@ class Client final : public DispatchStub {
 
 IDispatch* create() {
   IDispatch* object = nullptr;
-  const HRESULT result = CoCreateInstance(
-      __uuidof(Zollection), nullptr, CLSCTX_LOCAL_SERVER, IID_IDispatch, reinterpret_cast<void**>(&object));
+  const HRESULT result = CoCreateInstance(__uuidof(Zollection), nullptr, CLSCTX_LOCAL_SERVER,
+                                          IID_IDispatch, reinterpret_cast<void**>(&object));
   if (FAILED(result)) std::printf("not created: 0x%08lX\n", static_cast<unsigned long>(result));
   return object;
 }
@@ -49,8 +51,8 @@ HRESULT add(IDispatch* collection, IDispatch* item, const wchar_t* sourceIID) {
   DISPPARAMS parameters = {arguments, nullptr, 2, 0};
   HRESULT result = collection->GetIDsOfNames(IID_NULL, &name, 1, LOCALE_USER_DEFAULT, &id);
   if (SUCCEEDED(result)) {
-    result =
-        collection->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, nullptr, nullptr, nullptr);
+    result = collection->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters,
+                                nullptr, nullptr, nullptr);
   }
   VariantClear(&arguments[0]);
   return result;
@@ -66,7 +68,8 @@ int wmain() {
   IConnectionPoint* point = nullptr;
   Client client;
   DWORD cookie = 0;
-  if (FAILED(z->QueryInterface(IID_IConnectionPointContainer, reinterpret_cast<void**>(&container))) ||
+  if (FAILED(
+          z->QueryInterface(IID_IConnectionPointContainer, reinterpret_cast<void**>(&container))) ||
       FAILED(container->FindConnectionPoint(__uuidof(__Zollection), &point)) ||
       FAILED(point->Advise(&client, &cookie))) {
     std::puts("not connected");

@@ -10,8 +10,8 @@
 
 namespace {
 
-// What is described, a line each: "Name(First As Type, [ByVal Second As Type = default]) As Result",
-// "csidl.CSIDL_DESKTOP = 0", "VersionStamp.Major = Long".
+// What is described, a line each: "Name(First As Type, [ByVal Second As Type = default]) As
+// Result", "csidl.CSIDL_DESKTOP = 0", "VersionStamp.Major = Long".
 using Description = std::set<std::string>;
 
 std::string narrow(std::wstring_view text) { return std::string(text.begin(), text.end()); }
@@ -23,9 +23,10 @@ std::string nameOf(ITypeInfo* info, MEMBERID member = MEMBERID_NIL) {
 }
 
 std::string typeName(ITypeInfo* info, const TYPEDESC& type) {
-  static const std::map<VARTYPE, const char*> kNames = {{VT_BSTR, "String"}, {VT_I4, "Long"}, {VT_I2, "Integer"},
-      {VT_BOOL, "Boolean"}, {VT_R8, "Double"}, {VT_DATE, "Date"}, {VT_VARIANT, "Variant"}, {VT_DISPATCH, "Object"},
-      {VT_VOID, ""}, {VT_UNKNOWN, "Unknown"}};
+  static const std::map<VARTYPE, const char*> kNames = {
+      {VT_BSTR, "String"}, {VT_I4, "Long"},        {VT_I2, "Integer"},      {VT_BOOL, "Boolean"},
+      {VT_R8, "Double"},   {VT_DATE, "Date"},      {VT_VARIANT, "Variant"}, {VT_DISPATCH, "Object"},
+      {VT_VOID, ""},       {VT_UNKNOWN, "Unknown"}};
   if (type.vt == VT_PTR) return typeName(info, *type.lptdesc);
   if (type.vt == VT_SAFEARRAY) return typeName(info, *type.lptdesc) + "()";
   if (type.vt != VT_USERDEFINED) return kNames.at(type.vt);
@@ -42,21 +43,26 @@ std::string defaultOf(const VARIANT& value) {
 std::string signatureOf(ITypeInfo* info, const FUNCDESC& function) {
   std::vector<BSTR> names(static_cast<size_t>(function.cParams) + 1);
   UINT count = 0;
-  EXPECT_EQ(S_OK, info->GetNames(function.memid, names.data(), static_cast<UINT>(names.size()), &count));
+  EXPECT_EQ(S_OK,
+            info->GetNames(function.memid, names.data(), static_cast<UINT>(names.size()), &count));
   const bool isPut = function.invkind == INVOKE_PROPERTYPUT;
-  std::string signature = isPut ? "Property Let " : function.invkind == INVOKE_PROPERTYGET ? "Property Get " : "";
+  std::string signature = isPut                                    ? "Property Let "
+                          : function.invkind == INVOKE_PROPERTYGET ? "Property Get "
+                                                                   : "";
   signature += narrow(names[0]) + "(";
   for (SHORT i = 0; i < function.cParams; ++i) {
     const ELEMDESC& parameter = function.lprgelemdescParam[i];
     const USHORT flags = parameter.paramdesc.wParamFlags;
     const std::string type = typeName(info, parameter.tdesc);
     const bool isArray = type.ends_with("()"), isObject = type == "Object";
-    const bool isReference = parameter.tdesc.vt == VT_PTR && !(isObject && parameter.tdesc.lptdesc->vt != VT_PTR);
+    const bool isReference =
+        parameter.tdesc.vt == VT_PTR && !(isObject && parameter.tdesc.lptdesc->vt != VT_PTR);
     // The value that a property gets has no name.
     const BSTR name = names[static_cast<size_t>(i) + 1];
     std::string text = (isReference ? "" : "ByVal ") + (name ? narrow(name) : "Value");
     text += (isArray ? "() As " + type.substr(0, type.size() - 2) : " As " + type);
-    if (flags & PARAMFLAG_FHASDEFAULT) text += defaultOf(parameter.paramdesc.pparamdescex->varDefaultValue);
+    if (flags & PARAMFLAG_FHASDEFAULT)
+      text += defaultOf(parameter.paramdesc.pparamdescex->varDefaultValue);
     signature += (i ? ", " : "") + (flags & PARAMFLAG_FOPT ? "[" + text + "]" : text);
   }
   for (const BSTR name : names) SysFreeString(name);
@@ -65,22 +71,24 @@ std::string signatureOf(ITypeInfo* info, const FUNCDESC& function) {
 }
 
 void describe(ITypeInfo* info, Description& described) {
-  forEachMember(info, [&](const FUNCDESC& function) { described.insert(signatureOf(info, function)); });
+  forEachMember(info,
+                [&](const FUNCDESC& function) { described.insert(signatureOf(info, function)); });
   TYPEATTR* attributes;
   ASSERT_EQ(S_OK, info->GetTypeAttr(&attributes));
   for (UINT i = 0; i < attributes->cVars; ++i) {
     VARDESC* variable;
     ASSERT_EQ(S_OK, info->GetVarDesc(i, &variable));
-    const std::string value = variable->varkind == VAR_CONST ? narrow(zsupport::toText(*variable->lpvarValue).view())
-                                                             : typeName(info, variable->elemdescVar.tdesc);
+    const std::string value = variable->varkind == VAR_CONST
+                                  ? narrow(zsupport::toText(*variable->lpvarValue).view())
+                                  : typeName(info, variable->elemdescVar.tdesc);
     described.insert(nameOf(info) + "." + nameOf(info, variable->memid) + " = " + value);
     info->ReleaseVarDesc(variable);
   }
   info->ReleaseTypeAttr(attributes);
 }
 
-// A signature is a line of its own in backquotes; a value or field is a row of a table below the name
-// of its type.
+// A signature is a line of its own in backquotes; a value or field is a row of a table below the
+// name of its type.
 Description referenceOf(const std::string& path) {
   Description described;
   std::ifstream file(path);
@@ -88,12 +96,13 @@ Description referenceOf(const std::string& path) {
   std::string heading;
   for (std::string line; std::getline(file, line);) {
     if (line.starts_with("#")) heading = line.substr(line.find_last_of(' ') + 1);
-    if (line.starts_with("`") && line.ends_with("`")) described.insert(line.substr(1, line.size() - 2));
+    if (line.starts_with("`") && line.ends_with("`"))
+      described.insert(line.substr(1, line.size() - 2));
     if (!line.starts_with("| `")) continue;
     const size_t nameEnd = line.find("` | "), valueEnd = line.find(" |", nameEnd + 4);
     if (valueEnd == std::string::npos) continue;
-    described.insert(
-        heading + "." + line.substr(3, nameEnd - 3) + " = " + line.substr(nameEnd + 4, valueEnd - nameEnd - 4));
+    described.insert(heading + "." + line.substr(3, nameEnd - 3) + " = " +
+                     line.substr(nameEnd + 4, valueEnd - nameEnd - 4));
   }
   return described;
 }

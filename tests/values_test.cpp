@@ -16,29 +16,44 @@ TEST_F(Values, AreEqualByTheRulesOfTheRuntime) {
   const auto z = newCollection();
   VARIANT aLong = longValue(1);
   const VARIANT object = objectValue(z.get());  // whose default member wants an argument
-  const VARIANT yes = makeValue(VT_BOOL, VARIANT_TRUE), error = missing(), otherError = makeValue(VT_ERROR, LONG{5});
-  const VARIANT null = valueOfType(VT_NULL), empty = valueOfType(VT_EMPTY), number = longValue(1), zero = longValue(0);
+  const VARIANT yes = makeValue(VT_BOOL, VARIANT_TRUE), error = missing(),
+                otherError = makeValue(VT_ERROR, LONG{5});
+  const VARIANT null = valueOfType(VT_NULL), empty = valueOfType(VT_EMPTY), number = longValue(1),
+                zero = longValue(0);
   const VARIANT array = valueOfType(VT_ARRAY | VT_VARIANT), nobody = valueOfType(VT_DISPATCH);
   enum { kNo, kYes, kMismatch };
   const std::tuple<VARIANT, VARIANT, int> cases[] = {
-      // clang-format off
-      {null, null, kYes},        {null, empty, kNo},              {empty, empty, kYes},
-      {empty, zero, kNo},        {empty, textValue(nothing), kNo}, {number, doubleValue(1), kYes},
-      {longValue(-1), yes, kYes}, {number, doubleValue(1.5), kNo}, {dateValue(1), number, kYes},
-      {number, textValue(one), kYes}, {textValue(word), textValue(word), kYes},
+      {null, null, kYes},
+      {null, empty, kNo},
+      {empty, empty, kYes},
+      {empty, zero, kNo},
+      {empty, textValue(nothing), kNo},
+      {number, doubleValue(1), kYes},
+      {longValue(-1), yes, kYes},
+      {number, doubleValue(1.5), kNo},
+      {dateValue(1), number, kYes},
+      {number, textValue(one), kYes},
+      {textValue(word), textValue(word), kYes},
       {textValue(word), textValue(upper), kNo},
-      {textValue(spaced), number, kYes}, {textValue(spaced), textValue(one), kNo}, {number, textValue(word), kNo},
-      {zero, textValue(nothing), kNo}, {reference(VT_VARIANT, &aLong), number, kYes}, {error, error, kYes},
-      {error, otherError, kNo},  {error, number, kMismatch},      {object, number, kMismatch},
-      {nobody, nobody, kMismatch}, {array, array, kMismatch},
-      // clang-format on
+      {textValue(spaced), number, kYes},
+      {textValue(spaced), textValue(one), kNo},
+      {number, textValue(word), kNo},
+      {zero, textValue(nothing), kNo},
+      {reference(VT_VARIANT, &aLong), number, kYes},
+      {error, error, kYes},
+      {error, otherError, kNo},
+      {error, number, kMismatch},
+      {object, number, kMismatch},
+      {nobody, nobody, kMismatch},
+      {array, array, kMismatch},
   };
   for (const auto& [a, b, expected] : cases) {
     for (const auto& [left, right] : {std::pair(a, b), std::pair(b, a)}) {
       VARIANT first = left, second = right;
       VARIANT_BOOL equal = 0x55;
       const HRESULT result = support->IsEqualVariant(&first, &second, &equal);
-      EXPECT_EQ(expected == kMismatch ? runtimeError(13) : S_OK, result) << V_VT(&a) << " " << V_VT(&b);
+      EXPECT_EQ(expected == kMismatch ? runtimeError(13) : S_OK, result)
+          << V_VT(&a) << " " << V_VT(&b);
       EXPECT_EQ(flag(expected == kYes), equal);
     }
   }
@@ -62,12 +77,15 @@ TEST_F(Values, OfDatesAreSecondsAndSpans) {
     EXPECT_EQ(flag(isEqual), equal) << a << " " << b;
   }
   const std::tuple<DATE, DATE, HRESULT, double> spans[] = {
-      // clang-format off
-      {1.0 / 24, 1.0 / 48, S_OK, 2}, {1, 0, S_OK, 0},  {1, 0.4 * kSecond, S_OK, 0},
+      {1.0 / 24, 1.0 / 48, S_OK, 2},
+      {1, 0, S_OK, 0},
+      {1, 0.4 * kSecond, S_OK, 0},
       {2.5 * kSecond, 1.5 * kSecond, S_OK, 1},  // halves to even, both
-      {-1, 4, S_OK, -0.25},          {24'855, 1, S_OK, 24'855},
-      {24'856, 1, runtimeError(6), 0}, {1, 1e300, runtimeError(6), 0}, {kNaN, 1, runtimeError(6), 0},
-      // clang-format on
+      {-1, 4, S_OK, -0.25},
+      {24'855, 1, S_OK, 24'855},
+      {24'856, 1, runtimeError(6), 0},
+      {1, 1e300, runtimeError(6), 0},
+      {kNaN, 1, runtimeError(6), 0},
   };
   for (auto [span, unit, result, expected] : spans) {
     double multiple = 7;
@@ -85,7 +103,8 @@ TEST_F(Values, AreAnnouncedWhenTheyAreNotImplemented) {
   EXPECT_EQ(L"Not yet - F-12", Answer::question);
   ASSERT_TRUE(OpenClipboard(nullptr));
   const HANDLE text = GetClipboardData(CF_UNICODETEXT);
-  EXPECT_STREQ(L"Not yet - F-12", text ? static_cast<const wchar_t*>(GlobalLock(text)) : L"(nothing)");
+  EXPECT_STREQ(L"Not yet - F-12",
+               text ? static_cast<const wchar_t*>(GlobalLock(text)) : L"(nothing)");
   CloseClipboard();
 }
 

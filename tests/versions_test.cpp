@@ -8,7 +8,8 @@ class Versions : public SupportTest {
   HRESULT parse(std::wstring_view text, VersionStampRecord& stamp) {
     return support->VersionStamp(Text(text).inout(), &stamp);
   }
-  std::wstring format(VersionStampRecord stamp, bool full = true, bool mark = true, bool hide = false) {
+  std::wstring format(VersionStampRecord stamp, bool full = true, bool mark = true,
+                      bool hide = false) {
     VARIANT_BOOL flags[] = {flag(full), flag(mark), flag(hide)};
     Text text;
     EXPECT_EQ(S_OK, support->VersionString(&stamp, &flags[0], &flags[1], &flags[2], text.inout()));
@@ -18,41 +19,30 @@ class Versions : public SupportTest {
 
 TEST_F(Versions, AreReadFromText) {
   const std::tuple<std::wstring, LONG, LONG, LONG, LONG> cases[] = {
-      {L"1.2", 1, 2, 0, 0},
-      {L"1.2.3", 1, 2, 3, 0},
-      {L"1.2.3.4", 1, 2, 4, 0},
-      {L"1.2.3.4.5", 1, 2, 0, 0},
-      {L"1.2.0.5RC3", 1, 2, 5, 19},
-      {L"4.7b", 4, 7, 0, 2},
-      {L"2.0.1a", 2, 0, 1, 1},
-      {L"2.0.1A", 2, 0, 1, 1},
-      {L"1.2.3\u00df", 1, 2, 3, 2},
-      {L"1.2.3rc1", 1, 2, 3, 0},
-      {L"1.2.3bRC2", 1, 2, 3, 18},
-      {L"1.2.3xyz", 1, 2, 3, 0},
-      {L"1.2.", 1, 2, 0, 0},
-      {L"1.2.-7", 1, 2, -7, 0},
-      {L"1.2.3RC19", 1, 2, 3, 19},
-      {L" 1 .2.5e2", 1, 2, 500, 0},
-      {L"1.2.x", 1, 2, 0, 0},
-      {L"1.2.&H10", 1, 2, 16, 0},
-      {L"1.2.&H-5", 1, 2, 0, 0},
-      {L"1.2.0.5\u03b2", 1, 2, 5, 2},
-      {L"1.2.5\u03b1", 1, 2, 5, 1},
+      {L"1.2", 1, 2, 0, 0},         {L"1.2.3", 1, 2, 3, 0},         {L"1.2.3.4", 1, 2, 4, 0},
+      {L"1.2.3.4.5", 1, 2, 0, 0},   {L"1.2.0.5RC3", 1, 2, 5, 19},   {L"4.7b", 4, 7, 0, 2},
+      {L"2.0.1a", 2, 0, 1, 1},      {L"2.0.1A", 2, 0, 1, 1},        {L"1.2.3\u00df", 1, 2, 3, 2},
+      {L"1.2.3rc1", 1, 2, 3, 0},    {L"1.2.3bRC2", 1, 2, 3, 18},    {L"1.2.3xyz", 1, 2, 3, 0},
+      {L"1.2.", 1, 2, 0, 0},        {L"1.2.-7", 1, 2, -7, 0},       {L"1.2.3RC19", 1, 2, 3, 19},
+      {L" 1 .2.5e2", 1, 2, 500, 0}, {L"1.2.x", 1, 2, 0, 0},         {L"1.2.&H10", 1, 2, 16, 0},
+      {L"1.2.&H-5", 1, 2, 0, 0},    {L"1.2.0.5\u03b2", 1, 2, 5, 2}, {L"1.2.5\u03b1", 1, 2, 5, 1},
   };
   for (const auto& [text, major, minor, revision, type] : cases) {
     VersionStampRecord stamp{7, 7, 7, 7};
     EXPECT_EQ(S_OK, parse(text, stamp)) << text;
     EXPECT_EQ(std::tuple(major, minor, revision, type),
-        std::tuple(stamp.Major, stamp.Minor, stamp.Revision, stamp.ReleaseType))
+              std::tuple(stamp.Major, stamp.Minor, stamp.Revision, stamp.ReleaseType))
         << text;
   }
-  const std::pair<std::wstring, LONG> failures[] = {{L"", 9}, {L"7", 9}, {L"1x.2", 13}, {L"1.2.3RC", 13},
-      {L"1.2.3RCx", 13}, {L".", 13}, {L"99999999999.1", 6}, {L"1.2.9e99", 6}, {L"1.2.3E999", 6}};
+  const std::pair<std::wstring, LONG> failures[] = {
+      {L"", 9},          {L"7", 9},  {L"1x.2", 13},         {L"1.2.3RC", 13},
+      {L"1.2.3RCx", 13}, {L".", 13}, {L"99999999999.1", 6}, {L"1.2.9e99", 6},
+      {L"1.2.3E999", 6}};
   for (const auto& [text, number] : failures) {
     VersionStampRecord stamp{};
     EXPECT_EQ(runtimeError(number), parse(text, stamp)) << text;
-    EXPECT_TRUE(lastError().source.starts_with(L"System\\ZSupport.GZSupport::Function VersionStamp"));
+    EXPECT_TRUE(
+        lastError().source.starts_with(L"System\\ZSupport.GZSupport::Function VersionStamp"));
   }
   EXPECT_EQ(E_POINTER, support->VersionStamp(nullptr, nullptr));
 }
@@ -65,8 +55,11 @@ TEST_F(Versions, AreWrittenAsTextAndCompared) {
   EXPECT_EQ(L"1.2.0.5", format({1, 2, 5, 19}, true, false));
   EXPECT_EQ(L"1.2RC3", format({1, 2, 5, 19}, true, true, true));
   EXPECT_EQ(L"-1.-2.0.-3", format({-1, -2, -3, 0}));
-  const std::tuple<VersionStampRecord, VersionStampRecord, LONG> cases[] = {{{1, 2, 5, 0}, {1, 2, 5, 19}, 0},
-      {{1, 10, 0, 0}, {1, 9, 9, 0}, 1}, {{1, 2, 4, 0}, {1, 2, 5, 0}, -1}, {{-1, 0, 0, 0}, {0, 0, 0, 0}, -1}};
+  const std::tuple<VersionStampRecord, VersionStampRecord, LONG> cases[] = {
+      {{1, 2, 5, 0}, {1, 2, 5, 19}, 0},
+      {{1, 10, 0, 0}, {1, 9, 9, 0}, 1},
+      {{1, 2, 4, 0}, {1, 2, 5, 0}, -1},
+      {{-1, 0, 0, 0}, {0, 0, 0, 0}, -1}};
   for (auto [left, right, expected] : cases) {
     LONG order = 7;
     EXPECT_EQ(S_OK, support->CompareVersionStamps(&left, &right, &order));

@@ -13,8 +13,9 @@ class Windows : public SupportTest {
   // Without a frame: its client area is all of it.
   HWND make(HWND parent, RECT place, bool isVisible = true, bool isPopup = false) {
     const DWORD style = (parent && !isPopup ? WS_CHILD : WS_POPUP) | (isVisible ? WS_VISIBLE : 0);
-    const HWND window = CreateWindowExW(0, L"STATIC", L"", style, place.left, place.top, place.right - place.left,
-        place.bottom - place.top, parent, nullptr, nullptr, nullptr);
+    const HWND window =
+        CreateWindowExW(0, L"STATIC", L"", style, place.left, place.top, place.right - place.left,
+                        place.bottom - place.top, parent, nullptr, nullptr, nullptr);
     if (!parent) made_.push_back(window);
     return window;
   }
@@ -46,8 +47,11 @@ class Windows : public SupportTest {
 
 TEST_F(Windows, AreCentredOverTheirOwners) {
   const HWND parent = make(nullptr, {10, 20, 1010, 620});
-  const std::tuple<LONG, LONG, LONG, LONG> sizes[] = {
-      {200, 100, 400, 250}, {899, 497, 50, 52}, {897, 499, 52, 50}, {1200, 700, -100, -50}, {1101, 603, -50, -2}};
+  const std::tuple<LONG, LONG, LONG, LONG> sizes[] = {{200, 100, 400, 250},
+                                                      {899, 497, 50, 52},
+                                                      {897, 499, 52, 50},
+                                                      {1200, 700, -100, -50},
+                                                      {1101, 603, -50, -2}};
   for (const auto& [width, height, x, y] : sizes) {
     const HWND child = make(parent, {3, 4, 3 + width, 4 + height});
     EXPECT_EQ(toLong(parent), centre(child));
@@ -70,7 +74,8 @@ TEST_F(Windows, AreCentredOverTheirOwners) {
   RECT desktop;
   GetClientRect(GetDesktopWindow(), &desktop);
   EXPECT_EQ(toLong(GetDesktopWindow()), centre(free));
-  const LONG x = std::lrint((desktop.right - 50) / 2.0), y = std::lrint((desktop.bottom - 20) / 2.0);
+  const LONG x = std::lrint((desktop.right - 50) / 2.0),
+             y = std::lrint((desktop.bottom - 20) / 2.0);
   expectPlace({x, y, x + 50, y + 20}, free);
 
   const HWND dead = make(nullptr, {0, 0, 9, 9});

@@ -5,8 +5,8 @@
 
 #include <string>
 
-// Presses a button of the next message box of this thread, and keeps its text and title. A box without
-// that button stays, and hangs the test.
+// Presses a button of the next message box of this thread, and keeps its text and title. A box
+// without that button stays, and hangs the test.
 class Answer {
  public:
   explicit Answer(int button) {
@@ -29,7 +29,9 @@ class Answer {
     if (code == HCBT_DESTROYWND && question.empty()) {
       wchar_t text[512] = L"";
       HWND label = nullptr;  // the icon is one, too, without a text
-      while (!*text && (label = FindWindowExW(box, label, L"Static", nullptr))) { GetWindowTextW(label, text, 512); }
+      while (!*text && (label = FindWindowExW(box, label, L"Static", nullptr))) {
+        GetWindowTextW(label, text, 512);
+      }
       question = text;
       GetWindowTextW(box, text, 512);
       title = text;

@@ -51,7 +51,8 @@ inline VARIANT_BOOL flag(bool value) { return value ? VARIANT_TRUE : VARIANT_FAL
 template <class T>
 ComPtr<T> newObject(REFCLSID classId) {
   ComPtr<T> object;
-  EXPECT_EQ(S_OK, CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(T), object.putVoid()));
+  EXPECT_EQ(S_OK, CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(T),
+                                   object.putVoid()));
   return object;
 }
 inline ComPtr<_Zollection> newCollection() { return newObject<_Zollection>(__uuidof(Zollection)); }
@@ -87,7 +88,9 @@ inline bool keyExists(_Zollection* z, std::wstring_view key) {
   return exists == VARIANT_TRUE;
 }
 
-inline HRESULT runtimeError(LONG number) { return static_cast<HRESULT>(0x800A0000u | static_cast<ULONG>(number)); }
+inline HRESULT runtimeError(LONG number) {
+  return static_cast<HRESULT>(0x800A0000u | static_cast<ULONG>(number));
+}
 
 // What the last failed call left for its caller.
 struct ErrorTexts {

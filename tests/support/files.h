@@ -24,7 +24,8 @@ inline HANDLE startSelf(const std::wstring& arguments, DWORD* thread = nullptr) 
   STARTUPINFOW start{};
   start.cb = sizeof start;
   PROCESS_INFORMATION process{};
-  CreateProcessW(self, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &process);
+  CreateProcessW(self, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start,
+                 &process);
   CloseHandle(process.hThread);
   if (thread) *thread = process.dwThreadId;
   return process.hProcess;

@@ -14,23 +14,25 @@ inline DISPID idOf(IDispatch* object, std::wstring name) {
 
 struct Call {
   Call() = default;
-  Call(IDispatch* object, const wchar_t* member, std::vector<VARIANT> arguments = {}, int flags = DISPATCH_METHOD) {
+  Call(IDispatch* object, const wchar_t* member, std::vector<VARIANT> arguments = {},
+       int flags = DISPATCH_METHOD) {
     make(object, idOf(object, member), flags, std::move(arguments));
   }
   // Arguments in the order of declaration; the names are those of the last ones.
-  void make(
-      IDispatch* object, DISPID member, int flags, std::vector<VARIANT> arguments, std::vector<DISPID> names = {}) {
+  void make(IDispatch* object, DISPID member, int flags, std::vector<VARIANT> arguments,
+            std::vector<DISPID> names = {}) {
     std::reverse(arguments.begin(), arguments.end());
     std::reverse(names.begin(), names.end());
-    DISPPARAMS parameters = {
-        arguments.data(), names.data(), static_cast<UINT>(arguments.size()), static_cast<UINT>(names.size())};
+    DISPPARAMS parameters = {arguments.data(), names.data(), static_cast<UINT>(arguments.size()),
+                             static_cast<UINT>(names.size())};
     EXCEPINFO exception{};
-    result = object->Invoke(member, IID_NULL, LOCALE_USER_DEFAULT, static_cast<WORD>(flags), &parameters, value.put(),
-        &exception, &badArgument);
+    result = object->Invoke(member, IID_NULL, LOCALE_USER_DEFAULT, static_cast<WORD>(flags),
+                            &parameters, value.put(), &exception, &badArgument);
     number = exception.scode;
     source = zsupport::viewOf(exception.bstrSource);
     description = zsupport::viewOf(exception.bstrDescription);
-    for (BSTR text : {exception.bstrSource, exception.bstrDescription, exception.bstrHelpFile}) SysFreeString(text);
+    for (BSTR text : {exception.bstrSource, exception.bstrDescription, exception.bstrHelpFile})
+      SysFreeString(text);
   }
 
   HRESULT result = E_FAIL;

@@ -20,17 +20,22 @@ LRESULT CALLBACK onMessage(HWND window, UINT message, WPARAM first, LPARAM secon
       checksum = checksumOf(last.lpData, last.cbData);
       sender = first;
       return TRUE;
-    case kAskNumber: return static_cast<LRESULT>(last.dwData);
-    case kAskSize: return static_cast<LRESULT>(last.cbData);
-    case kAskChecksum: return static_cast<LRESULT>(checksum);
-    case kAskSender: return static_cast<LRESULT>(sender);
-    default: return DefWindowProcW(window, message, first, second);
+    case kAskNumber:
+      return static_cast<LRESULT>(last.dwData);
+    case kAskSize:
+      return static_cast<LRESULT>(last.cbData);
+    case kAskChecksum:
+      return static_cast<LRESULT>(checksum);
+    case kAskSender:
+      return static_cast<LRESULT>(sender);
+    default:
+      return DefWindowProcW(window, message, first, second);
   }
 }
 
 void tagWindow(const wchar_t* property, LONG_PTR value) {
-  const HWND window =
-      CreateWindowExW(0, L"zsupport-neighbour", L"", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+  const HWND window = CreateWindowExW(0, L"zsupport-neighbour", L"", WS_POPUP, 0, 0, 9, 9, nullptr,
+                                      nullptr, nullptr, nullptr);
   SetPropW(window, property, reinterpret_cast<HANDLE>(value));
 }
 
@@ -61,8 +66,10 @@ int runNeighbour(DWORD parent) {
   SetEvent(ready);
   MSG message{};
   while (message.message != WM_QUIT &&
-         MsgWaitForMultipleObjects(1, &parentProcess, FALSE, INFINITE, QS_ALLINPUT) == WAIT_OBJECT_0 + 1) {
-    while (message.message != WM_QUIT && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
+         MsgWaitForMultipleObjects(1, &parentProcess, FALSE, INFINITE, QS_ALLINPUT) ==
+             WAIT_OBJECT_0 + 1) {
+    while (message.message != WM_QUIT && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+      DispatchMessageW(&message);
   }
   RevokeActiveObject(cookie, nullptr);
   return 0;

@@ -57,12 +57,13 @@ class TestClient final : public DispatchStub {
   }
   ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(++references); }
   ULONG STDMETHODCALLTYPE Release() override { return static_cast<ULONG>(--references); }
-  HRESULT STDMETHODCALLTYPE Invoke(
-      DISPID event, REFIID, LCID, WORD, DISPPARAMS* parameters, VARIANT*, EXCEPINFO* failure, UINT*) override {
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID event, REFIID, LCID, WORD, DISPPARAMS* parameters,
+                                   VARIANT*, EXCEPINFO* failure, UINT*) override {
     const VARIANTARG* const lastFirst = parameters->rgvarg;
     if (event == 1 && parameters->cArgs == 4) {
       SAFEARRAY** const aParams = V_ARRAYREF(&lastFirst[0]);
-      heard.push_back({V_I4(&lastFirst[3]), V_DISPATCH(&lastFirst[2]), nameOf(lastFirst[1]), textsOf(*aParams)});
+      heard.push_back({V_I4(&lastFirst[3]), V_DISPATCH(&lastFirst[2]), nameOf(lastFirst[1]),
+                       textsOf(*aParams)});
       if (onEvent) onEvent(aParams);
     } else if (event == 2 && parameters->cArgs == 3) {
       if (onConnectionFailed) onConnectionFailed(V_BSTRREF(&lastFirst[1]), V_I4(&lastFirst[0]));
@@ -82,8 +83,8 @@ class TestClient final : public DispatchStub {
     std::vector<std::wstring> texts;
     for (ULONG i = 0; array && i < array->rgsabound[0].cElements; ++i) {
       Variant text;
-      const HRESULT converted =
-          VariantChangeType(text.put(), static_cast<VARIANT*>(array->pvData) + i, VARIANT_ALPHABOOL, VT_BSTR);
+      const HRESULT converted = VariantChangeType(
+          text.put(), static_cast<VARIANT*>(array->pvData) + i, VARIANT_ALPHABOOL, VT_BSTR);
       texts.push_back(converted == S_OK ? V_BSTR(text.operator->()) : L"?");
     }
     return texts;

@@ -7,14 +7,16 @@
 
 using zsupport::ComPtr;
 
-std::vector<VARIANTARG> TestSource::fire(DISPID event, std::initializer_list<VARIANTARG> arguments) {
+std::vector<VARIANTARG> TestSource::fire(DISPID event,
+                                         std::initializer_list<VARIANTARG> arguments) {
   std::vector<VARIANTARG> lastFirst(arguments);
   std::reverse(lastFirst.begin(), lastFirst.end());
   DISPPARAMS parameters = {lastFirst.data(), nullptr, static_cast<UINT>(lastFirst.size()), 0};
   const ComPtr<TestSource> self(this);
   for (const auto& sink : std::vector(sinks)) {
     if (sink) {
-      sink->Invoke(event, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, nullptr, nullptr, nullptr);
+      sink->Invoke(event, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, nullptr,
+                   nullptr, nullptr);
     }
   }
   std::reverse(lastFirst.begin(), lastFirst.end());
