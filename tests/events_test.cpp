@@ -173,6 +173,7 @@ TEST_F(Events, ReachEveryClientAndLaterOnesSeeEarlierChanges) {
 TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
   const GUID plain = __uuidof(Plain), noDefault = __uuidof(NoDefault);
   const std::wstring dual = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C22}";
+  const std::wstring custom = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C23}";
   const Behaviour noDefaultSource = {
       .described = &__uuidof(_NoDefault), .classInfo = &noDefault, .enumerates = true};
   const Behaviour vtableOnly = {
@@ -194,11 +195,12 @@ TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
       {"nothing to fall back on", {.described = nullptr}, false, kNoConnectionPoint},
       {"default source without a point: silent", {.events = IID_IEnumVARIANT}, false, 0},
       {"refused by the source: silent", {.adviseResult = E_ACCESSDENIED}, false, 0},
-      {"dual source, asked for by name",
-       {.events = __uuidof(DualEvents)},
+      {"dual source, asked for by name", {.events = __uuidof(DualEvents)}, true, 0, dual},
+      {"custom source, asked for by name",
+       {.events = __uuidof(CustomEvents)},
        false,
        kNotDispinterface,
-       dual},
+       custom},
       {"a vtable sink is wanted: silent", vtableOnly, false, 0},
   };
   LONG reason = 0;

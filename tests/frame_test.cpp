@@ -86,7 +86,7 @@ TEST(Frame, LabelsSources) {
   };
   onFreshThread([&] {
     for (const auto& [source, labelled] : cases) {
-      EXPECT_EQ(labelled, raisedSource([&] { raiseOwn(5, source); }));
+      EXPECT_EQ(labelled, raisedSource([&] { raiseOwn(5, source.c_str()); }));
     }
   });
 }

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "automation/foreign_object.h"
+#include "automation/foreign_unwind.h"
 #include "automation/snapshot_enumerator.h"
 
 namespace zsupport {
@@ -51,25 +52,30 @@ HRESULT ConnectionPoint::enumerate(IEnumConnectionPoints** points) noexcept {
   }
 }
 
-void ConnectionPoint::fire(DISPID event, std::span<const VARIANTARG> arguments) noexcept {
-  const ComPtr<IConnectionPoint> alive(this);
-  std::vector<Client> snapshot;
-  std::vector<VARIANTARG> own;
-  try {
-    snapshot = clients_;
-    own.reserve(arguments.size());
-  } catch (const std::bad_alloc&) {
-    return;
-  }
-  for (const Client& client : snapshot) {
-    if (find(client.cookie) == clients_.end()) continue;
-    // A copy each, so that a client that scribbles on its arguments spoils only its own.
-    own.assign(arguments.begin(), arguments.end());
-    DISPPARAMS parameters = {own.data(), nullptr, static_cast<UINT>(own.size()), 0};
-    CallFailure failure;  // of the handler: its own business
-    UINT badArgument = 0;
-    client.sink->Invoke(event, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, nullptr,
-                        &failure, &badArgument);
+void ConnectionPoint::fire(DISPID event, std::span<const VARIANTARG> arguments, Admits admits,
+                           void* context) noexcept {
+  constexpr size_t kMostArguments = 4;
+  VARIANTARG own[kMostArguments];
+  const DWORD last = lastCookie_;
+  auto client = clients_.begin();
+  while (client != clients_.end() && client->cookie <= last) {
+    const DWORD cookie = client->cookie;
+    ComPtr<IDispatch> sink = client->sink;
+    if (admits(context, sink.get())) {
+      // A copy each, so that a client that scribbles on its arguments spoils only its own.
+      const auto end = std::copy(arguments.begin(), arguments.end(), own);
+      DISPPARAMS parameters = {own, nullptr, static_cast<UINT>(end - own), 0};
+      CallFailure failure;  // of the handler: its own business
+      UINT badArgument = 0;
+      passingExceptions(
+          [&] {
+            sink->Invoke(event, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters,
+                         nullptr, &failure, &badArgument);
+          },
+          [&] { sink.reset(); });
+    }
+    // The handler may have connected and disconnected any.
+    client = firstAfter(cookie);
   }
 }
 
@@ -138,9 +144,15 @@ HRESULT ConnectionPoint::EnumConnections(IEnumConnections** connections) {
   }
 }
 
-std::vector<ConnectionPoint::Client>::iterator ConnectionPoint::find(DWORD cookie) {
-  return std::find_if(clients_.begin(), clients_.end(),
-                      [cookie](const Client& client) { return client.cookie == cookie; });
+ConnectionPoint::Clients::iterator ConnectionPoint::firstAfter(DWORD cookie) {
+  return std::upper_bound(
+      clients_.begin(), clients_.end(), cookie,
+      [](DWORD sought, const Client& client) { return sought < client.cookie; });
+}
+
+ConnectionPoint::Clients::iterator ConnectionPoint::find(DWORD cookie) {
+  const auto found = cookie == 0 ? clients_.end() : firstAfter(cookie - 1);
+  return found != clients_.end() && found->cookie == cookie ? found : clients_.end();
 }
 
 }  // namespace zsupport

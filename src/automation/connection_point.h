@@ -23,10 +23,15 @@ class ConnectionPoint final : public IConnectionPoint {
   HRESULT findFor(REFIID eventInterface, IConnectionPoint** point) noexcept;
   HRESULT enumerate(IEnumConnectionPoints** points) noexcept;
 
+  // Says of a client whether it is to hear an event.
+  using Admits = bool (*)(void* context, IDispatch* client);
+
   // Calls every client that is connected when the event starts and still is when its turn comes.
-  // Each gets the arguments (last one first) as they are after the clients before it; what a
-  // client answers is not looked at.
-  void fire(DISPID event, std::span<const VARIANTARG> arguments) noexcept;
+  // Each gets the arguments (last one first, four at most) as they are after the clients before it;
+  // what a client answers is not looked at. The caller holds the owner, and gives back what he
+  // holds when a client leaves by a structured exception. Needs no memory.
+  void fire(DISPID event, std::span<const VARIANTARG> arguments, Admits admits,
+            void* context) noexcept;
 
   // Lets go of all clients.
   void disconnectAll() noexcept;
@@ -50,11 +55,14 @@ class ConnectionPoint final : public IConnectionPoint {
     DWORD cookie;
   };
 
-  std::vector<Client>::iterator find(DWORD cookie);
+  using Clients = std::vector<Client>;
+  // In the order of connecting, which is that of the cookies.
+  Clients::iterator find(DWORD cookie);
+  Clients::iterator firstAfter(DWORD cookie);
 
   IConnectionPointContainer& owner_;
   const IID& eventInterface_;
-  std::vector<Client> clients_;
+  Clients clients_;
   DWORD lastCookie_ = 0;
 };
 

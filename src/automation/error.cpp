@@ -22,6 +22,7 @@ constexpr StandardText kStandardTexts[] = {
     {runtime::kSubscriptOutOfRange, L"Subscript out of range"},
     {runtime::kArrayLocked, L"This array is fixed or temporarily locked"},
     {runtime::kTypeMismatch, L"Type mismatch"},
+    {runtime::kOutOfStackSpace, L"Out of stack space"},
     {runtime::kBadFileName, L"Bad file name or number"},
     {runtime::kDiskFull, L"Disk full"},
     {runtime::kDeviceUnavailable, L"Device unavailable"},

@@ -16,6 +16,7 @@ inline constexpr LONG kOutOfMemory = 7;
 inline constexpr LONG kSubscriptOutOfRange = 9;
 inline constexpr LONG kArrayLocked = 10;
 inline constexpr LONG kTypeMismatch = 13;
+inline constexpr LONG kOutOfStackSpace = 28;
 inline constexpr LONG kBadFileName = 52;
 inline constexpr LONG kDiskFull = 61;
 inline constexpr LONG kDeviceUnavailable = 68;

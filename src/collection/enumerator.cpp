@@ -5,13 +5,11 @@
 #include <cstddef>
 
 #include "automation/error.h"
+#include "events/event_sink.h"
 #include "frame/mdlErrorHandling.h"
 
 namespace zsupport {
 namespace {
-
-// Enumerators and sinks name the same module in their errors.
-constexpr wchar_t kModule[] = L"mdlWECollectionSink";
 
 struct EnumVariant;
 
@@ -39,9 +37,20 @@ static_assert(sizeof(EnumVariant) == 24);
 static_assert(offsetof(EnumVariant, records) == 12);
 static_assert(offsetof(EnumVariant, position) == 20);
 
+// The block that an enumerator is in: in front of it stands its place among the array's readers.
+struct EnumVariantBlock {
+  ArrayReader reader;
+  EnumVariant enumerator;
+};
+
+EnumVariantBlock* blockOf(EnumVariant* self) {
+  return reinterpret_cast<EnumVariantBlock*>(reinterpret_cast<std::byte*>(self) -
+                                             offsetof(EnumVariantBlock, enumerator));
+}
+
 HRESULT STDMETHODCALLTYPE IEnumVariant_QueryInterface(EnumVariant* self, REFIID riid, void** ppv) {
   return atEntryPoint(
-      {kModule, L"Function IEnumVariant_QueryInterface"}, E_UNEXPECTED, [&]() -> HRESULT {
+      {kSinkModule, L"Function IEnumVariant_QueryInterface"}, E_UNEXPECTED, [&]() -> HRESULT {
         if (!ppv) return E_POINTER;
         *ppv = nullptr;
         if (!IsEqualGUID(riid, IID_IUnknown) && !IsEqualGUID(riid, IID_IEnumVARIANT)) {
@@ -54,20 +63,20 @@ HRESULT STDMETHODCALLTYPE IEnumVariant_QueryInterface(EnumVariant* self, REFIID 
 }
 
 ULONG STDMETHODCALLTYPE IEnumVariant_AddRef(EnumVariant* self) {
-  return atEntryPoint({kModule, L"Function IEnumVariant_AddRef"}, ULONG{0}, [&] {
+  return atEntryPoint({kSinkModule, L"Function IEnumVariant_AddRef"}, ULONG{0}, [&] {
     self->references = addChecked(self->references, 1);
     return static_cast<ULONG>(self->references);
   });
 }
 
 ULONG STDMETHODCALLTYPE IEnumVariant_Release(EnumVariant* self) {
-  return atEntryPoint({kModule, L"Function IEnumVariant_Release"}, ULONG{0}, [&] {
+  return atEntryPoint({kSinkModule, L"Function IEnumVariant_Release"}, ULONG{0}, [&] {
     const LONG left = self->references = subtractChecked(self->references, 1);
     if (left == 0) {
       const auto heap = ComPtr<PrivateHeap>::attach(self->heap);
-      if (self->records) self->records->removeReader(&self->records);
+      if (self->records) self->records->removeReader(blockOf(self)->reader);
       heap->free(self->table);
-      heap->free(self);
+      heap->free(blockOf(self));
     }
     return static_cast<ULONG>(left);
   });
@@ -78,7 +87,7 @@ HRESULT STDMETHODCALLTYPE IEnumVariant_Next(EnumVariant* self, ULONG, VARIANT* r
                                             ULONG* pceltFetched) {
   if (pceltFetched) *pceltFetched = 0;
   if (!rgVar) return E_POINTER;
-  return atEntryPoint({kModule, L"Function IEnumVariant_Next"}, S_FALSE, [&]() -> HRESULT {
+  return atEntryPoint({kSinkModule, L"Function IEnumVariant_Next"}, S_FALSE, [&]() -> HRESULT {
     if (self->position > self->count || !self->records) return S_FALSE;
     const ItemRecord* const record = (*self->records)[self->position];
     V_VT(rgVar) = VT_DISPATCH;
@@ -91,7 +100,7 @@ HRESULT STDMETHODCALLTYPE IEnumVariant_Next(EnumVariant* self, ULONG, VARIANT* r
 
 // Past the end is allowed: the next Next says so.
 HRESULT STDMETHODCALLTYPE IEnumVariant_Skip(EnumVariant* self, ULONG celt) {
-  return atEntryPoint({kModule, L"Function IEnumVariant_Skip"}, toHresult(runtime::kOverflow),
+  return atEntryPoint({kSinkModule, L"Function IEnumVariant_Skip"}, toHresult(runtime::kOverflow),
                       [&]() -> HRESULT {
                         if (celt > LONG_MAX) throw makeError(runtime::kOverflow);
                         self->position = addChecked(self->position, static_cast<LONG>(celt));
@@ -114,20 +123,21 @@ constexpr EnumVariantTable kEntryPoints = {
 }  // namespace
 
 ComPtr<IEnumVARIANT> CreateIEnumVARIANT(PrivateHeap* heap, ItemArray& records) {
-  return framed({kModule, L"Function CreateIEnumVARIANT"}, [&] {
+  return framed({kSinkModule, L"Function CreateIEnumVARIANT"}, [&] {
     if (!heap) throw makeError(runtime::kOutOfMemory);
     auto* const table = heap->allocate<EnumVariantTable>();
     if (!table) throw makeError(runtime::kOutOfMemory);
     *table = kEntryPoints;
-    auto* const enumerator = heap->allocate<EnumVariant>();
-    if (!enumerator) {
+    auto* const block = heap->allocate<EnumVariantBlock>();
+    if (!block) {
       heap->free(table);
       throw makeError(runtime::kOutOfMemory);
     }
-    *enumerator = {table, 1, ComPtr(heap).detach(), nullptr, records.size(), 1};
-    auto result = ComPtr<IEnumVARIANT>::attach(reinterpret_cast<IEnumVARIANT*>(enumerator));
-    records.addReader(&enumerator->records);
-    return result;
+    EnumVariant& enumerator = block->enumerator;
+    enumerator = {table, 1, ComPtr(heap).detach(), nullptr, records.size(), 1};
+    block->reader.array = &enumerator.records;
+    records.addReader(block->reader);
+    return ComPtr<IEnumVARIANT>::attach(reinterpret_cast<IEnumVARIANT*>(&enumerator));
   });
 }
 

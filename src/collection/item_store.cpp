@@ -1,7 +1,9 @@
 #include "collection/item_store.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
+#include <utility>
 
 #include "collection/key_index.h"
 
@@ -10,31 +12,45 @@ namespace {
 
 constexpr LONG kAddress = sizeof(ItemRecord*);
 
-bool contains(const std::vector<ItemRecord*>& list, const ItemRecord* record) {
-  return std::find(list.begin(), list.end(), record) != list.end();
-}
-
-// Erases one entry; false when there is none.
-bool eraseOne(std::vector<ItemRecord*>& list, const ItemRecord* record) {
-  const auto found = std::find(list.begin(), list.end(), record);
-  if (found == list.end()) return false;
-  list.erase(found);
-  return true;
+// Moves the addresses from one place in the array to another.
+void moveAddresses(ItemRecord** to, ItemRecord* const* from, LONG count) {
+  std::memmove(to, from, static_cast<size_t>(count) * kAddress);
 }
 
 }  // namespace
 
+ItemArray::~ItemArray() {
+  for (ArrayReader* reader = readers_; reader; reader = reader->next) *reader->array = nullptr;
+}
+
+void ItemArray::addReader(ArrayReader& reader) {
+  reader.next = readers_;
+  readers_ = &reader;
+  *reader.array = this;
+}
+
+void ItemArray::removeReader(ArrayReader& reader) {
+  ArrayReader** link = &readers_;
+  while (*link != &reader) link = &(*link)->next;
+  *link = reader.next;
+}
+
+ItemStore::RecordBlock* ItemStore::blockOf(const ItemRecord* record) {
+  auto* const bytes = reinterpret_cast<std::byte*>(const_cast<ItemRecord*>(record));
+  return reinterpret_cast<RecordBlock*>(bytes - offsetof(RecordBlock, record));
+}
+
 bool ItemStore::open(LONG step) {
   close();
-  increment = step;
-  const SIZE_T initial = static_cast<SIZE_T>(increment) * 2 + KeyIndex::kBuckets * kAddress + 100;
+  increment_ = step;
+  const SIZE_T initial = static_cast<SIZE_T>(step) * 2 + KeyIndex::kBuckets * kAddress + 100;
   auto heap = PrivateHeap::create(initial);
   if (!heap) return false;
-  void* const buffer = heap->allocate(static_cast<SIZE_T>(increment));
+  void* const buffer = heap->allocate(static_cast<SIZE_T>(step));
   if (!buffer) return false;
   heap_ = heap;
   items_.open(buffer, 0, 1);
-  capacity_ = allocated_ = increment;
+  capacity_ = allocated_ = step;
   return true;
 }
 
@@ -42,11 +58,16 @@ void ItemStore::close() {
   ++changes_;
   count_ = 0;
   items_.close();
-  unlisted_.clear();
-  furtherListings_.clear();
-  busy_.clear();
+  move_ = {};
+  unlisted_ = nullptr;
   capacity_ = allocated_ = 0;
   heap_.reset();
+}
+
+// After a growth that failed, the nominal size is ahead of the real one; another step begins anew.
+void ItemStore::increment(LONG step) {
+  increment_ = step;
+  capacity_ = std::min(capacity_, allocated_);
 }
 
 LONG ItemStore::positionOf(const ItemRecord* record) const {
@@ -56,11 +77,16 @@ LONG ItemStore::positionOf(const ItemRecord* record) const {
   return found == end ? 0 : static_cast<LONG>(found - begin) + 1;
 }
 
-bool ItemStore::isUnlisted(const ItemRecord* record) const { return contains(unlisted_, record); }
+bool ItemStore::isUnlisted(const ItemRecord* record) const {
+  if (record && record == move_.pushed) return true;
+  const ItemRecord* unlisted = unlisted_;
+  while (unlisted && unlisted != record) unlisted = stateOf(unlisted).next;
+  return unlisted;
+}
 
 bool ItemStore::grow() {
   const LONG needed = (count_ + 1) * kAddress;
-  if (capacity_ < needed) capacity_ = addChecked(capacity_, increment);
+  if (capacity_ < needed) capacity_ = addChecked(capacity_, increment_);
   // After a failed growth the nominal size is ahead of the real one: then this tries again.
   if (allocated_ < needed) {
     void* const larger = heap_->reallocate(items_.buffer(), static_cast<SIZE_T>(capacity_));
@@ -72,10 +98,10 @@ bool ItemStore::grow() {
 }
 
 void ItemStore::shrink() {
-  if (static_cast<double>(capacity_) - 1.5 * increment <= static_cast<double>(count_) * kAddress) {
+  if (static_cast<double>(capacity_) - 1.5 * increment_ <= static_cast<double>(count_) * kAddress) {
     return;
   }
-  const LONG smaller = subtractChecked(capacity_, increment);
+  const LONG smaller = subtractChecked(capacity_, increment_);
   if (void* const moved = heap_->reallocate(items_.buffer(), static_cast<SIZE_T>(smaller))) {
     items_.buffer(moved);
     allocated_ = smaller;
@@ -84,139 +110,114 @@ void ItemStore::shrink() {
 }
 
 ItemRecord* ItemStore::allocateRecord() {
-  busy_.reserve(busy_.size() + 1);
-  unlisted_.reserve(unlisted_.size() + 1);
-  auto* const record = heap_->allocate<ItemRecord>();
-  if (!record) return nullptr;
-  busy_.push_back(record);
-  unlisted_.push_back(record);
-  return record;
+  auto* const block = heap_->allocate<RecordBlock>();
+  if (!block) return nullptr;
+  chain(&block->record);
+  return &block->record;
 }
 
 void ItemStore::freeRecord(ItemRecord* record) {
-  ++changes_;  // an open gap may have pushed it
-  eraseOne(busy_, record);
-  eraseOne(unlisted_, record);
-  heap_->free(record);
+  settle();
+  while (isListed(record)) unlist(positionOf(record));
+  unchain(record);
+  heap_->free(blockOf(record));
 }
 
-bool ItemStore::isBusy(const ItemRecord* record) const { return contains(busy_, record); }
+void ItemStore::chain(ItemRecord* record) {
+  RecordState& state = stateOf(record);
+  state.previous = nullptr;
+  state.next = unlisted_;
+  if (unlisted_) stateOf(unlisted_).previous = record;
+  unlisted_ = record;
+}
 
-void ItemStore::setBusy(ItemRecord* record) { busy_.push_back(record); }
-
-void ItemStore::setIdle(ItemRecord* record) { eraseOne(busy_, record); }
-
-bool ItemStore::hasFurtherListing(const ItemRecord* record) const {
-  return contains(furtherListings_, record);
+void ItemStore::unchain(ItemRecord* record) {
+  const RecordState& state = stateOf(record);
+  if (state.next) stateOf(state.next).previous = state.previous;
+  (state.previous ? stateOf(state.previous).next : unlisted_) = state.next;
 }
 
 void ItemStore::addListing(ItemRecord* record) {
-  if (!eraseOne(unlisted_, record)) furtherListings_.push_back(record);
+  if (stateOf(record).listings++ == 0) unchain(record);
 }
 
-bool ItemStore::dropListing(ItemRecord* record) {
-  if (eraseOne(furtherListings_, record)) return false;
-  unlisted_.push_back(record);
-  return true;
+void ItemStore::dropListing(ItemRecord* record) {
+  if (--stateOf(record).listings == 0) chain(record);
 }
 
-// Afterwards the accounts can be kept without a failure in the middle of a change.
-void ItemStore::reserveAccounts(size_t changes) {
-  unlisted_.reserve(unlisted_.size() + changes);
-  furtherListings_.reserve(furtherListings_.size() + changes);
-}
-
-ItemStore::Move ItemStore::openGap(LONG p) {
-  p = std::min(p, count_);
-  reserveAccounts(1);
+void ItemStore::openGap(LONG p) {
+  const LONG next = p < count_ ? settle(p + 1) : 0;
+  settle();
+  p = next > 0 ? next - 1 : count_;
   ++changes_;
-  if (p == count_) return {p, nullptr, nullptr, changes_};
   ItemRecord** const slots = items_.slots();
-  ItemRecord* const last = slots[count_ - 1];
-  std::memmove(slots + p + 1, slots + p, static_cast<size_t>(count_ - p) * kAddress);
-  addListing(slots[p]);
-  dropListing(last);
-  return {p, slots[p], last, changes_};
+  move_ = {Move::kGap, p, p < count_ ? slots[count_ - 1] : nullptr};
+  moveAddresses(slots + p + 1, slots + p, count_ - p);
 }
 
-bool ItemStore::fillGap(Move gap, ItemRecord* record) {
-  if (changes_ != gap.changes) {
-    // Foreign code has added or removed items meanwhile. The record that was pushed out comes back
-    // behind the last, unless it has left or is leaving.
-    if (gap.twice) dropFurtherListing(gap.twice);
-    if (gap.pushed && isUnlisted(gap.pushed) && !isBusy(gap.pushed)) {
-      if (!grow()) return false;
-      reserveAccounts(1);
-      items_.resize(++count_);
-      items_[count_] = gap.pushed;
-      addListing(gap.pushed);
-    }
+bool ItemStore::fillGap(LONG p, ItemRecord* record) {
+  if (move_.kind != Move::kGap) {
     if (!grow()) return false;
-    gap = openGap(gap.p);
+    openGap(p);
   }
-  reserveAccounts(2);
   ++changes_;
-  ItemRecord** const slots = items_.slots();
-  if (gap.p < count_) {
-    dropListing(slots[gap.p]);
-    addListing(slots[count_]);
-  }
-  slots[gap.p] = record;
+  items_.slots()[move_.p] = record;
   addListing(record);
   items_.resize(++count_);
+  move_ = {};
   return true;
 }
 
-ItemStore::Move ItemStore::moveDown(LONG position) {
-  reserveAccounts(2);
+void ItemStore::leaveGap() {
+  if (move_.kind != Move::kGap) return;
+  if (move_.pushed) {
+    addListing(items_.slots()[move_.p]);
+    dropListing(move_.pushed);
+  }
+  move_ = {};
+}
+
+void ItemStore::moveDown(LONG position) {
+  position = settle(position);
   ++changes_;
   ItemRecord** const slots = items_.slots();
   ItemRecord* const record = items_[position];
-  ItemRecord* const last = slots[count_ - 1];
-  std::memmove(slots + position - 1, slots + position,
-               static_cast<size_t>(count_ - position) * kAddress);
-  addListing(last);
+  moveAddresses(slots + position - 1, slots + position, count_ - position);
+  move_ = {Move::kRemoval, position - 1, nullptr};
   dropListing(record);
-  return {position - 1, last, nullptr, changes_};
 }
 
-void ItemStore::closeUp(const Move& move) {
-  if (changes_ == move.changes) {
-    reserveAccounts(1);
-    ++changes_;
+void ItemStore::settle() {
+  if (move_.kind == Move::kNone) return;
+  const Move move = std::exchange(move_, {});
+  ++changes_;
+  if (move.kind == Move::kRemoval) {
     items_.resize(--count_);
-    dropListing(move.twice);
-  } else {
-    dropFurtherListing(move.twice);
+  } else if (move.pushed) {
+    ItemRecord** const slots = items_.slots();
+    moveAddresses(slots + move.p, slots + move.p + 1, count_ - move.p - 1);
+    slots[count_ - 1] = move.pushed;
   }
 }
 
-// Takes out the last listing of a record that still has another.
-void ItemStore::dropFurtherListing(ItemRecord* record) {
-  if (!hasFurtherListing(record)) return;
-  for (LONG position = count_; position >= 1; --position) {
-    if (items_[position] == record) {
-      unlist(position);
-      return;
-    }
+LONG ItemStore::settle(LONG position) {
+  const ItemRecord* const shown = items_[position];
+  settle();
+  for (const LONG now : {position, position - 1}) {
+    if (now >= 1 && now <= count_ && items_[now] == shown) return now;
   }
+  return 0;
 }
 
-bool ItemStore::unlist(LONG position) {
-  ItemRecord* const record = items_[position];
-  closeUp(moveDown(position));
-  return isUnlisted(record);
-}
-
-void ItemStore::unlistAll(const ItemRecord* record, LONG hint) {
-  LONG position = hint <= count_ && items_[hint] == record ? hint : positionOf(record);
-  while (position != 0 && !unlist(position)) position = positionOf(record);
+void ItemStore::unlist(LONG position) {
+  moveDown(position);
+  settle();
 }
 
 ItemRecord* ItemStore::findStray() const {
-  const auto found = std::find_if(unlisted_.begin(), unlisted_.end(),
-                                  [this](const ItemRecord* record) { return !isBusy(record); });
-  return found == unlisted_.end() ? nullptr : *found;
+  ItemRecord* record = unlisted_;
+  while (record && isHeld(record)) record = stateOf(record).next;
+  return record;
 }
 
 }  // namespace zsupport

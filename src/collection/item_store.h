@@ -1,21 +1,20 @@
 // The items of a collection: their records, and the array that gives them positions.
 //
-// The array lists record addresses at positions 1 to Count. A record that is alive is normally
-// listed once, but two kinds of exception exist, and this class keeps account of them so that no
-// listing ever names freed memory and no record is lost:
-//  - An insertion moves the array before it connects the item and does not move it back when it
-//    fails. The record at the gap is then listed twice, and the last one lies beyond Count.
-//  - A record is alive but not listed while its item is being added, while it is being removed,
-//    and when it was pushed beyond Count.
-// Adding and removing call foreign code, which may call the collection again. A record that
-// somebody up the stack is working on is busy: others may take its listing or its key, but its
-// references and its memory stay with whoever holds it. The heap is shared with whoever holds a
-// busy record, so its memory outlives even a Clear.
+// What is known of a record stands in front of it, in the same block: how many positions list it,
+// and whether somebody up the stack is working on it (it is held). Normally a record is listed
+// once. A failed insertion leaves one listed twice and another one, pushed beyond Count, not at
+// all; both live on. The unlisted are chained, so that they can be found.
+//
+// Insertions and removals move the array, then call foreign code, and only then does Count follow.
+// Until then the move is under way: a record shows at two positions but counts as listed once.
+// One move is under way at most, since whoever changes the list settles it first: an insertion's
+// gap closes again, a removal's Count follows. So foreign code always changes a list that is
+// whole, and whoever moved the array finds, when foreign code returns, his move or none.
+//
+// Nothing here needs memory but grow and allocateRecord.
 #pragma once
 
 #include <windows.h>
-
-#include <vector>
 
 #include "collection/address_array.h"
 #include "collection/private_heap.h"
@@ -23,24 +22,27 @@
 
 namespace zsupport {
 
-// The array of record addresses. Readers outside the collection keep a pointer to it, which becomes
-// null when the array goes.
+class ItemArray;
+
+// Somebody outside the collection who reads the array; his pointer to it becomes null when it goes.
+struct ArrayReader {
+  ArrayReader* next;
+  ItemArray** array;
+};
+
+// The array of record addresses.
 class ItemArray : public AddressArray<ItemRecord> {
  public:
   ItemArray() = default;
   ItemArray(const ItemArray&) = delete;
   ItemArray& operator=(const ItemArray&) = delete;
-  ~ItemArray() {
-    for (ItemArray** const reader : readers_) *reader = nullptr;
-  }
-  void addReader(ItemArray** reader) {
-    readers_.push_back(reader);
-    *reader = this;
-  }
-  void removeReader(ItemArray** reader) { std::erase(readers_, reader); }
+  ~ItemArray();
+
+  void addReader(ArrayReader& reader);
+  void removeReader(ArrayReader& reader);
 
  private:
-  std::vector<ItemArray**> readers_;
+  ArrayReader* readers_ = nullptr;
 };
 
 class ItemStore {
@@ -57,77 +59,95 @@ class ItemStore {
   ItemArray& items() { return items_; }
 
   // Growth and shrink step of the array's buffer, in bytes.
-  LONG increment = 0;
+  LONG increment() const { return increment_; }
+  void increment(LONG step);
 
   // Error 9 outside 1 to Count.
   ItemRecord* at(LONG position) const { return items_[position]; }
-  // The first position that lists the record; 0 when none does.
+  // The first position that lists the record; 0 when none does. By address alone: whether there is
+  // a record behind the address is what the callers want to know.
   LONG positionOf(const ItemRecord* record) const;
-  // Whether the address is that of a record which is alive without being listed.
+  // Whether the address is that of a record which is alive without showing at any position.
   bool isUnlisted(const ItemRecord* record) const;
 
   // Makes room for one more address. False when there is no memory; error 6.
   bool grow();
-  // Gives back a step of the buffer when enough of it is unused; error 6.
+  // Gives back a step of the buffer when enough of it is unused.
   void shrink();
 
-  // A zeroed record, busy and unlisted; null when there is no memory.
+  // A zeroed record, unlisted; null when there is no memory.
   ItemRecord* allocateRecord();
+  // Takes out what still lists the record, and frees it.
   void freeRecord(ItemRecord* record);
 
-  bool isBusy(const ItemRecord* record) const;
-  void setBusy(ItemRecord* record);
-  void setIdle(ItemRecord* record);
+  bool isHeld(const ItemRecord* record) const { return stateOf(record).isHeld; }
+  void hold(ItemRecord* record) { stateOf(record).isHeld = true; }
+  void letGo(ItemRecord* record) { stateOf(record).isHeld = false; }
 
-  // A move of the array that is not finished yet, and the state of the list at that moment.
-  struct Move {
-    LONG p;              // zero-based, where it began
-    ItemRecord* twice;   // the record that it has listed once more; null for none
-    ItemRecord* pushed;  // the record that a gap has pushed beyond Count; null for none
-    ULONG changes;
-  };
+  // Moves positions p + 1 to Count one place up, for an item that is to become item p + 1, where p
+  // is a place in the list as it shows.
+  void openGap(LONG p);
+  // Puts the record into the gap, or, when that has been closed since, into a new one at p or at
+  // the end. False when there is no memory for the new one.
+  bool fillGap(LONG p, ItemRecord* record);
+  // The insertion has failed. Its gap, if it is still open, stays as it is for good: the array is
+  // not moved back.
+  void leaveGap();
 
-  // Moves positions p + 1 to Count one place up, for an item that is to become item p + 1.
-  Move openGap(LONG p);
-  // Puts the record into the gap. When the list has changed since, the record goes into a new gap,
-  // and what the old one had pushed out comes back behind the last; false when there is no memory.
-  bool fillGap(Move gap, ItemRecord* record);
+  // Takes the listing that shows at a position out by moving the positions behind it down; Count
+  // follows with settle.
+  void moveDown(LONG position);
+  // Ends the move that is under way, if one is: a gap closes, Count follows a removal.
+  void settle();
 
-  // Takes a listing out by moving the positions behind it down; Count follows with closeUp.
-  Move moveDown(LONG position);
-  void closeUp(const Move& move);
+  // Takes the listing that shows at a position out altogether.
+  void unlist(LONG position);
 
-  // Whether the record is listed more than once.
-  bool hasFurtherListing(const ItemRecord* record) const;
+  // Whether the record is listed more than once for good.
+  bool hasFurtherListing(const ItemRecord* record) const { return stateOf(record).listings > 1; }
+  bool isListed(const ItemRecord* record) const { return stateOf(record).listings > 0; }
 
   // Moves with every change of the list.
   ULONG changes() const { return changes_; }
 
-  // Takes one listing out; the positions behind it move down. True when it was the record's last:
-  // the record is then unlisted.
-  bool unlist(LONG position);
-
-  // Takes out all listings of a record; hint is the position where one is likely to be.
-  void unlistAll(const ItemRecord* record, LONG hint);
-
-  // Some record that is alive, unlisted and not busy, as one pushed beyond Count is; or null.
+  // Some record that is alive, unlisted and not held, as one pushed beyond Count is; or null.
   ItemRecord* findStray() const;
 
  private:
+  struct RecordState {
+    ItemRecord* previous;  // in the chain of the unlisted
+    ItemRecord* next;
+    LONG listings;
+    bool isHeld;
+  };
+  struct RecordBlock {
+    RecordState state;
+    ItemRecord record;
+  };
+  struct Move {
+    enum { kNone, kGap, kRemoval } kind;
+    LONG p;              // zero-based, where it began
+    ItemRecord* pushed;  // the record that a gap has pushed beyond Count; null for none
+  };
+
+  static RecordBlock* blockOf(const ItemRecord* record);
+  static RecordState& stateOf(const ItemRecord* record) { return blockOf(record)->state; }
+  // Settles, and tells where the record is now that showed at a position; 0 when it has gone.
+  LONG settle(LONG position);
   void addListing(ItemRecord* record);
-  bool dropListing(ItemRecord* record);
-  void reserveAccounts(size_t changes);
-  void dropFurtherListing(ItemRecord* record);
+  void dropListing(ItemRecord* record);
+  void chain(ItemRecord* record);
+  void unchain(ItemRecord* record);
 
   ItemArray items_;
+  LONG increment_ = 0;
   LONG capacity_ = 0;   // nominal size of the buffer in bytes; stays enlarged after a failed growth
   LONG allocated_ = 0;  // its real size
   LONG count_ = 0;
   ComPtr<PrivateHeap> heap_;
 
-  std::vector<ItemRecord*> unlisted_;
-  std::vector<ItemRecord*> furtherListings_;  // one entry per listing beyond a record's first
-  std::vector<ItemRecord*> busy_;
+  Move move_{};
+  ItemRecord* unlisted_ = nullptr;
   ULONG changes_ = 0;
 };
 

@@ -76,13 +76,13 @@ HRESULT ZollectionObject::get_Count(LONG* count) {
 HRESULT ZollectionObject::get_Increment(LONG* increment) {
   return atBoundary(__uuidof(_Zollection), [&] {
     requirePointer(increment);
-    *increment = store_.increment;
+    *increment = store_.increment();
   });
 }
 
 // What is written is not what is read: deliberate.
 HRESULT ZollectionObject::put_Increment(LONG increment) {
-  store_.increment = std::max(increment / kIncrementUnit, kLeastIncrement);
+  store_.increment(std::max(increment / kIncrementUnit, kLeastIncrement));
   return S_OK;
 }
 

@@ -10,10 +10,17 @@
 #include "automation/connection_point.h"
 #include "automation/text.h"
 #include "collection/collection_face.h"
+#include "collection/held_record.h"
 #include "collection/item_store.h"
 #include "collection/key_index.h"
 
 namespace zsupport {
+
+// The collections that an event has come through without a handler in between, last one first.
+struct EventRoute {
+  const _Zollection* collection;
+  const EventRoute* from;
+};
 
 class ZollectionObject final : public CoClass<ZollectionObject, Zollection, _Zollection,
                                               __Zollection, IConnectionPointContainer> {
@@ -25,7 +32,8 @@ class ZollectionObject final : public CoClass<ZollectionObject, Zollection, _Zol
   // IUnknown: the Collection face is another object with this one's identity.
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override;
 
-  // Opens the private heap and the arrays in it; error 7. To be called once, before use.
+  // Opens the private heap and the arrays in it; error 7, and an empty collection that tries again
+  // when an item comes in. To be called before use.
   void Class_Initialize();
   // Class_Terminate: lets go of all items and clients.
   void onFinalRelease() noexcept;
@@ -70,18 +78,14 @@ class ZollectionObject final : public CoClass<ZollectionObject, Zollection, _Zol
   HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID id, IConnectionPoint** point) override;
 
  private:
-  // A record that this call is working on, and the heap that it lives in.
-  struct Holding {
-    ItemRecord* record;
-    ComPtr<PrivateHeap> heap;
-  };
+  struct Addition;
+  struct Firing;
 
   // Insertion (zollection_add.cpp)
-  void add(IDispatch* item, BSTR* sourceIID, BSTR* key, const VARIANT& before,
-           const VARIANT& after);
+  void add(Addition& addition, BSTR* sourceIID, const VARIANT& before, const VARIANT& after);
   LONG insertionPoint(const VARIANT& before, const VARIANT& after);
-  void connect(IDispatch* item, ItemRecord* record, BSTR sourceIID);
-  void abandon(const Holding& held) noexcept;
+  void connect(IDispatch* item, ItemRecord* record, BSTR* sourceIID);
+  void enterKey(const Text& key, ItemRecord* record);
 
   // Access (zollection_access.cpp)
   bool isListed(LONG position) const { return position >= 1 && position <= store_.count(); }
@@ -95,23 +99,26 @@ class ZollectionObject final : public CoClass<ZollectionObject, Zollection, _Zol
   void clear();
   void removeByIndex(LONG index);
   void removeByKey(BSTR key);
-  bool letGo(const Holding& held, std::exception_ptr& failure) noexcept;
-  Holding hold(ItemRecord* record);
-  bool isCurrent(const Holding& held) const { return held.heap.get() == store_.heap(); }
+  template <class Body>
+  HRESULT reentrant(Body&& body);
+  void dismiss(ItemRecord* record);
+  void letGoOf(ItemRecord* record, std::exception_ptr& failure) noexcept;
   void removeKey(ItemRecord* record);
   void pvClear();
-  void letGoOfAll(std::exception_ptr& failure);
+  void letGoOfAll(std::exception_ptr& failure) noexcept;
+  void closeAll() noexcept;
 
   // Events (zollection_events.cpp)
   LONG pvIndexFromPtr(const ItemRecord* record) const;
-  void raiseEvent(const ItemRecord* record, DISPID dispid, DISPPARAMS* fired);
+  void raiseEvent(const ItemRecord* record, DISPID dispid, DISPPARAMS* fired, Firing& firing);
+  static bool mayReach(const EventRoute& route, IDispatch* client);
   void raiseConnectionFailed(IDispatch* source, Text& sourceIID, LONG reason) noexcept;
 
   VARIANT_BOOL useDispid_ = VARIANT_FALSE;
   ItemStore store_;
   KeyIndex index_;
   bool clearing_ = false;  // from pvClear to the next Class_Initialize: no item comes in
-  int eventDepth_ = 0;
+  const EventRoute* arriving_ = nullptr;  // of the event that a collection is about to pass here
   CollectionFace collectionFace_{*this};
   ConnectionPoint events_{*this, __uuidof(__Zollection)};
 };

@@ -98,6 +98,7 @@ HRESULT ZollectionObject::NewEnum(IEnumVARIANT** enumerator) {
     requirePointer(enumerator);
     *enumerator = nullptr;
     *enumerator = framed(procedure(L"Function NewEnum"), [&] {
+                    if (!store_.heap()) Class_Initialize();
                     return CreateIEnumVARIANT(store_.heap(), store_.items());
                   }).detach();
   });

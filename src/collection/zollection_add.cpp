@@ -7,8 +7,11 @@
 #include <oleauto.h>
 
 #include <new>
+#include <optional>
+#include <utility>
 
 #include "automation/boundary.h"
+#include "automation/foreign_unwind.h"
 #include "automation/variant.h"
 #include "collection/zollection.h"
 #include "events/connection.h"
@@ -21,22 +24,32 @@ namespace {
 
 constexpr wchar_t kAddSource[] = L"Zollection.Add";
 
-const wchar_t* connectionFailure(LONG reason) {
+std::wstring connectionFailure(LONG reason, std::wstring_view sourceIID) {
   switch (reason) {
     case wecErrSourceNotDispinterface:
-      return L"Object default source interface is not supported, only dispinterfaces are "
-             L"supported.";
+      return sourceIID.empty() ? L"Object default source interface is not supported, only "
+                                 L"dispinterfaces are supported."
+                               : L"Source interface is not supported, only dispinterfaces and "
+                                 L"dual interfaces are supported.";
     case wecErrSourceInterfaceNotFound:
       return L"Object support connection points but no connection point was found.";
     case wecErrCannotCreateSinkObject:
       return L"Cannot create the sink object.";
     default:
-      return L"";
+      return {};
   }
 }
 
-// A caller's text, safe from what the caller's handlers do to the variable meanwhile.
-Text copyOf(BSTR text) { return viewOf(text).empty() ? Text() : Text(viewOf(text)); }
+// A caller's text, safe from what the caller's handlers do to the variable meanwhile. A text may
+// end in half a character.
+Text copyOf(BSTR text) {
+  Text copy;
+  if (!text) return copy;
+  *copy.inout() =
+      SysAllocStringByteLen(reinterpret_cast<const char*>(text), SysStringByteLen(text));
+  if (!copy.get()) throw std::bad_alloc();
+  return copy;
+}
 
 LONG lessOne(const VARIANT& value) {
   VARIANT one;
@@ -49,57 +62,81 @@ LONG lessOne(const VARIANT& value) {
 
 }  // namespace
 
+// What one Add holds while foreign code may run.
+struct ZollectionObject::Addition {
+  ZollectionObject& collection;
+  ComPtr<_Zollection> alive;
+  ComPtr<IDispatch> item;
+  Text key;
+  std::optional<HeldRecord> record;
+
+  // Undoes what is unfinished. The source may keep the sink; it hears nothing any more.
+  void abandon() noexcept;
+  void giveBack() noexcept {
+    abandon();
+    key = {};
+    item.reset();
+    alive.reset();
+  }
+};
+
 HRESULT ZollectionObject::Add(IDispatch* item, BSTR* sourceIID, BSTR* key, VARIANT* before,
                               VARIANT* after) {
-  const ComPtr<_Zollection> alive(this);
-  return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointers(sourceIID, key, before, after);
-    framed(procedure(L"Sub Add"), [&] {
-      try {
-        add(item, sourceIID, key, *before, *after);
-      } catch (const std::bad_alloc&) {
-        raiseOwn(runtime::kOutOfMemory, kAddSource);
-      }
+  Addition addition = {*this, ComPtr<_Zollection>(this), ComPtr<IDispatch>(item), {}, {}};
+  const auto body = [&] {
+    return atBoundary(__uuidof(_Zollection), [&] {
+      requirePointers(sourceIID, key, before, after);
+      framed(procedure(L"Sub Add"), [&] {
+        // Being out of memory is always raised: where it was recorded only, the item would be lost
+        // in silence.
+        try {
+          addition.key = copyOf(*key);
+          add(addition, sourceIID, *before, *after);
+        } catch (const std::bad_alloc&) {
+          addition.abandon();
+          raiseOwn(runtime::kOutOfMemory, kAddSource);
+        } catch (const Error& error) {
+          addition.abandon();
+          if (error.number == runtime::kOutOfMemory) raiseOwn(error.number, kAddSource);
+          throw;
+        }
+      });
     });
-  });
+  };
+  return passingExceptions(body, [&] { addition.giveBack(); });
 }
 
-void ZollectionObject::add(IDispatch* item, BSTR* sourceIIDArgument, BSTR* keyArgument,
-                           const VARIANT& before, const VARIANT& after) {
-  const ComPtr<IDispatch> itemHeld(item);
-  const Text sourceIID = copyOf(*sourceIIDArgument);
-  const Text key = copyOf(*keyArgument);
-
+void ZollectionObject::add(Addition& addition, BSTR* sourceIID, const VARIANT& before,
+                           const VARIANT& after) {
   // Error 7 for an item that fires no events: deliberate.
-  if (!pvIsEventSource(item)) raiseOwn(runtime::kOutOfMemory, kAddSource);
+  if (!pvIsEventSource(addition.item.get())) raiseOwn(runtime::kOutOfMemory, kAddSource);
   // While items are being let go, everything goes: a new one has no place.
   if (clearing_) raiseOwn(runtime::kInvalidCall, kAddSource);
+  if (!store_.heap()) Class_Initialize();
   if (!store_.heap() || !store_.grow()) raiseOwn(runtime::kOutOfMemory, kAddSource);
 
-  const Holding held{store_.allocateRecord(), ComPtr(store_.heap())};
-  ItemRecord* const record = held.record;
+  HeldRecord& record = addition.record.emplace(store_, store_.allocateRecord());
   if (!record) raiseOwn(runtime::kOutOfMemory, kAddSource);
-  try {
-    const LONG p = insertionPoint(before, after);
-    // Foreign code may have used the room up, or cleared the collection, here and below.
-    if (!isCurrent(held)) raiseOwn(runtime::kInvalidCall, kAddSource);
-    if (!store_.grow()) raiseOwn(runtime::kOutOfMemory, kAddSource);
-    const ItemStore::Move gap = store_.openGap(p);
+  const LONG p = insertionPoint(before, after);
+  // Foreign code may have used the room up, or cleared the collection, here and below.
+  if (!record.isCurrent()) raiseOwn(runtime::kInvalidCall, kAddSource);
+  if (!store_.grow()) raiseOwn(runtime::kOutOfMemory, kAddSource);
+  store_.openGap(p);
 
-    // Any other value connects, the empty one to the default event interface.
-    if (sourceIID.view() != kNoEvents) connect(item, record, sourceIID.get());
-    if (!isCurrent(held)) raiseOwn(runtime::kInvalidCall, kAddSource);
+  // Any other value connects, the empty one to the default event interface.
+  if (viewOf(*sourceIID) != kNoEvents) connect(addition.item.get(), record.get(), sourceIID);
+  if (!record.isCurrent()) raiseOwn(runtime::kInvalidCall, kAddSource);
 
-    if (!key.view().empty() && index_.pvGetItemByKey(key.get(), record)) {
-      raiseOwn(runtime::kDuplicateKey, kAddSource);
-    }
-    if (!store_.fillGap(gap, record)) raiseOwn(runtime::kOutOfMemory, kAddSource);
-    record->item = ComPtr(itemHeld).detach();
-  } catch (...) {
-    abandon(held);
-    throw;
-  }
-  store_.setIdle(record);
+  if (!addition.key.view().empty()) enterKey(addition.key, record.get());
+  if (!store_.fillGap(p, record.get())) raiseOwn(runtime::kOutOfMemory, kAddSource);
+  record->item = addition.item.detach();
+  record.letGo();
+}
+
+void ZollectionObject::enterKey(const Text& key, ItemRecord* record) {
+  if (index_.pvGetItemByKey(key.get(), record)) raiseOwn(runtime::kDuplicateKey, kAddSource);
+  // A failure may have been recorded only.
+  if (!record->key) raiseOwn(runtime::kOutOfMemory, kAddSource);
 }
 
 // The zero-based place where the new item goes: the item becomes item p + 1. Error 5.
@@ -126,31 +163,33 @@ LONG ZollectionObject::insertionPoint(const VARIANT& before, const VARIANT& afte
 }
 
 // Connects the item's events, asking the client again and again while it answers with another
-// interface. The answer is only a signal: every try is for the interface that Add was given.
-void ZollectionObject::connect(IDispatch* item, ItemRecord* record, BSTR sourceIID) {
+// interface. The answer is only a signal: every try is for the interface that the caller's variable
+// names.
+void ZollectionObject::connect(IDispatch* item, ItemRecord* record, BSTR* sourceIID) {
   for (;;) {
-    const LONG result = pvAdvise(item, record, sourceIID, this);
-    if (result == 0) return;
-    Text answer(viewOf(sourceIID));
-    raiseConnectionFailed(item, answer, result);
-    if (sameTextIgnoringCase(answer.get(), sourceIID)) {
-      raiseOwn(result, kRuntimeSource, connectionFailure(result));
+    const Text named = copyOf(*sourceIID);
+    const std::optional<LONG> result = pvAdvise(item, record, named.get(), this);
+    if (!result) raiseOwn(runtime::kOutOfMemory, kAddSource);
+    if (*result == 0) return;
+    Text answer(named.view());
+    raiseConnectionFailed(item, answer, *result);
+    if (sameTextIgnoringCase(answer.get(), *sourceIID)) {
+      raiseOwn(*result, kRuntimeSource, connectionFailure(*result, named.view()));
     }
     if (answer.view() == kNoEvents) return;
   }
 }
 
-// Undoes what an unfinished Add holds. The source may keep the sink; it hears nothing any more.
-void ZollectionObject::abandon(const Holding& held) noexcept {
-  silenceEventSink(held.record->sink);
-  const auto sink = ComPtr<IUnknown>::attach(std::exchange(held.record->sink, nullptr));
-  if (!isCurrent(held)) return;
-  try {
-    if (held.record->key) removeKey(held.record);
-  } catch (...) {
-    // Reported by its frame.
+void ZollectionObject::Addition::abandon() noexcept {
+  if (!record || !*record) return;
+  silenceEventSink((*record)->sink);
+  auto sink = ComPtr<IUnknown>::attach(std::exchange((*record)->sink, nullptr));
+  if (record->isCurrent()) {
+    collection.store_.leaveGap();
+    collection.removeKey(record->get());
   }
-  store_.freeRecord(held.record);
+  record->free();
+  sink.reset();
 }
 
 }  // namespace zsupport

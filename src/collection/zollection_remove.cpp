@@ -4,9 +4,10 @@
 // takes key and position first. Both orders are deliberate: they show in what a handler sees that
 // is called back meanwhile. A source that fails to let go of its sink does not keep its item in
 // the collection: the removal is finished, and then the failure travels on.
-#include <optional>
+#include <utility>
 
 #include "automation/boundary.h"
+#include "automation/foreign_unwind.h"
 #include "automation/variant.h"
 #include "collection/zollection.h"
 #include "events/connection.h"
@@ -20,17 +21,40 @@ void rethrowIf(const std::exception_ptr& failure) {
   if (failure) std::rethrow_exception(failure);
 }
 
+// Gives back what the record owns, if that has not been done.
+void giveBackReferences(ItemRecord* record) noexcept {
+  silenceEventSink(record->sink);
+  ComPtr<IDispatch>::attach(std::exchange(record->item, nullptr)).reset();
+  ComPtr<IUnknown>::attach(std::exchange(record->sink, nullptr)).reset();
+}
+
+// Withdraws the record's events, and gives back its references.
+void release(ItemRecord* record, std::exception_ptr& failure) noexcept {
+  if (!record->item) return;
+  try {
+    pvUnAdvise(record);
+  } catch (...) {
+    if (!failure) failure = std::current_exception();
+  }
+  giveBackReferences(record);
+}
+
 }  // namespace
 
+// Runs the body of a member that foreign code may call in the midst of, and release the collection.
+template <class Body>
+HRESULT ZollectionObject::reentrant(Body&& body) {
+  ComPtr<_Zollection> alive(this);
+  return passingExceptions([&] { return atBoundary(__uuidof(_Zollection), body); },
+                           [&] { alive.reset(); });
+}
+
 HRESULT ZollectionObject::Clear() {
-  const ComPtr<_Zollection> alive(this);
-  return atBoundary(__uuidof(_Zollection),
-                    [&] { framed(procedure(L"Sub Clear"), [&] { clear(); }); });
+  return reentrant([&] { framed(procedure(L"Sub Clear"), [&] { clear(); }); });
 }
 
 HRESULT ZollectionObject::Remove(VARIANT key) {
-  const ComPtr<_Zollection> alive(this);
-  return atBoundary(__uuidof(_Zollection), [&] {
+  return reentrant([&] {
     framed(procedure(L"Sub Remove"), [&] {
       Variant holder;
       const VARIANT& plain = dereferenced(key, holder);
@@ -42,32 +66,23 @@ HRESULT ZollectionObject::Remove(VARIANT key) {
 }
 
 HRESULT ZollectionObject::RemoveByKey(BSTR key) {
-  const ComPtr<_Zollection> alive(this);
-  return atBoundary(__uuidof(_Zollection), [&] { removeByKey(key); });
+  return reentrant([&] { removeByKey(key); });
 }
 
 HRESULT ZollectionObject::RemoveByIndex(LONG index) {
-  const ComPtr<_Zollection> alive(this);
-  return atBoundary(__uuidof(_Zollection), [&] { removeByIndex(index); });
+  return reentrant([&] { removeByIndex(index); });
 }
 
 void ZollectionObject::removeByIndex(LONG index) {
   framed(procedure(L"Sub RemoveByIndex"), [&] {
     ItemRecord* const record = recordAt(index, L"Zollection.RemoveByIndex");
-    if (store_.isBusy(record) || store_.hasFurtherListing(record)) {
-      // Somebody else ends it, or it has another listing to live for.
-      if (store_.unlist(index)) removeKey(record);
-      return store_.shrink();
-    }
-    const Holding held = hold(record);
-    std::exception_ptr failure;
-    if (letGo(held, failure)) {
-      removeKey(record);
-      store_.unlistAll(record, index);
-      store_.freeRecord(record);
-      store_.shrink();
-    }
-    rethrowIf(failure);
+    const bool isLeaving = store_.isHeld(record);
+    if (!isLeaving && !store_.hasFurtherListing(record)) return dismiss(record);
+    // Somebody else ends it, or it has another listing to live for.
+    if (store_.isListed(record)) store_.unlist(index);
+    store_.settle();
+    if (!store_.isListed(record)) removeKey(record);
+    store_.shrink();
   });
 }
 
@@ -77,37 +92,49 @@ void ZollectionObject::removeByKey(BSTR key) {
     ItemRecord* const record = index_.take(key);
     absent = !record;
     if (absent) return;
-    const LONG position = store_.positionOf(record);
-    if (position != 0 && (store_.isBusy(record) || store_.hasFurtherListing(record))) {
-      store_.unlist(position);
-      return store_.shrink();
+    LONG position = store_.positionOf(record);
+    if (position == 0 && store_.isListed(record)) {
+      store_.settle();  // an insertion's gap has pushed it beyond Count
+      position = store_.positionOf(record);
     }
-    if (store_.isBusy(record)) return;
-    // Until the item has gone, Count stands, and the last item is found at two positions.
-    const Holding held = hold(record);
-    std::optional<ItemStore::Move> move;
-    if (position != 0) move = store_.moveDown(position);
-    std::exception_ptr failure;
-    if (letGo(held, failure)) {
-      if (move) store_.closeUp(*move);
-      if (!store_.isUnlisted(record)) store_.unlistAll(record, store_.count());
-      store_.freeRecord(record);
-      store_.shrink();
-    }
-    rethrowIf(failure);
+    const bool isShared = store_.isHeld(record) || store_.hasFurtherListing(record);
+    // Until the item has gone, Count stands.
+    if (position != 0) store_.moveDown(position);
+    if (!isShared) return dismiss(record);
+    store_.settle();
+    store_.shrink();
   });
   // Raised with the frame switched off: neither recorded nor labelled.
   if (absent) throw makeError(runtime::kInvalidCall, L"Zollection.RemoveByKey");
 }
 
+// Lets go of a record that nobody else holds; then what is left of it goes.
+void ZollectionObject::dismiss(ItemRecord* record) {
+  HeldRecord held(store_, record);
+  std::exception_ptr failure;
+  const auto bury = [&]() noexcept {
+    giveBackReferences(record);
+    if (!held.isCurrent()) return held.letGo();
+    removeKey(record);
+    held.free();
+    store_.shrink();
+  };
+  passingExceptions([&] { release(record, failure); }, bury);
+  bury();
+  rethrowIf(failure);
+}
+
 void ZollectionObject::clear() {
   if (clearing_) return;  // called back by an item that is being let go: it is being done
   std::exception_ptr failure;
-  try {
-    pvClear();
-  } catch (...) {
-    failure = std::current_exception();
-  }
+  const auto body = [&] {
+    try {
+      pvClear();
+    } catch (...) {
+      failure = std::current_exception();
+    }
+  };
+  passingExceptions(body, [&] { clearing_ = false; });
   clearing_ = false;
   Class_Initialize();
   rethrowIf(failure);
@@ -118,57 +145,46 @@ void ZollectionObject::pvClear() {
   framed(procedure(L"Sub pvClear"), [&] {
     clearing_ = true;
     std::exception_ptr failure;
-    try {
-      letGoOfAll(failure);
-    } catch (...) {
-      if (!failure) failure = std::current_exception();
-    }
-    index_.close();
-    store_.close();
+    const auto all = [&]() noexcept { letGoOfAll(failure); };
+    passingExceptions(all, [&] {
+      all();
+      closeAll();
+    });
+    closeAll();
     rethrowIf(failure);
   });
 }
 
 // Items that are let go stay listed, empty, until all are. Foreign code may take listings out
 // meanwhile, which moves items to positions that were passed already: then the search starts over.
-void ZollectionObject::letGoOfAll(std::exception_ptr& failure) {
+void ZollectionObject::letGoOfAll(std::exception_ptr& failure) noexcept {
+  store_.settle();
   for (LONG position = 1; position <= store_.count(); ++position) {
     ItemRecord* const record = store_.at(position);
-    if (!record->item || store_.isBusy(record)) continue;
+    if (!record->item || store_.isHeld(record)) continue;
     const ULONG before = store_.changes();
-    letGo(hold(record), failure);
-    store_.setIdle(record);
+    letGoOf(record, failure);
     if (store_.changes() != before) position = 0;
   }
   while (ItemRecord* const stray = store_.findStray()) {
-    letGo(hold(stray), failure);
+    letGoOf(stray, failure);
     removeKey(stray);
     store_.freeRecord(stray);
   }
 }
 
-ZollectionObject::Holding ZollectionObject::hold(ItemRecord* record) {
-  store_.setBusy(record);
-  return {record, ComPtr(store_.heap())};
+void ZollectionObject::letGoOf(ItemRecord* record, std::exception_ptr& failure) noexcept {
+  HeldRecord held(store_, record);
+  passingExceptions([&] { release(record, failure); },
+                    [&] {
+                      giveBackReferences(record);
+                      held.letGo();
+                    });
 }
 
-// Withdraws the record's events and gives back its references, if that has not been done. False
-// when the collection was cleared meanwhile: then the record is no longer in it.
-bool ZollectionObject::letGo(const Holding& held, std::exception_ptr& failure) noexcept {
-  ItemRecord* const record = held.record;
-  if (record->item) {
-    try {
-      pvUnAdvise(record);
-    } catch (...) {
-      if (!failure) failure = std::current_exception();
-    }
-    silenceEventSink(record->sink);
-    auto item = ComPtr<IDispatch>::attach(std::exchange(record->item, nullptr));
-    auto sink = ComPtr<IUnknown>::attach(std::exchange(record->sink, nullptr));
-    item.reset();
-    sink.reset();
-  }
-  return isCurrent(held);
+void ZollectionObject::closeAll() noexcept {
+  index_.close();
+  store_.close();
 }
 
 void ZollectionObject::removeKey(ItemRecord* record) {

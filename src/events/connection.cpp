@@ -3,6 +3,9 @@
 #include <ocidl.h>
 #include <olectl.h>
 
+#include <new>
+#include <utility>
+
 #include "automation/com_ptr.h"
 #include "automation/error.h"
 #include "automation/text.h"
@@ -19,23 +22,34 @@ struct Discovery {
   LONG result = 0;
   IID iid = IID_NULL;
   ComPtr<IConnectionPoint> point;
+  ComPtr<ITypeInfo> dual;  // the interface, if it is a dual one
 };
 
-ComPtr<IConnectionPoint> findPoint(IConnectionPointContainer* container, REFIID iid) {
-  if (!container) return {};
-  return obtain<IConnectionPoint>(
-      [&](IConnectionPoint** out) { return container->FindConnectionPoint(iid, out); });
+HRESULT findPoint(IConnectionPointContainer* container, REFIID iid,
+                  ComPtr<IConnectionPoint>& point) {
+  if (!container) return E_NOINTERFACE;
+  HRESULT result = E_FAIL;
+  point = obtain<IConnectionPoint>([&](IConnectionPoint** out) {
+    result = container->FindConnectionPoint(iid, out);
+    return result;
+  });
+  return SUCCEEDED(result) && !point ? CONNECT_E_NOCONNECTION : result;
+}
+
+// Whether a sink can serve the interface that was found.
+bool isServed(IDispatch* item, Discovery& found) {
+  SourceInterface source = describeSource(item, found.iid);
+  if (source.kind == SourceKind::kDual) found.dual = std::move(source.description);
+  return source.kind != SourceKind::kCustom;
 }
 
 Discovery findNamed(IDispatch* item, BSTR sourceIID) {
   Discovery found;
   const auto container = ComPtr<IConnectionPointContainer>::from(item);
-  if (SUCCEEDED(IIDFromString(sourceIID, &found.iid))) {
-    found.point = findPoint(container.get(), found.iid);
-  }
-  if (!found.point) {
+  if (FAILED(IIDFromString(sourceIID, &found.iid)) ||
+      FAILED(findPoint(container.get(), found.iid, found.point))) {
     found.result = wecErrSourceInterfaceNotFound;
-  } else if (isVtableInterface(item, found.iid)) {
+  } else if (!isServed(item, found)) {
     found.result = wecErrSourceNotDispinterface;
   }
   return found;
@@ -55,8 +69,8 @@ Discovery findFirst(IDispatch* item) {
   ULONG fetched = 0;
   found.point = obtain<IConnectionPoint>(
       [&](IConnectionPoint** out) { return points->Next(1, out, &fetched); });
-  if (found.point && (FAILED(found.point->GetConnectionInterface(&found.iid)) ||
-                      isVtableInterface(item, found.iid))) {
+  if (found.point &&
+      (FAILED(found.point->GetConnectionInterface(&found.iid)) || !isServed(item, found))) {
     found.point.reset();
   }
   return found;
@@ -64,26 +78,27 @@ Discovery findFirst(IDispatch* item) {
 
 Discovery findDefault(IDispatch* item) {
   Discovery found;
-  const LONG code = pvGetDefaultSourceInterface(item, found.iid);
-  if (code == _wecErrNoTypelib || code == _wecErrNoDefaultSource) return findFirst(item);
-  found.result = code;
-  if (code == 0) {
-    const auto container = ComPtr<IConnectionPointContainer>::from(item);
-    found.point = findPoint(container.get(), found.iid);
+  const std::optional<LONG> code = pvGetDefaultSourceInterface(item, found.iid);
+  if (!code) throw std::bad_alloc();
+  if (*code == _wecErrNoTypelib || *code == _wecErrNoDefaultSource) return findFirst(item);
+  found.result = *code;
+  if (found.result == 0) {
+    findPoint(ComPtr<IConnectionPointContainer>::from(item).get(), found.iid, found.point);
   }
   return found;
 }
 
 }  // namespace
 
-LONG pvAdvise(IDispatch* item, ItemRecord* record, BSTR sourceIID, _Zollection* collection) {
-  return framed(procedure(L"Function pvAdvise"), [&]() -> LONG {
+std::optional<LONG> pvAdvise(IDispatch* item, ItemRecord* record, BSTR sourceIID,
+                             _Zollection* collection) {
+  return framed(procedure(L"Function pvAdvise"), [&]() -> std::optional<LONG> {
     Discovery found = viewOf(sourceIID).empty() ? findDefault(item) : findNamed(item, sourceIID);
     if (found.result != 0 || !found.point) return found.result;
 
     ComPtr<IUnknown> sink;
     try {
-      sink = CreateEventSinkObj(found.iid, record, collection);
+      sink = CreateEventSinkObj(found.iid, record, collection, found.dual.get());
     } catch (const Error&) {
       // Reported where it was raised; here it is a result.
     }
@@ -107,9 +122,9 @@ void pvUnAdvise(ItemRecord* record) {
     // The connection point may release the item while it lets go of the sink.
     const ComPtr<IDispatch> item(record->item);
     const auto container = ComPtr<IConnectionPointContainer>::from(item.get());
-    if (!container) checkPlatform(E_NOINTERFACE);
-    const auto point = findPoint(container.get(), iid);
-    checkPlatform(point ? point->Unadvise(cookie) : CONNECT_E_NOCONNECTION);
+    ComPtr<IConnectionPoint> point;
+    checkPlatform(findPoint(container.get(), iid, point));
+    checkPlatform(point->Unadvise(cookie));
   });
 }
 

@@ -4,6 +4,8 @@
 #include <windows.h>
 #include <oaidl.h>
 
+#include <optional>
+
 #include "ZSupport.h"
 #include "events/item_record.h"
 
@@ -17,8 +19,12 @@ inline constexpr wchar_t kNoEvents[] = L"{00000000-0000-0000-0000-000000000000}"
 // connection when a default interface was found but its connection point was not, when there is no
 // first connection point to fall back on, and when the source refuses the sink: deliberate.
 //
+// No result when the attempt failed, for want of memory or otherwise, and that has only been
+// recorded.
+//
 // Calls foreign code: the record's memory must outlive the call, the record itself need not.
-LONG pvAdvise(IDispatch* item, ItemRecord* record, BSTR sourceIID, _Zollection* collection);
+std::optional<LONG> pvAdvise(IDispatch* item, ItemRecord* record, BSTR sourceIID,
+                             _Zollection* collection);
 
 // Withdraws the record's connection, if it has one. Calls foreign code, as above.
 void pvUnAdvise(ItemRecord* record);

@@ -2,6 +2,7 @@
 
 #include <oleauto.h>
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -15,6 +16,9 @@ namespace {
 constexpr VARTYPE kLongArray = VT_ARRAY | VT_I4;
 constexpr VARTYPE kTextArray = VT_ARRAY | VT_BSTR;
 constexpr VARTYPE kTextVector = VT_VECTOR | VT_BSTR;
+
+constexpr UINT kMostParameters = SHRT_MAX;  // of a member, as type information counts them
+constexpr LONG kLastBit = 63;
 
 void copyData(void* place, const VARIANT& value, size_t bytes) {
   std::memcpy(place, &V_UI1(&value), bytes);
@@ -109,25 +113,34 @@ void pvCopyValue(VARIANTARG& target, VARIANT& value) {
   });
 }
 
-EventArguments::EventArguments(DISPPARAMS* fired) noexcept {
-  if (fired && fired->rgvarg && fired->cArgs <= LONG_MAX) {
+void EventArguments::take(DISPPARAMS* fired) noexcept {
+  if (fired && fired->rgvarg && fired->cArgs <= kMostParameters) {
     fired_ = fired->rgvarg;
     count_ = static_cast<LONG>(fired->cArgs);
   }
-  array_ = SafeArrayCreateVector(VT_VARIANT, 0, static_cast<ULONG>(count_));
+  // Not what the platform calls a vector: a handler could not resize that.
+  SAFEARRAYBOUND bound = {static_cast<ULONG>(count_), 0};
+  array_ = SafeArrayCreate(VT_VARIANT, 1, &bound);
+  if (!array_) return;
+  auto* const elements = static_cast<VARIANT*>(array_->pvData);
   for (LONG i = 0; i < count_; ++i) {
-    VARIANT* const copy = element(count_ - 1 - i);
-    if (copy) copyIndirect(copy, fired_[i]);
+    if (FAILED(copyIndirect(&elements[count_ - 1 - i], fired_[i]))) setUnread(i);
   }
 }
 
-EventArguments::~EventArguments() {
-  if (array_) SafeArrayDestroy(array_);
+void EventArguments::setUnread(LONG argument) { unread_ |= 1ull << std::min(argument, kLastBit); }
+
+bool EventArguments::isUnread(LONG argument) const {
+  return unread_ >> std::min(argument, kLastBit) & 1;
+}
+
+void EventArguments::giveBack() noexcept {
+  if (SAFEARRAY* const array = std::exchange(array_, nullptr)) SafeArrayDestroy(array);
 }
 
 void EventArguments::writeBack() noexcept {
   for (LONG i = 0; i < count_; ++i) {
-    VARIANT* const value = element(count_ - 1 - i);
+    VARIANT* const value = isUnread(i) ? nullptr : element(count_ - 1 - i);
     if (!value) continue;
     try {
       pvCopyValue(fired_[i], *value);

@@ -1,42 +1,15 @@
 #include "events/mdlWECollectionSink.h"
 
 #include "automation/error.h"
+#include "events/dual_table.h"
+#include "events/event_sink.h"
 #include "frame/mdlErrorHandling.h"
 
 namespace zsupport {
 namespace {
 
-constexpr wchar_t kModule[] = L"mdlWECollectionSink";
-
-struct EventSink;
-
-// The order of IDispatch.
-struct EventSinkTable {
-  HRESULT(STDMETHODCALLTYPE* QueryInterface)(EventSink*, REFIID, void**);
-  ULONG(STDMETHODCALLTYPE* AddRef)(EventSink*);
-  ULONG(STDMETHODCALLTYPE* Release)(EventSink*);
-  HRESULT(STDMETHODCALLTYPE* GetTypeInfoCount)(EventSink*, UINT*);
-  HRESULT(STDMETHODCALLTYPE* GetTypeInfo)(EventSink*, UINT, LCID, ITypeInfo**);
-  HRESULT(STDMETHODCALLTYPE* GetIDsOfNames)(EventSink*, REFIID, LPOLESTR*, UINT, LCID, DISPID*);
-  HRESULT(STDMETHODCALLTYPE* Invoke)
-  (EventSink*, DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*);
-};
-static_assert(sizeof(EventSinkTable) == 28);
-
-struct EventSink {
-  EventSinkTable* table;
-  LONG references;
-  IID sourceIID;
-  _Zollection* collection;   // not referenced
-  const ItemRecord* record;  // null once the record has gone
-};
-static_assert(sizeof(EventSink) == 32);
-static_assert(offsetof(EventSink, sourceIID) == 8);
-static_assert(offsetof(EventSink, collection) == 24);
-static_assert(offsetof(EventSink, record) == 28);
-
 HRESULT STDMETHODCALLTYPE EventSink_QueryInterface(EventSink* self, REFIID riid, void** ppv) {
-  return atEntryPoint({kModule, L"Function EventSink_QueryInterface"}, E_UNEXPECTED,
+  return atEntryPoint({kSinkModule, L"Function EventSink_QueryInterface"}, E_UNEXPECTED,
                       [&]() -> HRESULT {
                         if (!ppv) return E_POINTER;
                         *ppv = nullptr;
@@ -51,23 +24,33 @@ HRESULT STDMETHODCALLTYPE EventSink_QueryInterface(EventSink* self, REFIID riid,
 }
 
 ULONG STDMETHODCALLTYPE EventSink_AddRef(EventSink* self) {
-  return atEntryPoint({kModule, L"Function EventSink_AddRef"}, ULONG{0}, [&] {
+  return atEntryPoint({kSinkModule, L"Function EventSink_AddRef"}, ULONG{0}, [&] {
     self->references = addChecked(self->references, 1);
     return static_cast<ULONG>(self->references);
   });
 }
 
-ULONG STDMETHODCALLTYPE EventSink_Release(EventSink* self) {
-  return atEntryPoint({kModule, L"Function EventSink_Release"}, ULONG{0}, [&] {
+ULONG releaseSink(EventSink* self, void (*freeTable)(EventSinkTable*)) {
+  return atEntryPoint({kSinkModule, L"Function EventSink_Release"}, ULONG{0}, [&] {
     const LONG left = self->references = subtractChecked(self->references, 1);
     if (left == 0) {
-      GlobalFree(self->table);
+      freeTable(self->table);
       self->table = nullptr;
       self->collection = nullptr;
       GlobalFree(self);
     }
     return static_cast<ULONG>(left);
   });
+}
+
+void freePlainTable(EventSinkTable* table) { GlobalFree(table); }
+
+ULONG STDMETHODCALLTYPE EventSink_Release(EventSink* self) {
+  return releaseSink(self, freePlainTable);
+}
+
+ULONG STDMETHODCALLTYPE DualSink_Release(EventSink* self) {
+  return releaseSink(self, freeDualTable);
 }
 
 HRESULT STDMETHODCALLTYPE EventSink_GetTypeInfoCount(EventSink*, UINT* pctinfo) {
@@ -88,11 +71,8 @@ HRESULT STDMETHODCALLTYPE EventSink_GetIDsOfNames(EventSink*, REFIID, LPOLESTR*,
 // Answers 0 whatever the collection did: the source has no part in its errors.
 HRESULT STDMETHODCALLTYPE EventSink_Invoke(EventSink* self, DISPID dispIdMember, REFIID, LCID, WORD,
                                            DISPPARAMS* pDispParams, VARIANT*, EXCEPINFO*, UINT*) {
-  return atEntryPoint({kModule, L"Function EventSink_Invoke"}, S_OK, [&]() -> HRESULT {
-    if (self->collection && self->record) {
-      self->collection->RaiseTheEvent(toPtrItem(self->record), dispIdMember,
-                                      reinterpret_cast<LONG>(pDispParams));
-    }
+  return atEntryPoint({kSinkModule, L"Function EventSink_Invoke"}, S_OK, [&]() -> HRESULT {
+    deliver(*self, dispIdMember, pDispParams);
     return S_OK;
   });
 }
@@ -103,17 +83,29 @@ constexpr EventSinkTable kEntryPoints = {
     EventSink_Invoke,
 };
 
+EventSinkTable* makePlainTable() {
+  auto* const table = static_cast<EventSinkTable*>(GlobalAlloc(GPTR, sizeof(EventSinkTable)));
+  if (table) *table = kEntryPoints;
+  return table;
+}
+
+EventSinkTable* makeTable(ITypeInfo* dual) {
+  if (!dual) return makePlainTable();
+  EventSinkTable head = kEntryPoints;
+  head.Release = DualSink_Release;
+  return makeDualTable(dual, head);
+}
+
 }  // namespace
 
-ComPtr<IUnknown> CreateEventSinkObj(REFIID iid, const ItemRecord* record, _Zollection* collection) {
-  return framed({kModule, L"Function CreateEventSinkObj"}, [&] {
-    auto* const table = static_cast<EventSinkTable*>(GlobalAlloc(GPTR, sizeof(EventSinkTable)));
+ComPtr<IUnknown> CreateEventSinkObj(REFIID iid, const ItemRecord* record, _Zollection* collection,
+                                    ITypeInfo* dual) {
+  return framed({kSinkModule, L"Function CreateEventSinkObj"}, [&] {
+    EventSinkTable* const table = makeTable(dual);
     if (!table) raiseOwn(runtime::kOutOfMemory, L"CreateEventSinkObj");
-    *table = kEntryPoints;
-
     auto* const sink = static_cast<EventSink*>(GlobalAlloc(GPTR, sizeof(EventSink)));
     if (!sink) {
-      GlobalFree(table);
+      dual ? freeDualTable(table) : freePlainTable(table);
       raiseOwn(runtime::kOutOfMemory, L"CreateEventSinkObj");
     }
     *sink = {table, 1, iid, collection, record};
@@ -123,6 +115,11 @@ ComPtr<IUnknown> CreateEventSinkObj(REFIID iid, const ItemRecord* record, _Zolle
 
 void silenceEventSink(IUnknown* sink) {
   if (sink) reinterpret_cast<EventSink*>(sink)->record = nullptr;
+}
+
+_Zollection* collectionBehind(IDispatch* client) {
+  const auto* const sink = reinterpret_cast<const EventSink*>(client);
+  return sink->table->Invoke == EventSink_Invoke && sink->record ? sink->collection : nullptr;
 }
 
 }  // namespace zsupport

@@ -5,33 +5,14 @@
 #include "ZSupport.h"
 #include "automation/text.h"
 #include "events/procedure.h"
+#include "events/type_attributes.h"
 
 namespace zsupport {
 namespace {
 
-// The attributes of a type, given back at the end of the scope.
-class TypeAttributes {
- public:
-  explicit TypeAttributes(ITypeInfo* info) : info_(info) {
-    if (!info_ || FAILED(info_->GetTypeAttr(&attributes_))) attributes_ = nullptr;
-  }
-  TypeAttributes(const TypeAttributes&) = delete;
-  TypeAttributes& operator=(const TypeAttributes&) = delete;
-  ~TypeAttributes() {
-    if (attributes_) info_->ReleaseTypeAttr(attributes_);
-  }
-  explicit operator bool() const { return attributes_ != nullptr; }
-  const TYPEATTR* operator->() const { return attributes_; }
-
- private:
-  ITypeInfo* info_;
-  TYPEATTR* attributes_ = nullptr;
-};
-
-// The dispatch face of a dual interface is none: its source calls the vtable.
-bool isDispinterface(const TypeAttributes& attributes) {
-  return attributes && attributes->typekind == TKIND_DISPATCH &&
-         !(attributes->wTypeFlags & TYPEFLAG_FDUAL);
+SourceKind kindOf(const TypeAttributes& attributes) {
+  if (!attributes || attributes->typekind != TKIND_DISPATCH) return SourceKind::kCustom;
+  return attributes->wTypeFlags & TYPEFLAG_FDUAL ? SourceKind::kDual : SourceKind::kDispatch;
 }
 
 ComPtr<ITypeInfo> typeInfoOfItem(IDispatch* item) {
@@ -53,13 +34,6 @@ std::wstring nameOf(ITypeInfo* info) {
   return std::wstring(name.view());
 }
 
-ComPtr<ITypeInfo> implementedType(ITypeInfo* coclass, UINT index) {
-  HREFTYPE reference = 0;
-  if (FAILED(coclass->GetRefTypeOfImplType(index, &reference))) return {};
-  return obtain<ITypeInfo>(
-      [&](ITypeInfo** out) { return coclass->GetRefTypeInfo(reference, out); });
-}
-
 // The first interface of a coclass that carries all the wanted flags and none of the others.
 ComPtr<ITypeInfo> findInterface(ITypeInfo* coclass, INT wanted, INT unwanted) {
   const TypeAttributes attributes(coclass);
@@ -72,22 +46,40 @@ ComPtr<ITypeInfo> findInterface(ITypeInfo* coclass, INT wanted, INT unwanted) {
   return {};
 }
 
-// The class in the library whose default interface is the given one.
-std::wstring classNameByInterface(ITypeLib* library, ITypeInfo* interfaceInfo) {
-  const TypeAttributes sought(interfaceInfo);
-  if (!sought) return {};
+// The first class in the library for which the test answers true.
+template <class Test>
+ComPtr<ITypeInfo> findClass(ITypeLib* library, Test&& test) {
   const UINT count = library->GetTypeInfoCount();
   for (UINT i = 0; i < count; ++i) {
     TYPEKIND kind;
     if (FAILED(library->GetTypeInfoType(i, &kind)) || kind != TKIND_COCLASS) continue;
-    const auto candidate =
+    auto candidate =
         obtain<ITypeInfo>([&](ITypeInfo** out) { return library->GetTypeInfo(i, out); });
-    if (!candidate) continue;
-    const auto face = findInterface(candidate.get(), IMPLTYPEFLAG_FDEFAULT, IMPLTYPEFLAG_FSOURCE);
-    const TypeAttributes found(face.get());
-    if (found && found->guid == sought->guid) return nameOf(candidate.get());
+    if (candidate && test(candidate.get())) return candidate;
   }
   return {};
+}
+
+std::wstring withoutUnderscore(const std::wstring& name) {
+  return name.starts_with(L'_') ? name.substr(1) : name;
+}
+
+// The class in the library whose default interface is the given one; of several, the one that is
+// named as the interface, or else the first.
+std::wstring classNameByInterface(ITypeLib* library, ITypeInfo* interfaceInfo) {
+  const TypeAttributes sought(interfaceInfo);
+  if (!sought) return {};
+  const std::wstring likely = withoutUnderscore(nameOf(interfaceInfo));
+  std::wstring first;
+  findClass(library, [&](ITypeInfo* candidate) {
+    const auto face = findInterface(candidate, IMPLTYPEFLAG_FDEFAULT, IMPLTYPEFLAG_FSOURCE);
+    const TypeAttributes found(face.get());
+    if (!found || found->guid != sought->guid) return false;
+    const std::wstring name = nameOf(candidate);
+    if (first.empty() || name == likely) first = name;
+    return name == likely;
+  });
+  return first;
 }
 
 // The name of an object's class as its type library lists it: told by the object, or found by the
@@ -104,8 +96,22 @@ std::wstring classNameOf(IDispatch* item) {
     std::wstring name = classNameByInterface(library.get(), info.get());
     if (!name.empty()) return name;
   }
-  const std::wstring name = nameOf(info.get());
-  return name.starts_with(L'_') ? name.substr(1) : name;
+  return withoutUnderscore(nameOf(info.get()));
+}
+
+// The class of that name. False when the library knows none, or several things, of the name. A
+// library of another apartment does not carry the question over: then its classes are gone through.
+bool findByName(ITypeLib* library, std::wstring name, ComPtr<ITypeInfo>& coclass) {
+  MEMBERID member = MEMBERID_NIL;
+  USHORT found = 1;
+  HRESULT asked = S_OK;
+  coclass = obtain<ITypeInfo>([&](ITypeInfo** out) {
+    asked = library->FindName(name.data(), 0, out, &member, &found);
+    return asked;
+  });
+  if (SUCCEEDED(asked) || found != 1) return found == 1;
+  coclass = findClass(library, [&](ITypeInfo* candidate) { return nameOf(candidate) == name; });
+  return true;
 }
 
 // The description of an interface in the item's type library.
@@ -148,35 +154,33 @@ bool pvIsEventSource(IDispatch* item) {
                 [&] { return static_cast<bool>(ComPtr<IConnectionPointContainer>::from(item)); });
 }
 
-LONG pvGetDefaultSourceInterface(IDispatch* item, IID& iid) {
-  return framed(procedure(L"Function pvGetDefaultSourceInterface"), [&]() -> LONG {
-    std::wstring className = classNameOf(item);
+std::optional<LONG> pvGetDefaultSourceInterface(IDispatch* item, IID& iid) {
+  return framed(procedure(L"Function pvGetDefaultSourceInterface"), [&]() -> std::optional<LONG> {
+    const std::wstring className = classNameOf(item);
     const auto info = typeInfoOfItem(item);
     if (!info) return _wecErrNoTypelib;
     const auto library = libraryOf(info.get());
     if (!library) return _wecErrNoTypelib;
 
-    MEMBERID member = MEMBERID_NIL;
-    USHORT found = 1;
-    const auto coclass = obtain<ITypeInfo>([&](ITypeInfo** out) {
-      return library->FindName(className.data(), 0, out, &member, &found);
-    });
-    if (found != 1 || !coclass) return 0;
-
+    ComPtr<ITypeInfo> coclass;
+    if (!findByName(library.get(), className, coclass)) return 0;
+    if (!coclass) return _wecErrNoDefaultSource;
     const auto source =
         findInterface(coclass.get(), IMPLTYPEFLAG_FDEFAULT | IMPLTYPEFLAG_FSOURCE, 0);
     if (!source) return _wecErrNoDefaultSource;
     const TypeAttributes attributes(source.get());
-    if (!isDispinterface(attributes)) return wecErrSourceNotDispinterface;
+    if (kindOf(attributes) != SourceKind::kDispatch) return wecErrSourceNotDispinterface;
     iid = attributes->guid;
     return 0;
   });
 }
 
-bool isVtableInterface(IDispatch* item, REFIID iid) {
-  if (iid == IID_IPropertyNotifySink) return true;
-  const auto described = describedInterface(item, iid);
-  return described && !isDispinterface(TypeAttributes(described.get()));
+SourceInterface describeSource(IDispatch* item, REFIID iid) {
+  if (iid == IID_IPropertyNotifySink) return {SourceKind::kCustom, {}};
+  SourceInterface source;
+  source.description = describedInterface(item, iid);
+  if (source.description) source.kind = kindOf(TypeAttributes(source.description.get()));
+  return source;
 }
 
 std::wstring pvGetEventName(IDispatch* item, REFIID sourceIID, DISPID event) {

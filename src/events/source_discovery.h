@@ -4,6 +4,7 @@
 #include <windows.h>
 #include <oaidl.h>
 
+#include <optional>
 #include <string>
 
 #include "automation/com_ptr.h"
@@ -15,12 +16,18 @@ bool pvIsEventSource(IDispatch* item);
 
 // Fills iid with the item's default event interface. 0, wecErrSourceNotDispinterface, or one of
 // the private results _wecErrNoTypelib and _wecErrNoDefaultSource. 0 with iid untouched when the
-// item's type library does not list its class under the item's class name: deliberate.
-LONG pvGetDefaultSourceInterface(IDispatch* item, IID& iid);
+// item's type library does not list its class under the item's class name: deliberate. No result
+// when the search failed, for want of memory or otherwise, and that has only been recorded.
+std::optional<LONG> pvGetDefaultSourceInterface(IDispatch* item, IID& iid);
 
-// Whether a source would call the interface through a vtable, which a sink does not have: a dual or
-// custom interface by the item's type library, or the platform's property notification.
-bool isVtableInterface(IDispatch* item, REFIID iid);
+// How a source calls the sinks of an interface, as far as the item's type library tells: through
+// Invoke, through either that or a vtable, or through a vtable alone.
+enum class SourceKind { kDispatch, kDual, kCustom };
+struct SourceInterface {
+  SourceKind kind = SourceKind::kDispatch;
+  ComPtr<ITypeInfo> description;  // empty when the library has none
+};
+SourceInterface describeSource(IDispatch* item, REFIID iid);
 
 // Name of an event of the item's interface sourceIID; a standard control event's name or the id
 // in hexadecimal when type information does not tell.

@@ -74,14 +74,14 @@ void SetRaiseErrors(bool Flag) {
   if (state.traceService) ignoringErrors([&] { state.traceService->RaiseErrors(Flag); });
 }
 
-void raiseOwn(LONG number, std::wstring source) {
+void raiseOwn(LONG number, const wchar_t* source) {
   SetRaiseErrors(true);
-  throw makeError(number, std::move(source));
+  throw makeError(number, source);
 }
 
-void raiseOwn(LONG number, std::wstring source, std::wstring description) {
+void raiseOwn(LONG number, const wchar_t* source, std::wstring description) {
   SetRaiseErrors(true);
-  throw Error{number, std::move(source), std::move(description), {}, 0};
+  throw Error{number, source, std::move(description), {}, 0};
 }
 
 }  // namespace zsupport

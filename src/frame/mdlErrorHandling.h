@@ -27,8 +27,9 @@ void SetRaiseErrors(bool Flag);
 
 // Raises an error of a procedure's own: SetRaiseErrors(True), then the error with the standard
 // description of its number, or with the given one.
-[[noreturn]] void raiseOwn(LONG number, std::wstring source);
-[[noreturn]] void raiseOwn(LONG number, std::wstring source, std::wstring description);
+// In this order: should there be no memory for the texts, that is raised.
+[[noreturn]] void raiseOwn(LONG number, const wchar_t* source);
+[[noreturn]] void raiseOwn(LONG number, const wchar_t* source, std::wstring description);
 
 // Runs the body of a procedure in its error frame. A failure that is recorded but not raised ends
 // the procedure with the empty value of its result type. Retry and continue cannot be carried out
