@@ -90,8 +90,8 @@ class ItemStore {
   // Puts the record into the gap, or, when that has been closed since, into a new one at p or at
   // the end. False when there is no memory for the new one.
   bool fillGap(LONG p, ItemRecord* record);
-  // The insertion has failed. Its gap, if it is still open, stays as it is for good: the array is
-  // not moved back.
+  // The insertion that opened a gap has failed. The gap, if it is still open, stays as it is for
+  // good: the array is not moved back.
   void leaveGap();
 
   // Takes the listing that shows at a position out by moving the positions behind it down; Count

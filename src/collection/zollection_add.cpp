@@ -69,6 +69,7 @@ struct ZollectionObject::Addition {
   ComPtr<IDispatch> item;
   Text key;
   std::optional<HeldRecord> record;
+  bool hasGap = false;
 
   // Undoes what is unfinished. The source may keep the sink; it hears nothing any more.
   void abandon() noexcept;
@@ -82,7 +83,7 @@ struct ZollectionObject::Addition {
 
 HRESULT ZollectionObject::Add(IDispatch* item, BSTR* sourceIID, BSTR* key, VARIANT* before,
                               VARIANT* after) {
-  Addition addition = {*this, ComPtr<_Zollection>(this), ComPtr<IDispatch>(item), {}, {}};
+  Addition addition = {*this, ComPtr<_Zollection>(this), ComPtr<IDispatch>(item), {}, {}, false};
   const auto body = [&] {
     return atBoundary(__uuidof(_Zollection), [&] {
       requirePointers(sourceIID, key, before, after);
@@ -122,6 +123,7 @@ void ZollectionObject::add(Addition& addition, BSTR* sourceIID, const VARIANT& b
   if (!record.isCurrent()) raiseOwn(runtime::kInvalidCall, kAddSource);
   if (!store_.grow()) raiseOwn(runtime::kOutOfMemory, kAddSource);
   store_.openGap(p);
+  addition.hasGap = true;
 
   // Any other value connects, the empty one to the default event interface.
   if (viewOf(*sourceIID) != kNoEvents) connect(addition.item.get(), record.get(), sourceIID);
@@ -185,7 +187,7 @@ void ZollectionObject::Addition::abandon() noexcept {
   silenceEventSink((*record)->sink);
   auto sink = ComPtr<IUnknown>::attach(std::exchange((*record)->sink, nullptr));
   if (record->isCurrent()) {
-    collection.store_.leaveGap();
+    if (hasGap) collection.store_.leaveGap();
     collection.removeKey(record->get());
   }
   record->free();
