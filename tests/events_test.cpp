@@ -4,6 +4,7 @@
 #include <cstring>
 #include <exdispid.h>
 
+#include "support/foreign_exception.h"
 #include "support/test_client.h"
 
 namespace {
@@ -136,12 +137,13 @@ TEST_F(Events, MoveArraysToTheFiringObject) {
 TEST_F(Events, SurviveWhateverAHandlerDoesToTheArray) {
   const auto item = added();
   LONG number = 1;
-  static SAFEARRAYBOUND none = {0, 0};
+  static SAFEARRAYBOUND none = {0, 0}, many = {100, 0};
   const std::function<void(SAFEARRAY**)> deeds[] = {
       [](SAFEARRAY** a) { SafeArrayDestroy(*a), *a = nullptr; },
       [](SAFEARRAY** a) { SafeArrayDestroy(*a), *a = SafeArrayCreateVector(VT_I4, 0, 1); },
       [](SAFEARRAY** a) { SafeArrayDestroy(*a), *a = SafeArrayCreateVector(VT_VARIANT, 5, 1); },
       [](SAFEARRAY** a) { SafeArrayRedim(*a, &none); },
+      [](SAFEARRAY** a) { SafeArrayRedim(*a, &many), SafeArrayRedim(*a, &none); },
   };
   for (const auto& deed : deeds) {
     client.onEvent = deed;
@@ -151,7 +153,128 @@ TEST_F(Events, SurviveWhateverAHandlerDoesToTheArray) {
   client.onEvent = {};
   item->fire(1, {reference(VT_I4, nullptr), reference(VT_BSTR, nullptr)});
   EXPECT_EQ(S_OK, item->sinks.at(0)->Invoke(1, IID_NULL, 0, 0, nullptr, nullptr, nullptr, nullptr));
-  EXPECT_EQ(6u, client.heard.size()) << "no argument block: an event without arguments";
+  // Nothing, or more than any event has: an event without arguments.
+  VARIANTARG argument = longValue(1);
+  for (const UINT count : {1u << 15, 1u << 28, ~0u >> 1, ~0u}) {
+    DISPPARAMS absurd = {&argument, nullptr, count, 0};
+    EXPECT_EQ(S_OK,
+              item->sinks.at(0)->Invoke(1, IID_NULL, 0, 0, &absurd, nullptr, nullptr, nullptr));
+  }
+  EXPECT_EQ(11u, client.heard.size());
+  EXPECT_TRUE(client.heard.back().arguments.empty());
+}
+
+TEST_F(Events, HandTheHandlerAnArrayThatItMayResize) {
+  const auto item = added();
+  LONG number = 1;
+  client.onEvent = [](SAFEARRAY** aParams) {
+    SAFEARRAYBOUND three = {3, 0};
+    const void* const before = *aParams;
+    EXPECT_EQ(S_OK, SafeArrayRedim(*aParams, &three));
+    EXPECT_NE(before, static_cast<std::byte*>((*aParams)->pvData) - sizeof(SAFEARRAY))
+        << "a vector of the platform, which cannot be resized";
+    set(element(aParams, 0), longValue(7));
+  };
+  item->fire(1, {reference(VT_I4, &number)});
+  EXPECT_EQ(7, number);
+}
+
+// A megabyte of stack in the thread's own apartment: a fiber.
+class OnSmallStack {
+ public:
+  static void run(std::function<void()> body) {
+    OnSmallStack call = {ConvertThreadToFiber(nullptr), std::move(body)};
+    void* const fiber = CreateFiber(1 << 20, enter, &call);
+    SwitchToFiber(fiber);
+    DeleteFiber(fiber);
+    ConvertFiberToThread();
+  }
+
+ private:
+  OnSmallStack(void* thread, std::function<void()> body)
+      : thread_(thread), body_(std::move(body)) {}
+  static void CALLBACK enter(void* context) {
+    const auto& call = *static_cast<OnSmallStack*>(context);
+    call.body_();
+    SwitchToFiber(call.thread_);
+  }
+
+  void* thread_;
+  std::function<void()> body_;
+};
+
+// Each fires the next one: a chain, and an item that fires itself again.
+TEST_F(Events, NestAsDeepAsTheStackAllows) {
+  constexpr size_t kChain = 300;
+  std::vector<ComPtr<TestSource>> chain;
+  for (size_t i = 0; i < kChain; ++i) chain.push_back(added());
+  client.onEvent = [&](SAFEARRAY**) {
+    const size_t heard = client.heard.size();
+    if (heard < 2 * kChain) chain[std::min(heard, kChain - 1)]->fire(1);
+  };
+  chain[0]->fire(1);
+  EXPECT_EQ(2 * kChain, client.heard.size());
+
+  const auto endless = added();
+  client.heard.clear();
+  client.onEvent = [&](SAFEARRAY**) {
+    ASSERT_LT(client.heard.size(), 1'000'000u);
+    endless->fire(1);
+  };
+  OnSmallStack::run([&] { endless->fire(1); });
+  EXPECT_GT(client.heard.size(), 100u);
+  client.onEvent = {};
+  endless->fire(1);
+  EXPECT_EQ(1, client.heard.back().index - static_cast<LONG>(kChain)) << "heard again";
+}
+
+ULONG holdersOf(IUnknown* object) {
+  object->AddRef();
+  return object->Release();
+}
+
+// A handler of another language leaves by an exception that our frames know nothing of, more often
+// than anything of ours might be counted. Whoever fired, or called, catches it.
+TEST_F(Events, SurviveForeignExceptionsOfTheirHandlers) {
+  constexpr int kTimes = 200;
+  TestClient second(z.get());
+  const auto item = added({}, {.key = L"k"});
+  LONG number = 1;
+  const ULONG holders = holdersOf(z.get());
+  client.onEvent = [](SAFEARRAY**) { ForeignException::raise(); };
+  for (int i = 0; i < kTimes; ++i) {
+    EXPECT_TRUE(ForeignException::leaves([&] { item->fire(2, {reference(VT_I4, &number)}); }));
+    item->Release();  // its own, that fire has left behind
+  }
+  client.onEvent = {};
+  item->fire(1);
+  EXPECT_EQ(kTimes + 1u, client.heard.size()) << "heard as before";
+  EXPECT_EQ(1u, second.heard.size());
+
+  const auto refused = TestSource::make();
+  client.onConnectionFailed = [](BSTR*, LONG) { ForeignException::raise(); };
+  const Placement unknown = {
+      .key = L"x", .before = longValue(1), .sourceIID = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7CFF}"};
+  EXPECT_TRUE(ForeignException::leaves([&] { add(z.get(), refused.get(), unknown); }));
+  EXPECT_EQ(1u, refused->references);
+  EXPECT_FALSE(keyExists(z.get(), L"x"));
+
+  for (const bool fromUnadvise : {true, false}) {
+    Behaviour behaviour;
+    (fromUnadvise ? behaviour.onUnadvise : behaviour.onDestroy) = ForeignException::raise;
+    const auto leave = [&](const std::function<void()>& way) {
+      added(behaviour, {.key = L"thrower"});
+      EXPECT_TRUE(ForeignException::leaves(way));
+      EXPECT_FALSE(keyExists(z.get(), L"thrower"));
+    };
+    leave([&] { z->RemoveByIndex(countOf(z.get())); });
+    leave([&] { z->RemoveByKey(Text(L"thrower").get()); });
+    leave([&] { z->Clear(); });
+    EXPECT_EQ(0, countOf(z.get()));
+    ASSERT_EQ(S_OK, add(z.get(), item.get(), {.key = L"k"})) << "usable again";
+    EXPECT_EQ(2u, item->references);
+  }
+  EXPECT_EQ(holders, holdersOf(z.get()));
 }
 
 TEST_F(Events, ReachEveryClientAndLaterOnesSeeEarlierChanges) {

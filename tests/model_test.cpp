@@ -456,8 +456,12 @@ class CalledBack : public RandomCalls {
     const auto owner = ownerOf(key);
     Entry* const entry = owner == entries_.end() ? nullptr : owner->get();
     note("RemoveByKey", key);
+    // The key goes first of all: another may get it meanwhile.
+    if (entry) entry->key.clear();
     if (SUCCEEDED(removeThrough(percent(50) ? kEarly : kCollection, textValue(Text(key))))) {
       isGone(entry);
+    } else if (entry) {
+      entry->key = key;
     }
     note("RemoveByKey ends", key);
   }
