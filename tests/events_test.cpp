@@ -309,6 +309,7 @@ TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
     std::wstring sourceIID = {};
   } cases[] = {
       {"class found by interface", {}, true, 0},
+      {"class of several, named as the interface", {.described = &__uuidof(_Shared)}, true, 0},
       {"class told by the object", {.described = &__uuidof(_Orphan), .classInfo = &plain}, true, 0},
       {"class not listed: silent", {.described = &__uuidof(_Orphan)}, false, 0},
       {"dual source", {.described = &__uuidof(_WithDual)}, false, kNotDispinterface},
@@ -343,6 +344,37 @@ TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
   }
 }
 
+// A source may call the sink of a dual interface through Invoke or through the vtable, where the
+// arguments are on the stack, and the callee takes them off.
+TEST_F(Events, OfDualInterfacesComeThroughEitherRoad) {
+  const auto item = added({.events = __uuidof(DualEvents)},
+                          {.sourceIID = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C22}"});
+  auto* const sink = static_cast<DualEvents*>(item->sinks.at(0).get());
+  item->fire(1);
+  for (int i = 0; i < 1000; ++i) ASSERT_EQ(S_OK, sink->Fired());  // the stack stays where it was
+  EXPECT_EQ(1001u, client.heard.size());
+  EXPECT_EQ(L"Fired", client.heard.back().name);
+
+  client.onEvent = [](SAFEARRAY** aParams) {
+    set(element(aParams, 2), longValue(43));
+    set(element(aParams, 6), makeValue(VT_BSTR, SysAllocString(L"out")));
+  };
+  const Text text(L"b");
+  LONG number = 42, result = 99;
+  BSTR garbage = reinterpret_cast<BSTR>(0x77);  // comes in as nothing, whatever stands there
+  EXPECT_EQ(S_OK, sink->Values(1.5, text.get(), &number, longValue(7), VARIANT_TRUE, item.get(),
+                               &garbage, &result));
+  const Heard& values = client.heard.back();
+  EXPECT_EQ(L"Values", values.name);
+  ASSERT_EQ(7u, values.arguments.size());
+  EXPECT_EQ((std::vector<std::wstring>{L"1.5", L"b", L"42", L"7", L"True"}),
+            std::vector(values.arguments.begin(), values.arguments.begin() + 5));
+  EXPECT_EQ(std::tuple(43, 0), std::tuple(number, result));
+  EXPECT_STREQ(L"out", garbage);
+  SysFreeString(garbage);
+  EXPECT_EQ(S_OK, z->RemoveByIndex(1));
+}
+
 TEST_F(Events, AskTheClientWhenTheInterfaceIsNotFound) {
   const auto item = TestSource::make();
   const Placement unknown = {.key = L"k", .sourceIID = L"{6c2e7e41-1c58-4b43-9d7d-0a3f2a5b7cff}"};
@@ -368,6 +400,17 @@ TEST_F(Events, AskTheClientWhenTheInterfaceIsNotFound) {
     EXPECT_EQ(isAdded ? 1 : 0, countOf(z.get()));
     EXPECT_EQ(S_OK, z->Clear());
   }
+  // The caller's variable is looked at again at each try.
+  Text variable(unknown.sourceIID), key;
+  VARIANT none = missing();
+  client.onConnectionFailed = [&](BSTR* sourceIID, LONG) {
+    SysReAllocString(variable.inout(), L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C21}");
+    SysReAllocString(sourceIID, L"again");
+  };
+  EXPECT_EQ(S_OK, z->Add(item.get(), variable.inout(), key.inout(), &none, &none));
+  EXPECT_EQ(1u, item->sinks.size());
+  EXPECT_EQ(S_OK, z->Clear());
+  item->sinks.clear();
   client.onConnectionFailed = {};
   EXPECT_EQ(kNoConnectionPoint, add(z.get(), item.get(), {.sourceIID = L"no interface id"}));
   EXPECT_EQ(S_OK, add(z.get(), item.get(), {.sourceIID = kNoEvents}));

@@ -64,9 +64,12 @@ class TestClient final : public DispatchStub {
       SAFEARRAY** const aParams = V_ARRAYREF(&lastFirst[0]);
       heard.push_back({V_I4(&lastFirst[3]), V_DISPATCH(&lastFirst[2]), nameOf(lastFirst[1]),
                        textsOf(*aParams)});
-      if (onEvent) onEvent(aParams);
+      // Copies: a handler may set another one.
+      if (const auto handler = onEvent) handler(aParams);
     } else if (event == 2 && parameters->cArgs == 3) {
-      if (onConnectionFailed) onConnectionFailed(V_BSTRREF(&lastFirst[1]), V_I4(&lastFirst[0]));
+      if (const auto handler = onConnectionFailed) {
+        handler(V_BSTRREF(&lastFirst[1]), V_I4(&lastFirst[0]));
+      }
     } else {
       ADD_FAILURE() << "unknown event " << event;
     }
