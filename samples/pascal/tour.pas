@@ -148,13 +148,14 @@ begin
   WriteLn(Format('  half hours in a day: %.0f', [Support.DateMultiple(Day, HalfHour)]));
   First := 1;
   Second := 1.0;
-  WriteLn('  1 equals 1.0: ', Support.IsEqualVariant(First, Second));
+  WriteLn('  1 equals 1.0: ', BoolToStr(Support.IsEqualVariant(First, Second), True));
   WriteLn('  ', Support.MakeLegalPath('C:\notes: what? | why?.txt'));
   Folder := CSIDL_APPDATA;
   WriteLn('  below the application data: ',
-    Support.GetFolderPath(Folder, 'Editor\Pages') = Support.GetAppDataPath + '\Editor\Pages');
-  WriteLn('  a user on a computer: ', (Support.GetUserName <> '') and
-    (Support.GetComputerName <> ''));
+    BoolToStr(Support.GetFolderPath(Folder, 'Editor\Pages') =
+    Support.GetAppDataPath + '\Editor\Pages', True));
+  WriteLn('  a user on a computer: ', BoolToStr((Support.GetUserName <> '') and
+    (Support.GetComputerName <> ''), True));
 end;
 
 procedure ShowSettings(const Support: _GZSupport);
@@ -165,7 +166,7 @@ var
   NoPolicy: WordBool;
 begin
   WriteLn('Settings:');
-  Section := 'Software\Zarnow Instruments Ltd.\PascalTour';
+  Section := 'Software\Zarnow Instruments Ltd.\Tour';
   Name := 'Colour';
   Value := 'blue';
   Default := 'red';
