@@ -41,9 +41,10 @@ begin
   Collection.Add(Result, SourceIID, Key, Before, After);
 end;
 
-procedure Fire(const Browser: OleVariant; Value: Boolean);
+{ Its own procedure, since a caller would keep the Variant to its end. }
+procedure Fire(const Browser: IDispatch; Value: Boolean);
 begin
-  Browser.Visible := Value;
+  OleVariant(Browser).Visible := Value;
 end;
 
 procedure Run(Count: Integer);
