@@ -20,7 +20,8 @@ mkdir -p "$4"
 cd "$4"
 import "$library" ZSupport_1_0_TLB.pas
 import "$thermometer" Thermometers_1_0_TLB.pas
-echo "1 TYPELIB \"$thermometer\"" | i686-w64-mingw32-windres -O res -o thermometer.res
+i686-w64-mingw32-windres -I "$(dirname "$thermometer")" -O res \
+  "$root/samples/thermometer/thermometer.rc" thermometer.res
 # A unit's resources are looked for beside it.
 cp "$root"/samples/pascal/*.pas "$root"/tests/clients/*.pas .
 for program in demo tour raise; do compile $program.pas; done

@@ -2,9 +2,9 @@
 # Makes a Pascal for 32-bit Windows in a folder: make_pascal.sh FOLDER
 #
 # Debian has the sources of Free Pascal, but no Windows units. From them come FOLDER/ppcross386, the
-# compiler, FOLDER/units, its run-time library with the units for COM, and FOLDER/importtl.exe, which
-# writes a Pascal unit for a type library. Made once, in half a minute, and again only when Debian's
-# packages or this script have changed.
+# compiler, FOLDER/units, its run-time library with the units for COM, and FOLDER/importtl.exe,
+# which writes a Pascal unit for a type library. Made once, in half a minute, and again only when
+# Debian's packages or this script have changed.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 readonly here
@@ -59,11 +59,12 @@ make_runtime() {
 
 make_com_units() {
   local unit folders=()
-  for unit in rtl-objpas/src/inc rtl-objpas/src/win winunits-base/src fcl-registry/src fcl-base/src; do
+  for unit in rtl-objpas/src/{inc,win} {winunits-base,fcl-registry,fcl-base}/src; do
     folders+=(-Fi$packages/$unit -Fu$packages/$unit)
   done
-  for unit in rtl-objpas/src/win/varutils.pp rtl-objpas/src/inc/variants.pp \
-    winunits-base/src/{activex.pp,comconst.pp,comobj.pp,stdole2.pas,eventsink.pp,oleserver.pp,typelib.pas}; do
+  for unit in rtl-objpas/src/{win/varutils.pp,inc/variants.pp} \
+    winunits-base/src/{activex,comconst,comobj,eventsink,oleserver}.pp \
+    winunits-base/src/{stdole2,typelib}.pas; do
     compile -FU"$out/units" "${folders[@]}" "$packages/$unit"
   done
   compile -FU"$out/units" -o"$out/importtl.exe" "$here/importtl.pas"

@@ -1,9 +1,9 @@
-// The demo in C#: objects of two quite different kinds in one Zollection, and one handler for all of
-// their events. It prints line for line what ../demo/demo.cpp prints.
+// The demo in C#: objects of two quite different kinds in one Zollection, and one handler for all
+// of their events. It prints line for line what ../demo/demo.cpp prints.
 //
 // To run it on Debian: ./dev demo csharp
-// On Windows, with Thermometer.tlb beside the program:
-//   csc -platform:x86 demo.cs thermometer.cs ZSupport.cs
+// On Windows:   csc -platform:x86 demo.cs thermometer.cs ZSupport.cs
+// with Thermometer.tlb, which midl makes from ../thermometer/Thermometer.idl, beside the program.
 using System;
 using System.Reflection;
 using Thermometers;

@@ -1,9 +1,9 @@
-// The thermometer of ../thermometer once more, in C#: an event source that hands its arguments out by
-// reference.
+// The thermometer of ../thermometer once more, in C#: an event source that hands its arguments out
+// by reference.
 //
-// A class with [ComSourceInterfaces] whose type library is registered is an event source by itself on
-// .NET Framework. Later runtimes describe their objects to nobody; so this one shows its description,
-// Thermometer.tlb beside the program, by itself, and keeps its listeners.
+// A class with [ComSourceInterfaces] whose type library is registered is an event source by itself
+// on .NET Framework. Later runtimes describe their objects to nobody; so this one shows its
+// description, Thermometer.tlb beside the program, by itself, and keeps its listeners.
 using System;
 using System.Collections.Generic;
 using System.Reflection;

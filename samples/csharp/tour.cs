@@ -1,5 +1,5 @@
-// What else a C# program can ask of the library: errors, a refused event interface, late binding, and
-// members of GZSupport that take and give texts, records and arrays. demo.cs has the events.
+// What else a C# program can ask of the library: errors, a refused event interface, late binding,
+// and members of GZSupport that take and give texts, records and arrays. demo.cs has the events.
 //
 // Compiled by ./dev test on Debian, and run there where a runtime can be had. On Windows:
 //   csc -platform:x86 tour.cs ZSupport.cs

@@ -1,5 +1,5 @@
-; Installs the library for all users of a machine, and removes it: for installers of your own that do
-; not use the MSI. RegDLL and UnRegDLL load the library into the installer's own process.
+; Installs the library for all users of a machine, and removes it: for installers of your own that
+; do not use the MSI. RegDLL and UnRegDLL load the library into the installer's own process.
 ;
 ; To make it:  makensis -DLIBRARY=ZSupport.dll -DINSTALLER=install.exe installer.nsi
 Unicode true

@@ -1,9 +1,9 @@
-{ The demo in Pascal: objects of two quite different kinds in one Zollection, and one handler for all
-  of their events. It prints line for line what ../demo/demo.cpp prints.
+{ The demo in Pascal: objects of two quite different kinds in one Zollection, and one handler for
+  all of their events. It prints line for line what ../demo/demo.cpp prints.
 
   To run it on Debian: ./dev demo pascal
-  With Free Pascal for Windows (32-bit): importtl ZSupport.dll and importtl Thermometer.tlb write the
-  units of the library and of the sample's thermometer; then fpc demo.pas.
+  With Free Pascal for Windows (32-bit): importtl ZSupport.dll and importtl Thermometer.tlb write
+  the units of the library and of the sample's thermometer; then fpc demo.pas.
   With Delphi: import both as component wrappers; its units are called ZSupport_TLB and
   Thermometers_TLB, and the sink is TZollection there. }
 program demo;

@@ -1,6 +1,9 @@
 { The thermometer of ../thermometer once more, in Pascal: an event source whose event hands its
   arguments out by reference. It answers to its interfaces by itself and leaves late binding to the
-  type library, which lies in the program's resources; so it needs no registration. }
+  type library, which lies in the program's resources; so it needs no registration.
+
+  The resources: midl (or widl) makes Thermometer.tlb from ../thermometer/Thermometer.idl, and rc
+  (or windres) thermometer.res from ../thermometer/thermometer.rc. }
 unit thermometer_class;
 
 {$ifdef FPC}{$mode delphi}{$H+}{$endif}

@@ -1,5 +1,6 @@
-{ What else a Pascal program can ask of the library: errors, a refused event interface, late binding,
-  and members of GZSupport that take and give texts, records and arrays. ./demo.pas has the events.
+{ What else a Pascal program can ask of the library: errors, a refused event interface, late
+  binding, and members of GZSupport that take and give texts, records and arrays. demo.pas has the
+  events.
 
   Compiled and run by ./dev test on Debian, elsewhere as demo.pas says. The classes are created and
   called through the unit that the importer wrote; it makes every by-reference parameter a "var", so
@@ -25,8 +26,8 @@ begin
     [Cardinal(Problem.ErrorCode), Problem.Source, Problem.Message]));
 end;
 
-{ Asked when an item's events cannot be had: another interface is tried, "no events" lets the item in
-  without them, and the question returned as it came makes Add fail. }
+{ Asked when an item's events cannot be had: another interface is tried, "no events" lets the item
+  in without them, and the question returned as it came makes Add fail. }
 procedure THandler.ConnectionFailed(Sender: TObject; Source: IDispatch; var SourceIID: WideString;
   Reason: wecErrors);
 begin

@@ -1,5 +1,5 @@
-' A program that lets its users write scripts: the script control, given a collection to work on. Here
-' the program is a script itself.
+' A program that lets its users write scripts: the script control, given a collection to work on.
+' Here the program is a script itself.
 '
 ' To run it, with ZSupport registered:   cscript //nologo control.vbs
 ' (32-bit: there is no other script control.)

@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
-# The NSIS sample: what it registers, and that nothing is left: installer_test.sh ZSupport.dll FOLDER
+# The NSIS sample: what it registers, and that nothing is left.
+#
+# usage: installer_test.sh ZSupport.dll FOLDER
 set -euo pipefail
 library=$(realpath "$1")
 readonly library folder='C:\nsis-test'
@@ -19,7 +21,8 @@ installed=$(winepath -u "$folder")
 rm -rf "$installed"
 wine install.exe /S "/D=$folder" || fail "install.exe ended with $?"
 cmp "$library" "$installed/ZSupport.dll" || fail "the library is not installed"
-wine reg query "$class\\InprocServer32" /ve | grep -qF "$folder" || fail "the library is not registered"
+wine reg query "$class\\InprocServer32" /ve | grep -qF "$folder" ||
+  fail "the library is not registered"
 # "_?=" keeps the uninstaller from going on in a copy of itself, in the background, and so from
 # removing its own file.
 wine "$installed/uninstall.exe" /S "_?=$folder" || fail "uninstall.exe ended with $?"
