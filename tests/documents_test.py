@@ -1,0 +1,133 @@
+#!/usr/bin/env python3
+"""What users read: the help file holds a topic for each help context of the type library, no link leads
+nowhere, the page is valid HTML, the README's commands exist.
+
+usage: documents_test.py TYPELIB WORK_FOLDER
+"""
+
+import re
+import shutil
+import subprocess
+import sys
+from html.parser import HTMLParser
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+sys.path[:0] = [str(ROOT / "tools"), str(ROOT / "packaging")]
+sys.dont_write_bytecode = True
+import complete_typelib
+import make_help
+
+failures = []
+
+
+def expect(condition, what):
+    if not condition:
+        failures.append(what)
+
+
+class Page(HTMLParser):
+    def __init__(self, text):
+        super().__init__()
+        self.ids, self.links, self.headings, self.inside = set(), [], [], False
+        self.feed(text)
+
+    def handle_starttag(self, tag, attributes):
+        values = dict(attributes)
+        self.ids.add(values.get("id"))
+        if "href" in values:
+            self.links.append(values["href"])
+        self.inside = tag == "h1"
+
+    def handle_data(self, data):
+        if self.inside:
+            self.headings.append(data)
+        self.inside = False
+
+
+def contexts_of(path):
+    """Name and help context of everything in a type library that has a context, from its bytes."""
+    library = complete_typelib.Library(bytearray(path.read_bytes()))
+    names = library.segment(7)[0]
+
+    def name(offset):
+        length = library.data[names + offset + 8]
+        return library.data[names + offset + 12:names + offset + 12 + length].decode()
+
+    for typeinfo in library.typeinfos:
+        yield name(library.word(typeinfo + 0x34)), library.word(typeinfo + 0x44)
+        block, count = library.word(typeinfo + 4), library.half(typeinfo + 0x18)
+        record, end = block + 4, block + 4 + library.word(block) if count else block
+        for index in range(count):
+            members = library.half(typeinfo + 0x18) + library.half(typeinfo + 0x1A)
+            yield name(library.word(end + 4 * (members + index))), library.word(record + 24)
+            record += library.half(record)
+
+
+def test_help(typelib, work):
+    for folder in ("once", "again"):
+        make_help.main(work / folder)
+    compiled = work / "once/ZSupport.chm"
+    for name in ("ZSupport.chm", "reference.html"):
+        expect((work / "once" / name).read_bytes() == (work / "again" / name).read_bytes(),
+               f"{name} is not the same when made twice")
+    pages_folder = work / "pages"
+    subprocess.run(["extract_chmLib", compiled, pages_folder], check=True, stdout=subprocess.DEVNULL)
+    pages = {path.name: Page(path.read_text()) for path in pages_folder.glob("*.html")}
+    table, strings = ((pages_folder / name).read_bytes() for name in ("#IVB", "#STRINGS"))
+    topics = {}
+    for entry in range(4, len(table), 8):
+        context, offset = (int.from_bytes(table[entry + at:entry + at + 4], "little") for at in (0, 4))
+        topics[context] = strings[offset:strings.index(0, offset)].decode()
+    named = list(contexts_of(typelib))
+    expect(len(named) > 80, f"only {len(named)} names in the type library")
+    for name, context in named:
+        if name.startswith(("_Z", "_G", "__Z", "_Coll")) or name == "ZSupport":
+            expect(topics.get(context) in pages, f"{name}: no topic for help context {context}")
+        else:
+            page = pages.get(topics.get(context))
+            expect(page and page.headings == [name], f"{name}: help context {context} shows {topics.get(context)}")
+    for name, page in {**pages, "reference": Page((work / "once/reference.html").read_text())}.items():
+        for link in page.links:
+            target, _, anchor = link.partition("#")
+            there = pages.get(target) if target else page
+            expect(there and (not anchor or anchor in there.ids), f"{name}: the link {link} leads nowhere")
+    for path in [work / "once/reference.html", *pages_folder.glob("*.html")]:
+        checked = subprocess.run(["tidy", "-q", "-e", path], capture_output=True, text=True)
+        expect(checked.returncode == 0, f"{path.name}: {checked.stderr}")
+
+
+def commands(path):
+    """The lines of the code blocks without a language."""
+    blocks = re.findall(r"^ *```\n(.*?)^ *```$", path.read_text(), re.DOTALL | re.MULTILINE)
+    return [line.strip() for block in blocks for line in block.splitlines()]
+
+
+def test_readme():
+    usage = subprocess.run([ROOT / "dev", "help"], capture_output=True, text=True, check=True).stdout
+    known = set(re.findall(r"^  (\w+)", usage, re.MULTILINE))
+    lines = commands(ROOT / "README.md")
+    said = {line.split()[1] for line in lines if line.startswith("./dev ")}
+    expect({"demo", "test", "package"} <= said <= known, f"README says ./dev {said}, there are {known}")
+    packaged = [line.strip() for line in (ROOT / "packaging/README.txt").read_text().splitlines()]
+    for line in lines:
+        if line.startswith(("msiexec", "regsvr32", "%")):
+            expect(line in packaged, f"not in the packages' README: {line}")
+    for document in [ROOT / "README.md", ROOT / "CONTRIBUTING.md", *(ROOT / "docs").glob("*.md")]:
+        for link in re.findall(r"\]\(([^)#]+)[^)]*\)", document.read_text()):
+            expect(link.startswith("http") or (document.parent / link).exists(), f"{document.name}: {link}")
+
+
+def main(typelib, work):
+    work = Path(work).resolve()
+    shutil.rmtree(work, ignore_errors=True)
+    work.mkdir(parents=True)
+    test_help(Path(typelib), work)
+    test_readme()
+    for failure in failures:
+        print("FAILED:", failure)
+    return bool(failures)
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))
