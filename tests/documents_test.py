@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """What users read: the help file holds a topic for each help context of the type library, no link leads
-nowhere, the page is valid HTML, the README's commands exist.
+nowhere, the page is valid HTML, the README's commands exist, the policies are those of the settings.
 
 usage: documents_test.py TYPELIB WORK_FOLDER
 """
@@ -10,6 +10,7 @@ import shutil
 import subprocess
 import sys
 from html.parser import HTMLParser
+from xml.etree import ElementTree
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
@@ -118,12 +119,28 @@ def test_readme():
             expect(link.startswith("http") or (document.parent / link).exists(), f"{document.name}: {link}")
 
 
+def test_policies():
+    folder = ROOT / "packaging/policies"
+    template = (folder / "ZSupport.admx").read_text()
+    texts = ElementTree.parse(folder / "en-US/ZSupport.adml").getroot()
+    there = {element.get("id") for element in texts.iter() if element.tag.endswith(("string", "presentation"))}
+    said = set(re.findall(r"\$\((?:string|presentation)\.(\w+)\)", template))
+    expect(said == there, f"template and texts: {sorted(said ^ there)}")
+    reference = (ROOT / "docs/reference.md").read_text()
+    keys = set(re.findall(r'key="([^"]*)"', template))
+    expect(len(keys) == 1 and f"    {min(keys)}\n" in reference, f"keys of policies: {keys}")
+    elements = ElementTree.fromstring(template.split("?>", 1)[1]).iter()
+    for value in {e.get("valueName") for e in elements if e.tag.endswith(("enum", "text", "decimal"))} - {None}:
+        expect(f"| {value} (" in reference, f"no such setting: {value}")
+
+
 def main(typelib, work):
     work = Path(work).resolve()
     shutil.rmtree(work, ignore_errors=True)
     work.mkdir(parents=True)
     test_help(Path(typelib), work)
     test_readme()
+    test_policies()
     for failure in failures:
         print("FAILED:", failure)
     return bool(failures)
