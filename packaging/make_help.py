@@ -62,6 +62,13 @@ class Topic:
         return f"{self.anchor}.html"
 
 
+def anchor_of(title, uses):
+    """As the viewers of Markdown name it, so that the reference's own links fit everywhere."""
+    anchor = re.sub(r"[^\w -]", "", title.lower()).replace(" ", "-")
+    uses[anchor] = uses.get(anchor, -1) + 1
+    return anchor + (f"-{uses[anchor]}" if uses[anchor] else "")
+
+
 def topics():
     source = (ROOT / "docs/reference.md").read_text()
     text = subprocess.run(["cmark-gfm", "-e", "table"], input=source, capture_output=True, text=True,
@@ -70,12 +77,8 @@ def topics():
     found, above, uses = [], [], {}
     for level, title, body in zip(map(int, parts[::3]), parts[1::3], parts[2::3]):
         title = html.unescape(re.sub(r"<.*?>", "", title))
-        # As the viewers of Markdown name them, so that the reference's own links fit everywhere.
-        anchor = re.sub(r"[^\w -]", "", title.lower()).replace(" ", "-")
-        uses[anchor] = uses.get(anchor, -1) + 1
-        anchor += f"-{uses[anchor]}" if uses[anchor] else ""
         above = above[:level - 1]
-        found.append(Topic(level, title, anchor, body, above[-1] if above else None))
+        found.append(Topic(level, title, anchor_of(title, uses), body, above[-1] if above else None))
         above.append(found[-1])
     return found
 

@@ -99,24 +99,39 @@ def test_help(typelib, work):
 
 
 def commands(path):
-    """The lines of the code blocks without a language."""
-    blocks = re.findall(r"^ *```\n(.*?)^ *```$", path.read_text(), re.DOTALL | re.MULTILINE)
-    return [line.strip() for block in blocks for line in block.splitlines()]
+    """The lines of code blocks without a language, and the commands in the text."""
+    text, language = path.read_text(), None
+    found = re.findall(r"`((?:msiexec /|\./dev )[^`]+)`", text)
+    for line in text.splitlines():
+        if fence := re.match(r" *```(\w*)$", line):
+            language = fence[1] if language is None else None
+        elif language == "":
+            found.append(line.strip())
+    return found
+
+
+def anchors(path):
+    uses = {}
+    headings = re.findall(r"^#+ (.*)", path.read_text(), re.MULTILINE)
+    return {"", *(make_help.anchor_of(heading, uses) for heading in headings)}
 
 
 def test_readme():
     usage = subprocess.run([ROOT / "dev", "help"], capture_output=True, text=True, check=True).stdout
     known = set(re.findall(r"^  (\w+)", usage, re.MULTILINE))
-    lines = commands(ROOT / "README.md")
+    lines = commands(ROOT / "README.md") + commands(ROOT / "docs/administration.md")
     said = {line.split()[1] for line in lines if line.startswith("./dev ")}
     expect({"demo", "test", "package"} <= said <= known, f"README says ./dev {said}, there are {known}")
     packaged = [line.strip() for line in (ROOT / "packaging/README.txt").read_text().splitlines()]
     for line in lines:
         if line.startswith(("msiexec", "regsvr32", "%")):
             expect(line in packaged, f"not in the packages' README: {line}")
-    for document in [ROOT / "README.md", ROOT / "CONTRIBUTING.md", *(ROOT / "docs").glob("*.md")]:
-        for link in re.findall(r"\]\(([^)#]+)[^)]*\)", document.read_text()):
-            expect(link.startswith("http") or (document.parent / link).exists(), f"{document.name}: {link}")
+    for document in [*ROOT.glob("*.md"), *(ROOT / "docs").glob("*.md")]:
+        for link in re.findall(r"\]\((?!http)([^)]*)\)", document.read_text()):
+            path, _, anchor = link.partition("#")
+            target = document.parent / path if path else document
+            there = anchors(target) if target.suffix == ".md" and target.exists() else {""}
+            expect(target.exists() and anchor in there, f"{document.name}: {link}")
 
 
 def test_policies():
