@@ -33,10 +33,11 @@ table { border-collapse: collapse; margin: 1em 0; }
 th, td { border: 1px solid #bbb; padding: .2em .6em; text-align: left; vertical-align: top; }
 a { color: #14509b; }
 .path { color: #555; font-size: 9pt; margin: 0; }
-nav ul { list-style: none; padding-left: 1.2em; margin: .1em 0; }
+nav { columns: 3 14em; font-size: 9.5pt; }
+nav ul { list-style: none; padding-left: 1em; margin: 0; }
+nav > ul { padding: 0; }
 @media print {
   body { max-width: none; margin: 0; padding: 0; font-size: 9.5pt; }
-  nav { page-break-after: always; }
   h2 { page-break-before: always; }
   h1, h2, h3, h4 { page-break-after: avoid; }
   pre, table { page-break-inside: avoid; }
