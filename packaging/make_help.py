@@ -210,7 +210,7 @@ def with_context_file(data, contents):
     data[place:end - free + growth] = new + data[place + len(old):end - free]
     put(data, chunk + 4, free - growth)
     # From the chunk's end on downwards: the number of entries, and the places of every fifth.
-    for offset in range(end - 4, end - 2 - 2 * ((word(data, end - 2, 2) - 1) // 5), -2):
+    for offset in range(end - 4, end - 4 - 2 * ((word(data, end - 2, 2) - 1) // 5), -2):
         if chunk + 20 + word(data, offset, 2) > place:
             put(data, offset, word(data, offset, 2) + growth, 2)
     data += contents
