@@ -207,10 +207,13 @@ def with_context_file(data, contents):
     chunk = place - (place - first_chunk) % CHUNK_SIZE
     end = chunk + CHUNK_SIZE
     growth, free = len(new) - len(old), word(data, chunk + 4)
+    # At the chunk's end, backwards: the number of entries, and the places of every fifth.
+    references = range(end - 4, end - 4 - 2 * ((word(data, end - 2, 2) - 1) // 5), -2)
+    if free - growth < end - min(references):
+        raise SystemExit("ZSupport.chm: no room in the directory for another table of contexts")
     data[place:end - free + growth] = new + data[place + len(old):end - free]
     put(data, chunk + 4, free - growth)
-    # From the chunk's end on downwards: the number of entries, and the places of every fifth.
-    for offset in range(end - 4, end - 4 - 2 * ((word(data, end - 2, 2) - 1) // 5), -2):
+    for offset in references:
         if chunk + 20 + word(data, offset, 2) > place:
             put(data, offset, word(data, offset, 2) + growth, 2)
     data += contents
