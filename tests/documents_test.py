@@ -14,9 +14,8 @@ from xml.etree import ElementTree
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
-sys.path[:0] = [str(ROOT / "tools"), str(ROOT / "packaging")]
+sys.path.insert(0, str(ROOT / "packaging"))
 sys.dont_write_bytecode = True
-import complete_typelib
 import make_help
 
 failures = []
@@ -47,22 +46,27 @@ class Page(HTMLParser):
 
 
 def contexts_of(path):
-    """Name and help context of everything in a type library that has a context, from its bytes."""
-    library = complete_typelib.Library(bytearray(path.read_bytes()))
-    names = library.segment(7)[0]
+    """Name and help context of every type and function, from the bytes of a type library."""
+    data = path.read_bytes()
+
+    def word(offset, size=4):
+        return int.from_bytes(data[offset:offset + size], "little")
+
+    def segment(index):
+        return word(0x54 + 4 * word(0x20) + (4 if word(0x14) & 0x100 else 0) + 16 * index)
 
     def name(offset):
-        length = library.data[names + offset + 8]
-        return library.data[names + offset + 12:names + offset + 12 + length].decode()
+        start = segment(7) + offset
+        return data[start + 12:start + 12 + data[start + 8]].decode()
 
-    for typeinfo in library.typeinfos:
-        yield name(library.word(typeinfo + 0x34)), library.word(typeinfo + 0x44)
-        block, count = library.word(typeinfo + 4), library.half(typeinfo + 0x18)
-        record, end = block + 4, block + 4 + library.word(block) if count else block
-        for index in range(count):
-            members = library.half(typeinfo + 0x18) + library.half(typeinfo + 0x1A)
-            yield name(library.word(end + 4 * (members + index))), library.word(record + 24)
-            record += library.half(record)
+    for typeinfo in range(segment(0), segment(0) + 100 * word(0x20), 100):
+        yield name(word(typeinfo + 0x34)), word(typeinfo + 0x44)
+        functions, members = word(typeinfo + 0x18, 2), word(typeinfo + 0x18, 2) + word(typeinfo + 0x1A, 2)
+        record = word(typeinfo + 4) + 4  # behind the length of all records; then ids, then names
+        names = record + word(record - 4) + 4 * members
+        for index in range(functions):
+            yield name(word(names + 4 * index)), word(record + 24)
+            record += word(record, 2)
 
 
 def test_help(typelib, work):
