@@ -96,7 +96,7 @@ Description referenceOf(const std::string& path) {
   std::string heading;
   for (std::string line; std::getline(file, line);) {
     if (line.starts_with("#")) heading = line.substr(line.find_last_of(' ') + 1);
-    if (line.starts_with("`") && line.ends_with("`"))
+    if (line.starts_with("`") && !line.starts_with("``") && line.ends_with("`"))
       described.insert(line.substr(1, line.size() - 2));
     if (!line.starts_with("| `")) continue;
     const size_t nameEnd = line.find("` | "), valueEnd = line.find(" |", nameEnd + 4);
@@ -107,23 +107,49 @@ Description referenceOf(const std::string& path) {
   return described;
 }
 
-TEST(TypeLibrary, SaysWhatTheReferenceSays) {
+template <class Body>
+void forEachType(Body&& body) {
   ComPtr<ITypeInfo> any;
   ComPtr<ITypeLib> library;
   ASSERT_EQ(S_OK, newSupport()->GetTypeInfo(0, 0, any.put()));
   UINT index;
   ASSERT_EQ(S_OK, any->GetContainingTypeLib(library.put(), &index));
-  forEachMember(any.get(), [&](const FUNCDESC& function) {
-    Text help;
-    EXPECT_EQ(S_OK, any->GetDocumentation(function.memid, nullptr, help.inout(), nullptr, nullptr));
-    EXPECT_FALSE(help.view().empty()) << nameOf(any.get(), function.memid);
-  });
-  Description described, missing, surplus;
   for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
     ComPtr<ITypeInfo> info;
     ASSERT_EQ(S_OK, library->GetTypeInfo(i, info.put()));
-    describe(info.get(), described);
+    body(info.get());
   }
+}
+
+void expectHelp(ITypeInfo* info, MEMBERID member) {
+  Text name, help, file;
+  DWORD context = 0;
+  EXPECT_EQ(S_OK,
+            info->GetDocumentation(member, name.inout(), help.inout(), &context, file.inout()));
+  EXPECT_FALSE(help.view().empty()) << narrow(name.view());
+  EXPECT_NE(0u, context) << narrow(name.view());
+  EXPECT_EQ(L"ZSupport.chm", file.view()) << narrow(name.view());
+}
+
+TEST(TypeLibrary, HelpsWhileTypingAndRefusesWhatIsMisspelt) {
+  forEachType([](ITypeInfo* info) {
+    expectHelp(info, MEMBERID_NIL);
+    forEachMember(info, [&](const FUNCDESC& function) {
+      expectHelp(info, function.memid);
+      const bool isForSinks = nameOf(info, function.memid) == "RaiseTheEvent";
+      EXPECT_TRUE(!isForSinks || (function.wFuncFlags & FUNCFLAG_FHIDDEN));
+    });
+    TYPEATTR* attributes;
+    ASSERT_EQ(S_OK, info->GetTypeAttr(&attributes));
+    const bool isDual = (attributes->wTypeFlags & TYPEFLAG_FDUAL) != 0;
+    EXPECT_EQ(isDual, (attributes->wTypeFlags & TYPEFLAG_FNONEXTENSIBLE) != 0) << nameOf(info);
+    info->ReleaseTypeAttr(attributes);
+  });
+}
+
+TEST(TypeLibrary, SaysWhatTheReferenceSays) {
+  Description described, missing, surplus;
+  forEachType([&](ITypeInfo* info) { describe(info, described); });
   char self[MAX_PATH];
   GetModuleFileNameA(nullptr, self, MAX_PATH);
   const std::string folder(self, strrchr(self, '\\'));

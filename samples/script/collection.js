@@ -1,6 +1,7 @@
 // A keyed collection from JScript.
 //
 // To run it, with ZSupport registered:   cscript //nologo collection.js
+// (on a 64-bit Windows: %SystemRoot%\SysWOW64\cscript, because the library is 32-bit)
 
 var fleet = new ActiveXObject("ZSupport.Zollection");
 var names = ["Anna", "Berta", "Clara"];

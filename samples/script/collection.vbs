@@ -1,7 +1,7 @@
 ' A keyed collection from VBScript.
 '
 ' To run it, with ZSupport registered:   cscript //nologo collection.vbs
-' (with a 64-bit Windows: %windir%\SysWOW64\cscript, because the library is 32-bit)
+' (on a 64-bit Windows: %SystemRoot%\SysWOW64\cscript, because the library is 32-bit)
 '
 ' Items of a Zollection are objects that fire events. Zollections do so themselves, so this script
 ' needs no other objects: it puts three small collections into a big one.

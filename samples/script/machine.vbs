@@ -1,6 +1,7 @@
 ' What GZSupport knows of this machine: versions, folders and identity; and its helpers for values.
 '
 ' To run it, with ZSupport registered:   cscript //nologo machine.vbs
+' (on a 64-bit Windows: %SystemRoot%\SysWOW64\cscript, because the library is 32-bit)
 Option Explicit
 
 Const CSIDL_FONTS = 20, CSIDL_PROGRAM_FILES = 38, CSIDL_APPDATA = 26, CSIDL_FLAG_CREATE = 32768

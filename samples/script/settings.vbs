@@ -1,6 +1,7 @@
 ' Settings with a policy layer from VBScript.
 '
 ' To run it, with ZSupport registered:   cscript //nologo settings.vbs
+' (on a 64-bit Windows: %SystemRoot%\SysWOW64\cscript, because the library is 32-bit)
 '
 ' A setting is looked up in the administrator's policy, then with the user, then with the machine;
 ' last comes the default that the program gives. Policies exist for keys under the company root.

@@ -101,7 +101,8 @@ Attribute VB_Exposed = False
 ' Logs every event of every control on a form through one handler. Put more controls on it, of any
 ' kind: they are logged without a line of code.
 '
-' To run it, with ZSupport registered: open EventLogger.vbp and start it.
+' To run it, with ZSupport registered: open EventLogger.vbp, which references "ZSupport shared support
+' library", and start it.
 Option Explicit
 
 Private Const NO_EVENTS As String = "{00000000-0000-0000-0000-000000000000}"

@@ -2,8 +2,8 @@ Attribute VB_Name = "Settings"
 ' GZSupport from VBA, early bound: settings with a policy layer, versions as records, folders and
 ' temporary files, parallel arrays, features to come, and running objects.
 '
-' To run it: in a 32-bit Office application, set a reference to "ZSupport" (Tools, References),
-' import this file (File, Import File), run ShowAll, and see the Immediate window.
+' To run it: in a 32-bit Office application, tick "ZSupport shared support library" (Tools,
+' References), import this file (File, Import File), run ShowAll, and see the Immediate window.
 '
 ' Nearly all arguments are by reference. Constants and expressions fit everywhere; a variable has to
 ' be of the declared type, or VBA says "ByRef argument type mismatch": for a Variant in the place of

@@ -1,9 +1,9 @@
 Attribute VB_Name = "TextBoxWatcherDemo"
 ' Shows TextBoxWatcher at work on a UserForm, and what the same takes without the library.
 '
-' To run it: import this file and TextBoxWatcher.cls into a project that references "ZSupport";
-' insert a UserForm, name it AddressForm, and put this into it, so that closing hides it and the
-' texts can still be read:
+' To run it: import this file and TextBoxWatcher.cls into a project that references "ZSupport
+' shared support library"; insert a UserForm, name it AddressForm, and put this into it, so that closing
+' hides it and the texts can still be read:
 '
 '     Private Sub UserForm_QueryClose(Cancel As Integer, CloseMode As Integer)
 '         If CloseMode = vbFormControlMenu Then

@@ -1,0 +1,169 @@
+#!/usr/bin/env python3
+"""What users read: the help file holds a topic for each help context of the type library, no link leads
+nowhere, the page is valid HTML, the README's commands exist, the policies are those of the settings.
+
+usage: documents_test.py TYPELIB WORK_FOLDER
+"""
+
+import re
+import shutil
+import subprocess
+import sys
+from html.parser import HTMLParser
+from xml.etree import ElementTree
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(ROOT / "packaging"))
+sys.dont_write_bytecode = True
+import make_help
+
+failures = []
+
+
+def expect(condition, what):
+    if not condition:
+        failures.append(what)
+
+
+class Page(HTMLParser):
+    def __init__(self, text):
+        super().__init__()
+        self.ids, self.links, self.headings, self.inside = set(), [], [], False
+        self.feed(text)
+
+    def handle_starttag(self, tag, attributes):
+        values = dict(attributes)
+        self.ids.add(values.get("id"))
+        if "href" in values:
+            self.links.append(values["href"])
+        self.inside = tag == "h1"
+
+    def handle_data(self, data):
+        if self.inside:
+            self.headings.append(data)
+        self.inside = False
+
+
+def contexts_of(path):
+    """Name and help context of every type and function, from the bytes of a type library."""
+    data = path.read_bytes()
+
+    def word(offset, size=4):
+        return int.from_bytes(data[offset:offset + size], "little")
+
+    def segment(index):
+        return word(0x54 + 4 * word(0x20) + (4 if word(0x14) & 0x100 else 0) + 16 * index)
+
+    def name(offset):
+        start = segment(7) + offset
+        return data[start + 12:start + 12 + data[start + 8]].decode()
+
+    for typeinfo in range(segment(0), segment(0) + 100 * word(0x20), 100):
+        yield name(word(typeinfo + 0x34)), word(typeinfo + 0x44)
+        functions, members = word(typeinfo + 0x18, 2), word(typeinfo + 0x18, 2) + word(typeinfo + 0x1A, 2)
+        record = word(typeinfo + 4) + 4  # behind the length of all records; then ids, then names
+        names = record + word(record - 4) + 4 * members
+        for index in range(functions):
+            yield name(word(names + 4 * index)), word(record + 24)
+            record += word(record, 2)
+
+
+def test_help(typelib, work):
+    for folder in ("once", "again"):
+        make_help.main(work / folder)
+    compiled = work / "once/ZSupport.chm"
+    for name in ("ZSupport.chm", "reference.html"):
+        expect((work / "once" / name).read_bytes() == (work / "again" / name).read_bytes(),
+               f"{name} is not the same when made twice")
+    pages_folder = work / "pages"
+    subprocess.run(["extract_chmLib", compiled, pages_folder], check=True, stdout=subprocess.DEVNULL)
+    pages = {path.name: Page(path.read_text()) for path in pages_folder.glob("*.html")}
+    table, strings = ((pages_folder / name).read_bytes() for name in ("#IVB", "#STRINGS"))
+    topics = {}
+    for entry in range(4, len(table), 8):
+        context, offset = (int.from_bytes(table[entry + at:entry + at + 4], "little") for at in (0, 4))
+        topics[context] = strings[offset:strings.index(0, offset)].decode()
+    named = list(contexts_of(typelib))
+    expect(len(named) > 80, f"only {len(named)} names in the type library")
+    for name, context in named:
+        if name.startswith(("_Z", "_G", "__Z", "_Coll")) or name == "ZSupport":
+            expect(topics.get(context) in pages, f"{name}: no topic for help context {context}")
+        else:
+            page = pages.get(topics.get(context))
+            expect(page and page.headings == [name], f"{name}: help context {context} shows {topics.get(context)}")
+    for name, page in {**pages, "reference": Page((work / "once/reference.html").read_text())}.items():
+        for link in page.links:
+            target, _, anchor = link.partition("#")
+            there = pages.get(target) if target else page
+            expect(there and (not anchor or anchor in there.ids), f"{name}: the link {link} leads nowhere")
+    for path in [work / "once/reference.html", *pages_folder.glob("*.html")]:
+        checked = subprocess.run(["tidy", "-q", "-e", path], capture_output=True, text=True)
+        expect(checked.returncode == 0, f"{path.name}: {checked.stderr}")
+
+
+def commands(path):
+    """The lines of code blocks without a language, and the commands in the text."""
+    text, language = path.read_text(), None
+    found = re.findall(r"`((?:msiexec /|\./dev )[^`]+)`", text)
+    for line in text.splitlines():
+        if fence := re.match(r" *```(\w*)$", line):
+            language = fence[1] if language is None else None
+        elif language == "":
+            found.append(line.strip())
+    return found
+
+
+def anchors(path):
+    uses = {}
+    headings = re.findall(r"^#+ (.*)", path.read_text(), re.MULTILINE)
+    return {"", *(make_help.anchor_of(heading, uses) for heading in headings)}
+
+
+def test_readme():
+    usage = subprocess.run([ROOT / "dev", "help"], capture_output=True, text=True, check=True).stdout
+    known = set(re.findall(r"^  (\w+)", usage, re.MULTILINE))
+    lines = commands(ROOT / "README.md") + commands(ROOT / "docs/administration.md")
+    said = {line.split()[1] for line in lines if line.startswith("./dev ")}
+    expect({"demo", "test", "package"} <= said <= known, f"README says ./dev {said}, there are {known}")
+    packaged = [line.strip() for line in (ROOT / "packaging/README.txt").read_text().splitlines()]
+    for line in lines:
+        if line.startswith(("msiexec", "regsvr32", "%")):
+            expect(line in packaged, f"not in the packages' README: {line}")
+    for document in [*ROOT.glob("*.md"), *(ROOT / "docs").glob("*.md")]:
+        for link in re.findall(r"\]\((?!http)([^)]*)\)", document.read_text()):
+            path, _, anchor = link.partition("#")
+            target = document.parent / path if path else document
+            there = anchors(target) if target.suffix == ".md" and target.exists() else {""}
+            expect(target.exists() and anchor in there, f"{document.name}: {link}")
+
+
+def test_policies():
+    folder = ROOT / "packaging/policies"
+    template = (folder / "ZSupport.admx").read_text()
+    texts = ElementTree.parse(folder / "en-US/ZSupport.adml").getroot()
+    there = {element.get("id") for element in texts.iter() if element.tag.endswith(("string", "presentation"))}
+    said = set(re.findall(r"\$\((?:string|presentation)\.(\w+)\)", template))
+    expect(said == there, f"template and texts: {sorted(said ^ there)}")
+    reference = (ROOT / "docs/reference.md").read_text()
+    keys = set(re.findall(r'key="([^"]*)"', template))
+    expect(len(keys) == 1 and f"    {min(keys)}\n" in reference, f"keys of policies: {keys}")
+    elements = ElementTree.fromstring(template.split("?>", 1)[1]).iter()
+    for value in {e.get("valueName") for e in elements if e.tag.endswith(("enum", "text", "decimal"))} - {None}:
+        expect(f"| {value} (" in reference, f"no such setting: {value}")
+
+
+def main(typelib, work):
+    work = Path(work).resolve()
+    shutil.rmtree(work, ignore_errors=True)
+    work.mkdir(parents=True)
+    test_help(Path(typelib), work)
+    test_readme()
+    test_policies()
+    for failure in failures:
+        print("FAILED:", failure)
+    return bool(failures)
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))
