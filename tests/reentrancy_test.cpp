@@ -86,10 +86,14 @@ class CalledBack : public RandomCalls {
       key = keyed == entries_.end() ? anyKey() : keyed->key;
     }
     Entry* const entry = key.empty() ? entryAt(position) : ownerOf(key);
+    // A key goes first of all: another item may get it meanwhile.
+    if (entry && !key.empty()) entry->key.clear();
     const HRESULT result =
         removeSomehow(key.empty() ? longValue(position) : textValue(Text(key)), key);
+    if (!entry) return;
+    if (FAILED(result) && !key.empty()) entry->key = key;
     // A record of a gap that stays may live for its other listing.
-    if (SUCCEEDED(result) && entry && !gapsStay_) entry->leave();
+    if (SUCCEEDED(result) && !gapsStay_) entry->leave();
   }
 
   void fireOne() {
