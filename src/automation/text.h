@@ -53,14 +53,4 @@ inline bool sameTextIgnoringCase(BSTR a, BSTR b) {
   return VarBstrCmp(a, b, LOCALE_USER_DEFAULT, NORM_IGNORECASE) == static_cast<HRESULT>(VARCMP_EQ);
 }
 
-// The text in the lower case of the user's locale; same length.
-inline Text lowerCase(std::wstring_view text) {
-  Text lower(text);
-  const int length = static_cast<int>(text.size());
-  if (length > 0) {
-    LCMapStringW(LOCALE_USER_DEFAULT, LCMAP_LOWERCASE, text.data(), length, lower.get(), length);
-  }
-  return lower;
-}
-
 }  // namespace zsupport

@@ -4,33 +4,24 @@
 // differ only in case share a chain under either compare mode. A chain is a singly linked list of
 // 12-byte nodes, new keys at its tail. Key texts are laid out like platform strings (length,
 // characters, two zero bytes), so that the platform's string functions take them as they are; the
-// record of a keyed item and its node name the same block.
+// record of a keyed item and its node name the same block. In front of the chains stands a
+// shortcut (key_shortcut.h); to take a key out that is in it needs no memory and cannot fail.
 #pragma once
 
 #include <windows.h>
 
-#include <cstddef>
-
-#include "automation/text.h"
 #include "collection/address_array.h"
+#include "collection/key_node.h"
+#include "collection/key_shortcut.h"
+#include "collection/key_text.h"
 #include "collection/private_heap.h"
 #include "events/item_record.h"
 
 namespace zsupport {
 
-struct KeyNode {
-  KeyNode* next;
-  ItemRecord* record;
-  OLECHAR* key;
-};
-
-static_assert(sizeof(KeyNode) == 12);
-static_assert(offsetof(KeyNode, record) == 4);
-static_assert(offsetof(KeyNode, key) == 8);
-
 class KeyIndex {
  public:
-  static constexpr LONG kBuckets = 2048;
+  static constexpr LONG kBuckets = kChains;
 
   // An empty index in the heap; false when there is no memory. The compare mode stays.
   bool open(PrivateHeap& heap);
@@ -42,37 +33,42 @@ class KeyIndex {
   void CompareMode(LONG mode);
 
   // The record that the key leads to. When the key is absent, null is returned, and the key is
-  // entered for the given record unless that is null, too.
+  // entered for the given record unless that is null, too. Error 7, heard on every thread.
   ItemRecord* pvGetItemByKey(BSTR key, ItemRecord* record);
 
   // Frees a stored key (a record's key pointer), and takes it out if it is still in the index.
   void pvRemoveKey(OLECHAR* text);
-  // Takes a stored key out and leaves its text to the record.
+  // Takes a stored key out, if it is in, and leaves its text to the record.
   void unlink(OLECHAR* text);
 
-  // Takes a key out and frees its text; returns its record, or null when it is absent.
+  // Takes a key out and frees its text; returns its record, or null when it is absent. Error 7,
+  // and then nothing has changed.
   ItemRecord* take(BSTR key);
 
  private:
-  // A place in a chain: the link that leads to the node, and the node or null at the end.
-  struct Place {
-    KeyNode** link;
-    KeyNode* node;
-  };
+  static constexpr LONG kNotAsked = -1;
 
-  // The key in the form in which it is hashed, compared and stored: itself, or lowered.
-  BSTR normalised(BSTR key, Text& lowered) const;
-  KeyNode*& bucketOf(BSTR key) const;
-  bool equal(BSTR searched, OLECHAR* stored) const;
-  Place find(BSTR normalisedKey) const;
+  bool ignoresCase() const { return compareFlags_ != 0; }
+  bool isProvable(const OLECHAR* text, UINT bytes) const;
+  LONG chainOf(const KeyText& key) const;
+  bool equal(const KeyText& searched, OLECHAR* stored) const;
+  // The node of a key, or null. The chain is told when it had to be asked for.
+  KeyNode* find(const KeyText& key, LONG& chain) const;
+  void enter(const KeyText& key, ItemRecord* record, LONG chain);
+  // Takes the node of a stored key out of a chain; false when it is not on it.
+  bool cut(LONG chain, const OLECHAR* stored);
 
-  OLECHAR* pvSysAllocString(BSTR source);
+  OLECHAR* pvSysAllocString(const KeyText& source);
   void pvSysFreeString(OLECHAR* text);
 
   AddressArray<KeyNode> buckets_;
+  AddressArray<KeyNode> tails_;  // the last node of each chain
+  KeyShortcut shortcut_;
+  ULONG others_ = 0;  // keys in the shortcut that may be equal to others than themselves
   PrivateHeap* heap_ = nullptr;
   LONG compareMode_ = 0;
   ULONG compareFlags_ = 0;
+  bool provableLanguage_ = false;
 };
 
 }  // namespace zsupport

@@ -1,0 +1,245 @@
+// The key index from within, held against the platform: that what it takes for different without
+// asking is different, and that it finds what a walk of the chains with VarBstrCmp alone finds.
+// Another fuzz: --gtest_random_seed=N.
+#include "collection/key_index.h"
+
+#include <algorithm>
+#include <cstring>
+#include <deque>
+#include <gtest/gtest.h>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "ZSupport.h"
+#include "automation/error.h"
+#include "automation/text.h"
+
+using namespace zsupport;
+
+namespace {
+
+std::vector<std::wstring> textsOf(ULONG flags, UINT length, const std::wstring& prefix = L"") {
+  if (length == 0) return {prefix};
+  std::vector<std::wstring> texts;
+  for (OLECHAR c = 0; c < 0x80; ++c) {
+    if (!isProvable(c, flags != 0)) continue;
+    std::ranges::move(textsOf(flags, length - 1, prefix + c), std::back_inserter(texts));
+  }
+  return texts;
+}
+
+// VarBstrCmp orders texts, so equal ones would be neighbours.
+void expectDifferent(const std::vector<std::wstring>& texts, ULONG flags) {
+  std::vector<Text> sorted;
+  for (const std::wstring& text : texts) sorted.emplace_back(text);
+  const auto compare = [flags](const Text& a, const Text& b) {
+    return VarBstrCmp(a.get(), b.get(), LOCALE_USER_DEFAULT, flags);
+  };
+  std::ranges::sort(sorted,
+                    [&](const Text& a, const Text& b) { return compare(a, b) == VARCMP_LT; });
+  for (size_t i = 1; i < sorted.size(); ++i) {
+    EXPECT_EQ(static_cast<HRESULT>(VARCMP_LT), compare(sorted[i - 1], sorted[i]))
+        << flags << ": " << sorted[i - 1].get() << " and " << sorted[i].get();
+  }
+}
+
+TEST(KeyIndex, TakesNoTextsForDifferentThatThePlatformHoldsEqual) {
+  for (const ULONG flags : {0ul, static_cast<ULONG>(NORM_IGNORECASE)}) {
+    for (const UINT length : {1u, 2u}) expectDifferent(textsOf(flags, length), flags);
+    for (std::wstring text : {L"co-op '1", L"ss-ae_oe", L"dzsddzs", L"ij'.,-#", L"ll- ch-9"}) {
+      std::vector<std::wstring> permutations;
+      std::ranges::sort(text);
+      do {
+        permutations.push_back(text);
+      } while (std::ranges::next_permutation(text).found && permutations.size() < 10'000);
+      expectDifferent(permutations, flags);
+    }
+  }
+}
+
+TEST(KeyIndex, LowersAsThePlatformDoes) {
+  std::wstring text;
+  for (OLECHAR a = 0; a < 0x80; ++a) {
+    for (OLECHAR b = 0; b < 0x80; ++b) text += {a, b};
+  }
+  for (const wchar_t* const other : {L"", L"\u00C9\u0130\u03A3 IJ\u1E9E"}) {
+    const Text key(text + other);
+    Text lowered(key.view());
+    const auto size = static_cast<int>(key.view().size());
+    LCMapStringW(LOCALE_USER_DEFAULT, LCMAP_LOWERCASE, key.get(), size, lowered.get(), size);
+    const KeyText sought(key.get(), true);
+    EXPECT_EQ(lowered.view(), std::wstring_view(sought.get(), sought.length()));
+  }
+}
+
+// The chains as they are described, and nothing in front of them.
+class PlainChains {
+ public:
+  explicit PlainChains(LONG mode) : mode_(mode) {}
+
+  ItemRecord* find(const std::string& key) {
+    const auto at = search(key);
+    return at.first->second.size() == at.second ? nullptr : at.first->second[at.second].record;
+  }
+  void enter(const std::string& key, ItemRecord* record) {
+    search(key).first->second.push_back({normalised(key), record});
+  }
+  void remove(const ItemRecord* record) {
+    for (auto& [hash, chain] : chains_) {
+      std::erase_if(chain, [record](const Entry& entry) { return entry.record == record; });
+    }
+  }
+
+ private:
+  struct Entry {
+    Text key;
+    ItemRecord* record;
+  };
+
+  // An odd byte is the lower half of a last character to the hash.
+  Text normalised(const std::string& bytes) const {
+    auto key = bytes;
+    if (mode_ == CompareText) key.resize(key.size() / 2 * 2);
+    Text text;
+    *text.inout() = SysAllocStringByteLen(nullptr, static_cast<UINT>(key.size() + 4));
+    std::memset(text.get(), 0, key.size() + 4);
+    std::memcpy(text.get(), key.data(), key.size());
+    reinterpret_cast<UINT*>(text.get())[-1] = static_cast<UINT>(key.size());
+    if (const int size = static_cast<int>(key.size() / 2); mode_ == CompareText && size > 0) {
+      const std::wstring source(text.get(), static_cast<size_t>(size));
+      LCMapStringW(LOCALE_USER_DEFAULT, LCMAP_LOWERCASE, source.c_str(), size, text.get(), size);
+    }
+    return text;
+  }
+  std::pair<std::map<LONG, std::vector<Entry>>::iterator, size_t> search(const std::string& key) {
+    const Text sought = normalised(key);
+    const auto hash = static_cast<LONG>(LHashValOfNameSys(SYS_WIN16, 0, sought.get()));
+    const auto at = chains_.try_emplace(hash % KeyIndex::kBuckets).first;
+    size_t place = 0;
+    for (; place < at->second.size(); ++place) {
+      const Text& stored = at->second[place].key;
+      if (SysStringLen(stored.get()) == SysStringLen(sought.get()) &&
+          VarBstrCmp(sought.get(), stored.get(), LOCALE_USER_DEFAULT,
+                     mode_ == CompareText ? NORM_IGNORECASE : 0) == VARCMP_EQ) {
+        break;
+      }
+    }
+    return {at, place};
+  }
+
+  LONG mode_;
+  std::map<LONG, std::vector<Entry>> chains_;
+};
+
+// Short keys of few characters, so that they meet; one kind of collection has provable ones only.
+class Keys {
+ public:
+  Keys(std::mt19937& random, bool provable) : random_(random), provable_(provable) {}
+
+  std::string operator()() {
+    static const std::wstring plain = L"aAbBK;19-' s";
+    static const std::wstring others =
+        std::wstring(L"\0\u00AD\u200B\u200C\u0301\u0300\u00E9\u00C9", 8) +
+        L"\u00E8\u00DF\u1E9E\uFF41\uFF21\u0131\u0130\u03C3\u03C2\u03A3\x7F\x01\u212A\u037E";
+    std::wstring text;
+    for (auto length = random_() % 5; text.size() <= length;) {
+      const std::wstring& from = !provable_ && random_() % 3 == 0 ? others : plain;
+      text += from[random_() % from.size()];
+    }
+    if (random_() % 50 == 0) text.insert(0, 40 + random_() % 60, L'x');
+    std::string bytes(reinterpret_cast<const char*>(text.data()), 2 * text.size());
+    if (!provable_ && random_() % 10 == 0) bytes += "cCd"[random_() % 3];
+    return bytes;
+  }
+
+ private:
+  std::mt19937& random_;
+  bool provable_;
+};
+
+Text textOf(const std::string& bytes) {
+  Text text;
+  *text.inout() = SysAllocStringByteLen(bytes.data(), static_cast<UINT>(bytes.size()));
+  return text;
+}
+
+void fuzz(LONG mode, bool provable, std::mt19937 random) {
+  const auto heap = PrivateHeap::create(0);
+  KeyIndex index;
+  index.CompareMode(mode);
+  ASSERT_TRUE(index.open(*heap.get()));
+  PlainChains oracle(mode);
+  Keys anyKey(random, provable);
+  std::deque<ItemRecord> records;
+  std::vector<ItemRecord*> keyed;
+  for (int step = 0; step < 8'000; ++step) {
+    const std::string bytes = anyKey();
+    const Text key = textOf(bytes);
+    ItemRecord* const expected = oracle.find(bytes);
+    ASSERT_EQ(expected, index.pvGetItemByKey(key.get(), nullptr)) << "step " << step;
+    switch (random() % 4) {
+      case 0:
+      case 1:
+        ASSERT_EQ(expected, index.pvGetItemByKey(key.get(), &records.emplace_back()));
+        if (expected) break;
+        oracle.enter(bytes, &records.back());
+        keyed.push_back(&records.back());
+        break;
+      case 2:
+        ASSERT_EQ(expected, index.take(key.get()));
+        if (!expected) break;
+        oracle.remove(expected);
+        std::erase(keyed, expected);
+        break;
+      default: {
+        if (keyed.empty()) break;
+        ItemRecord* const record = keyed[random() % keyed.size()];
+        if (random() % 2) index.unlink(record->key);
+        index.pvRemoveKey(record->key);
+        oracle.remove(record);
+        std::erase(keyed, record);
+      }
+    }
+  }
+}
+
+TEST(KeyIndex, FindsWhatAWalkOfTheChainsFinds) {
+  const auto given = static_cast<unsigned>(GTEST_FLAG_GET(random_seed));
+  const unsigned seed = given ? given : 20'260'101;
+  SCOPED_TRACE(testing::Message() << "seed " << seed);
+  for (const LONG mode : {CompareBinary, CompareText}) {
+    for (const bool provable : {false, true}) fuzz(mode, provable, std::mt19937(seed));
+  }
+}
+
+TEST(KeyIndex, KeepsWhatItHasWhenMemoryEnds) {
+  // A limited heap gives no block of 512 KB, so the shortcut stops growing long before.
+  const auto heap = PrivateHeap::create(0, 8 << 20);
+  KeyIndex index;
+  ASSERT_TRUE(index.open(*heap.get()));
+  const auto key = [](size_t i) { return Text(L"key " + std::to_wstring(i)); };
+  std::deque<ItemRecord> records;
+  try {
+    while (records.size() < 1'000'000) {
+      const Text next = key(records.size());
+      ASSERT_EQ(nullptr, index.pvGetItemByKey(next.get(), &records.emplace_back()));
+    }
+  } catch (const Error& error) {
+    EXPECT_EQ(runtime::kOutOfMemory, error.number);
+    records.pop_back();
+  }
+  ASSERT_LT(44'000u, records.size());
+  EXPECT_EQ(nullptr, index.pvGetItemByKey(key(records.size()).get(), nullptr));
+  for (size_t i = 0; i < records.size(); ++i) {
+    EXPECT_EQ(&records[i], index.pvGetItemByKey(key(i).get(), nullptr));
+  }
+  for (size_t i = 0; i < records.size(); i += 100) EXPECT_EQ(&records[i], index.take(key(i).get()));
+  for (size_t i = 0; i < records.size(); ++i) {
+    EXPECT_EQ(i % 100 ? &records[i] : nullptr, index.pvGetItemByKey(key(i).get(), nullptr));
+  }
+}
+
+}  // namespace
