@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <optional>
 
@@ -34,18 +35,21 @@ class PlaceIndex {
   size_t count_ = 0;
 };
 
-// Of names in ASCII, which all of ours are.
+// Of names in ASCII, which all of ours are; most callers write them as they are declared.
 constexpr wchar_t lowerCase(wchar_t letter) {
   return letter >= L'A' && letter <= L'Z' ? static_cast<wchar_t>(letter + (L'a' - L'A')) : letter;
 }
 constexpr size_t hashOfName(const wchar_t* name) {
   size_t hash = 0;
-  while (*name) hash = hash * 31 + lowerCase(*name++);
+  while (*name) hash = std::rotl(hash, 5) ^ lowerCase(*name++);
   return hash ^ hash >> 7;
 }
 constexpr bool isSameName(const wchar_t* one, const wchar_t* other) {
-  while (*one && lowerCase(*one) == lowerCase(*other)) ++one, ++other;
-  return lowerCase(*one) == lowerCase(*other);
+  while (*one == *other || lowerCase(*one) == lowerCase(*other)) {
+    if (*one == 0) return true;
+    ++one, ++other;
+  }
+  return false;
 }
 
 }  // namespace zsupport
