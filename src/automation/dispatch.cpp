@@ -94,17 +94,12 @@ HRESULT convertTo(VARIANT& copy, const VARIANT& argument, VARTYPE type, LCID loc
 HRESULT makeDefault(VARIANT& copy, const Default* preset, VARTYPE type) {
   if (!preset) return DISP_E_PARAMNOTOPTIONAL;
   V_VT(&copy) = type == VT_VARIANT ? preset->type : type;
-  switch (preset->type) {
-    case VT_BSTR:
-      V_BSTR(&copy) = SysAllocString(preset->text);
-      return V_BSTR(&copy) ? S_OK : E_OUTOFMEMORY;
-    case VT_BOOL:
-      V_BOOL(&copy) = static_cast<VARIANT_BOOL>(preset->number);
-      return S_OK;
-    default:
-      V_I4(&copy) = preset->number;
-      return S_OK;
+  if (preset->text) {
+    V_BSTR(&copy) = SysAllocString(preset->text);
+    return V_BSTR(&copy) ? S_OK : E_OUTOFMEMORY;
   }
+  V_I4(&copy) = preset->number;  // a Boolean is its lower half
+  return S_OK;
 }
 
 HRESULT storeIn(const VARIANT& argument, const VARIANT& value, LCID locale) {
