@@ -17,6 +17,7 @@
 #include <windows.h>
 #include <oaidl.h>
 
+#include <algorithm>
 #include <array>
 #include <span>
 #include <tuple>
@@ -178,6 +179,10 @@ class Thunk {
   template <size_t... i>
   static HRESULT callWith(Invocation& invocation, std::index_sequence<i...>) {
     static_assert(((SlotAt<i>::kType == kTypes[i]) && ...), "the type library says otherwise");
+    static_assert(
+        std::ranges::all_of(kExactly<callee>,
+                            [](const Exactly& said) { return kTypes[said.parameter] & VT_BYREF; }),
+        "only references change");
     std::tuple<SlotAt<i>...> slots;
     HRESULT outcome = S_OK;
     [[maybe_unused]] const auto load = [&](auto& slot, size_t parameter) {
