@@ -10,7 +10,6 @@
 #include <tuple>
 
 #include "automation/error.h"
-#include "collection/zollection.h"
 #include "companion/log_file.h"
 #include "companion/trace_log.h"
 #include "frame/mdlErrorHandling.h"
@@ -21,7 +20,6 @@
 #include "support/files.h"
 #include "support/gzsupport.h"
 #include "support/trace_recorder.h"
-#include "support/type_info.h"
 
 using namespace zsupport;
 
@@ -214,67 +212,6 @@ TEST(Trace, TakesThreeProcessesAtOnceWithoutLosingALine) {
   EXPECT_TRUE(lines.contains("<2.299>"));
   DeleteFileW(path.c_str());
   DeleteFileW((path + L".old").c_str());
-}
-
-VARTYPE typeIn(ITypeInfo* info, const TYPEDESC& description) {
-  if (description.vt == VT_PTR) {
-    const VARTYPE type = typeIn(info, *description.lptdesc);
-    return type == VT_UNKNOWN ? type : static_cast<VARTYPE>(type | VT_BYREF);
-  }
-  if (description.vt == VT_SAFEARRAY)
-    return static_cast<VARTYPE>(typeIn(info, *description.lptdesc) | VT_ARRAY);
-  if (description.vt != VT_USERDEFINED) return description.vt;
-  ComPtr<ITypeInfo> type;
-  TYPEATTR* attributes;
-  if (FAILED(info->GetRefTypeInfo(description.hreftype, type.put())) ||
-      FAILED(type->GetTypeAttr(&attributes))) {
-    return VT_EMPTY;
-  }
-  const VARTYPE result = attributes->typekind == TKIND_RECORD ? VT_RECORD
-                         : attributes->typekind == TKIND_ENUM ? VT_I4
-                                                              : VT_UNKNOWN;
-  type->ReleaseTypeAttr(attributes);
-  return result;
-}
-
-// The table behind late binding and the type library say the same, member by member.
-void expectSame(const MemberTable& table) {
-  ComPtr<ITypeInfo> info;
-  ASSERT_EQ(S_OK, table.typeInfo(0, info.put()));
-  UINT described = 0;
-  forEachMember(info.get(), [&](const FUNCDESC& function) {
-    const auto members = table.members();
-    ASSERT_LT(described, members.size());
-    const Member& member = members[described++];
-    SCOPED_TRACE(function.memid);
-    EXPECT_EQ(function.memid, member.id);
-    EXPECT_EQ(function.invkind, member.kind);
-    ASSERT_EQ(function.cParams, static_cast<SHORT>(member.parameters));
-    EXPECT_EQ(typeIn(info.get(), function.elemdescFunc.tdesc), member.resultType);
-    const size_t required = member.parameters - member.defaults.size();
-    for (size_t p = 0; p < member.parameters; ++p) {
-      const ELEMDESC& parameter = function.lprgelemdescParam[p];
-      EXPECT_EQ(typeIn(info.get(), parameter.tdesc), member.types[p]) << "parameter " << p;
-      const USHORT flags = parameter.paramdesc.wParamFlags;
-      EXPECT_EQ(p >= required, (flags & PARAMFLAG_FOPT) != 0) << "parameter " << p;
-      if (p < required) continue;
-      const Default& preset = member.defaults[p - required];
-      ASSERT_EQ(preset.type != VT_ERROR, (flags & PARAMFLAG_FHASDEFAULT) != 0);
-      if (preset.type == VT_ERROR) continue;
-      const VARIANT& value = parameter.paramdesc.pparamdescex->varDefaultValue;
-      EXPECT_EQ(preset.type, V_VT(&value));
-      const bool isText = preset.type == VT_BSTR;
-      EXPECT_EQ(isText ? preset.text : L"", isText ? viewOf(V_BSTR(&value)) : L"");
-      EXPECT_EQ(preset.number, isText ? 0 : preset.type == VT_BOOL ? V_BOOL(&value) : V_I4(&value));
-    }
-  });
-  EXPECT_EQ(table.members().size(), described);
-}
-
-TEST(MemberTables, AgreeWithTheTypeLibrary) {
-  expectSame(ZollectionObject::members());
-  expectSame(CollectionFace::members());
-  expectSame(GZSupportObject::members());
 }
 
 }  // namespace

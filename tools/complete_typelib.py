@@ -17,53 +17,16 @@ import re
 import struct
 import sys
 
-HEADER_SIZE = 0x54
-TYPEINFO_COUNT_OFFSET = 0x20
-VARFLAGS_OFFSET = 0x14
-HELP_DLL_FLAG = 0x100
-SEGMENT_SIZE, SEGMENT_COUNT = 16, 15
-TYPEINFO_SEGMENT, GUID_SEGMENT, TYPEDESC_SEGMENT, DATA_SEGMENT, DATA_GUID_SEGMENT = 0, 5, 9, 11, 12
-TYPEINFO_SIZE = 100
-TYPEDESC_SIZE = 8  # of a TYPEDESC as 32-bit clients see it, too
-PARAMETER_SIZE = 12
-BASE_TYPE = 0x80000000  # in a type word; others are offsets of type descriptions
-VT_PTR = 26
+import typelib
+from typelib import (BASE_TYPE, DATA_GUID_SEGMENT, DATA_GUID_SIZE, DATA_SEGMENT, GUID_SEGMENT,
+                     PARAMFLAG_FOUT, SEGMENT_COUNT, SEGMENT_SIZE, TYPEDESC_SEGMENT, TYPEDESC_SIZE,
+                     VARTYPE_SIZE, VT_PTR)
+
 POINTER_TO_BASE_TYPE, POINTER_TO_OTHER = 0x4000, 0x7FFF  # what stands behind VT_PTR
-PARAMFLAG_FOUT = 2
-DATA_GUID_SIZE, VARTYPE_SIZE = 12, 2
 TIME_GUID = bytes.fromhex("63ba77de7c51d111a2da0000f8773ce9")
 
 
-class Library:
-    def __init__(self, data):
-        self.data = data
-        if data[:4] != b"MSFT":
-            raise SystemExit("not a type library in MSFT format")
-        count = self.word(TYPEINFO_COUNT_OFFSET)
-        self.directory = HEADER_SIZE + 4 * count
-        if self.word(VARFLAGS_OFFSET) & HELP_DLL_FLAG:
-            self.directory += 4
-        self.typeinfos = [self.segment(TYPEINFO_SEGMENT)[0] + TYPEINFO_SIZE * i for i in range(count)]
-
-    def segment(self, index):
-        """Offset and length."""
-        return struct.unpack_from("<iI", self.data, self.directory + SEGMENT_SIZE * index)
-
-    def word(self, offset):
-        return struct.unpack_from("<I", self.data, offset)[0]
-
-    def half(self, offset):
-        return struct.unpack_from("<H", self.data, offset)[0]
-
-    def functions(self):
-        """Offsets of all function records, each with the size of its record."""
-        for typeinfo in self.typeinfos:
-            member = self.word(typeinfo + 4) + 4  # the first word is the block's size
-            for _ in range(self.half(typeinfo + 0x18)):
-                size = self.half(member)
-                yield member, size
-                member += size
-
+class Library(typelib.Library):
     def pointer_to(self, type_word):
         """Offset, in the type description segment, of "pointer to type_word"."""
         start, length = self.segment(TYPEDESC_SEGMENT)
@@ -103,12 +66,12 @@ class Library:
 
     def values_to_restore(self):
         """Offsets of by-value [in, out] parameters, each behind that of its function record."""
-        for member, size in self.functions():
-            count = self.half(member + 20)
-            for i in range(count):
-                parameter = member + size - PARAMETER_SIZE * (count - i)
-                if self.word(parameter + 8) & PARAMFLAG_FOUT and self.is_value(self.word(parameter)):
-                    yield member, parameter
+        for typeinfo in self.typeinfos:
+            for member, size in self.functions(typeinfo):
+                for parameter in self.parameters(member, size):
+                    is_out = self.word(parameter + 8) & PARAMFLAG_FOUT
+                    if is_out and self.is_value(self.word(parameter)):
+                        yield member, parameter
 
     def forget_time(self):
         start, length = self.segment(DATA_GUID_SEGMENT)
@@ -121,14 +84,12 @@ class Library:
                            self.data)
 
     def is_value(self, type_word):
-        if type_word & BASE_TYPE:
-            return True
-        return self.half(self.segment(TYPEDESC_SEGMENT)[0] + type_word) != VT_PTR
+        description = self.described(type_word)
+        return description is None or self.half(description) != VT_PTR
 
 
 def main(path):
-    with open(path, "rb") as file:
-        library = Library(bytearray(file.read()))
+    library = Library(path)
     restored = library.restore()
     library.forget_time()
     with open(path, "wb") as file:

@@ -94,17 +94,12 @@ HRESULT convertTo(VARIANT& copy, const VARIANT& argument, VARTYPE type, LCID loc
 HRESULT makeDefault(VARIANT& copy, const Default* preset, VARTYPE type) {
   if (!preset) return DISP_E_PARAMNOTOPTIONAL;
   V_VT(&copy) = type == VT_VARIANT ? preset->type : type;
-  switch (preset->type) {
-    case VT_BSTR:
-      V_BSTR(&copy) = SysAllocString(preset->text);
-      return V_BSTR(&copy) ? S_OK : E_OUTOFMEMORY;
-    case VT_BOOL:
-      V_BOOL(&copy) = static_cast<VARIANT_BOOL>(preset->number);
-      return S_OK;
-    default:
-      V_I4(&copy) = preset->number;
-      return S_OK;
+  if (preset->text) {
+    V_BSTR(&copy) = SysAllocString(preset->text);
+    return V_BSTR(&copy) ? S_OK : E_OUTOFMEMORY;
   }
+  V_I4(&copy) = preset->number;  // a Boolean is its lower half
+  return S_OK;
 }
 
 HRESULT storeIn(const VARIANT& argument, const VARIANT& value, LCID locale) {
@@ -220,9 +215,36 @@ HRESULT MemberTable::typeInfo(UINT index, ITypeInfo** info) const noexcept {
 
 HRESULT MemberTable::idsOfNames(LPOLESTR* names, UINT count, DISPID* ids) const noexcept {
   if (!names || !ids) return E_POINTER;
+  if (count == 0) return E_INVALIDARG;
+  if (knows(names, count, ids)) return S_OK;
+  // The platform decides what else is a name: it ignores some characters, such as soft hyphens, and
+  // knows the members of IDispatch itself.
+  std::fill_n(ids, count, DISPID_UNKNOWN);
+  if (std::find(names, names + count, nullptr) != names + count) return E_POINTER;
   ComPtr<ITypeInfo> info;
   const HRESULT described = typeInfo(0, info.put());
   return FAILED(described) ? described : info->GetIDsOfNames(names, count, ids);
+}
+
+// A member's name and, behind it, names of its parameters. Of members that share a name, the first
+// one's parameters count.
+bool MemberTable::knows(LPOLESTR* names, UINT count, DISPID* ids) const {
+  if (!names[0]) return false;
+  const auto place = byName_.find(hashOfName(names[0]), [&](size_t candidate) {
+    return isSameName(members_[candidate].name, names[0]);
+  });
+  if (!place) return false;
+  ids[0] = members_[*place].id;
+  const auto parameters = members_[*place].parameterNames;
+  for (UINT i = 1; i < count; ++i) {
+    size_t position = 0;
+    while (position < parameters.size() &&
+           !(names[i] && isSameName(parameters[position], names[i])))
+      ++position;
+    if (position == parameters.size()) return false;
+    ids[i] = static_cast<DISPID>(position);
+  }
+  return true;
 }
 
 HRESULT MemberTable::invoke(void* self, DISPID id, REFIID reserved, LCID locale, WORD flags,
@@ -255,10 +277,10 @@ HRESULT MemberTable::invoke(void* self, DISPID id, REFIID reserved, LCID locale,
 const Member* MemberTable::find(DISPID id, WORD flags) const {
   const bool isPut = flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF);
   if (!isPut && !(flags & (DISPATCH_METHOD | DISPATCH_PROPERTYGET))) return nullptr;
-  const auto found = std::find_if(members_.begin(), members_.end(), [&](const Member& member) {
-    return member.id == id && (member.kind == DISPATCH_PROPERTYPUT) == isPut;
+  const auto place = byId_.find(hashOfId(id, isPut), [&](size_t candidate) {
+    return members_[candidate].id == id && members_[candidate].isPut() == isPut;
   });
-  return found == members_.end() ? nullptr : &*found;
+  return place ? &members_[*place] : nullptr;
 }
 
 }  // namespace zsupport

@@ -1,10 +1,15 @@
 // Late binding: IDispatch over a table of members.
 //
-// Each entry of a table is made from a method of the C++ interface; its thunk is generated from the
-// method's signature. Arguments are matched to parameters (positions, names, defaults), converted,
-// and handed to the method; what the method leaves in by-reference parameters goes back to the
-// caller's variables. The platform's ITypeInfo::Invoke is not used: it refuses a script's variable
-// for a typed by-reference parameter and misplaces defaults.
+// The tables are not written by hand. tools/list_members.py reads the finished type library and
+// writes, for each interface, an array of Member: names, ids, defaults and types as the library has
+// them, and the C++ method to call. Here the compiler makes the rest of an entry, a thunk, from the
+// method's signature, which must agree with the types. What neither of them tells is said of a
+// method in a specialisation of kExactly, in front of the table.
+//
+// Arguments are matched to parameters (positions, names, defaults), converted, and handed to the
+// method; what the method leaves in by-reference parameters goes back to the caller's variables.
+// The platform's ITypeInfo::Invoke is not used: it refuses a script's variable for a typed
+// by-reference parameter and misplaces defaults.
 //
 // How single parameters travel is in dispatch_slots.h, and how arrays do in dispatch_arrays.h.
 #pragma once
@@ -12,6 +17,7 @@
 #include <windows.h>
 #include <oaidl.h>
 
+#include <algorithm>
 #include <array>
 #include <span>
 #include <tuple>
@@ -20,6 +26,7 @@
 
 #include "automation/dispatch_arrays.h"
 #include "automation/dispatch_slots.h"
+#include "automation/name_index.h"
 
 namespace zsupport {
 
@@ -43,18 +50,29 @@ inline constexpr size_t kMostParameters = 16;
 
 struct Member {
   DISPID id;
-  WORD kind;          // DISPATCH_METHOD, _PROPERTYGET or _PROPERTYPUT
-  size_t parameters;  // without the result
+  WORD kind;  // DISPATCH_METHOD, _PROPERTYGET or _PROPERTYPUT
+  const wchar_t* name;
+  std::span<const wchar_t* const> parameterNames;  // a new value has none
+  size_t parameters;                               // without the result
   std::span<const Default> defaults;
   const VARTYPE* types;  // of the parameters, VT_BYREF for references
   VARTYPE resultType;    // VT_VOID for none
   HRESULT (*call)(Invocation&);
+
+  constexpr bool isPut() const { return kind == DISPATCH_PROPERTYPUT; }
 };
 
-// The face of one interface to late-bound callers.
+// The face of one interface to late-bound callers. The compiler makes it, indexes included: a call
+// needs neither the type library nor a lock.
 class MemberTable {
  public:
-  MemberTable(REFIID id, std::span<const Member> members) : id_(id), members_(members) {}
+  consteval MemberTable(REFIID id, std::span<const Member> members) : id_(id), members_(members) {
+    for (size_t place = 0; place < members.size(); ++place) {
+      const Member& member = members[place];
+      byName_.add(hashOfName(member.name), place);
+      byId_.add(hashOfId(member.id, member.isPut()), place);
+    }
+  }
 
   HRESULT typeInfo(UINT index, ITypeInfo** info) const noexcept;
   HRESULT idsOfNames(LPOLESTR* names, UINT count, DISPID* ids) const noexcept;
@@ -65,20 +83,29 @@ class MemberTable {
   std::span<const Member> members() const { return members_; }
 
  private:
+  static constexpr size_t hashOfId(DISPID id, bool isPut) {
+    return static_cast<size_t>(id) * 2 + isPut;
+  }
   const Member* find(DISPID id, WORD flags) const;
+  bool knows(LPOLESTR* names, UINT count, DISPID* ids) const;
 
   const IID& id_;
   const std::span<const Member> members_;
+  PlaceIndex byName_;
+  PlaceIndex byId_;
 };
 
-// What the C++ signature of a method does not tell: that a double is a date or a short no Boolean,
-// and what an array holds and whether the method changes it. The result counts as the last
-// parameter.
+// What a thunk is told of a parameter beyond its C++ type. The type is the type library's.
 struct Exactly {
   size_t parameter;
   VARTYPE type;
   ArrayUse use = ArrayUse::kRead;
 };
+constexpr Exactly changes(size_t parameter) { return {parameter, VT_EMPTY, ArrayUse::kChange}; }
+
+// Specialised for methods that change arrays, which the type library does not tell.
+template <auto callee>
+inline constexpr std::array<Exactly, 0> kExactly{};
 
 namespace dispatch_detail {
 
@@ -92,15 +119,18 @@ struct Signature<HRESULT (STDMETHODCALLTYPE Interface::*)(Parameters...)> {
 };
 
 // The slots of a method's first kCount parameters, loaded in order and stored after the call.
-template <auto callee, bool hasResult, Exactly... exact>
+template <auto callee, bool hasResult, VARTYPE... type>
 class Thunk {
   using Sig = Signature<decltype(callee)>;
   template <size_t i>
   using ParameterAt = std::tuple_element_t<i, typename Sig::Tuple>;
+  static_assert(sizeof...(type) == Sig::kCount + (hasResult ? 0 : 1));
 
   static constexpr Exactly exactly(size_t parameter) {
-    Exactly found = {parameter, VT_EMPTY};
-    ((exact.parameter == parameter ? void(found = exact) : void()), ...);
+    Exactly found = {parameter, static_cast<VARTYPE>(kTypes[parameter] & ~VT_BYREF)};
+    for (const Exactly& said : kExactly<callee>) {
+      if (said.parameter == parameter) found.use = said.use;
+    }
     return found;
   }
   template <size_t i>
@@ -135,21 +165,7 @@ class Thunk {
     return callWith(invocation, std::make_index_sequence<kParameters>());
   }
 
-  static constexpr VARTYPE resultType() {
-    if constexpr (hasResult) {
-      return decltype(resultSlot())::type::kType;
-    } else {
-      return VT_VOID;
-    }
-  }
-
-  static constexpr auto types() {
-    return []<size_t... i>(std::index_sequence<i...>) {
-      return std::array<VARTYPE, kParameters + 1>{SlotAt<i>::kType..., VT_VOID};
-    }
-    (std::make_index_sequence<kParameters>());
-  }
-  static constexpr auto kTypes = types();
+  static constexpr VARTYPE kTypes[] = {type...};
 
  private:
   // All slots are stored by now; the last failure is what the caller hears.
@@ -162,6 +178,11 @@ class Thunk {
 
   template <size_t... i>
   static HRESULT callWith(Invocation& invocation, std::index_sequence<i...>) {
+    static_assert(((SlotAt<i>::kType == kTypes[i]) && ...), "the type library says otherwise");
+    static_assert(
+        std::ranges::all_of(kExactly<callee>,
+                            [](const Exactly& said) { return kTypes[said.parameter] & VT_BYREF; }),
+        "only references change");
     std::tuple<SlotAt<i>...> slots;
     HRESULT outcome = S_OK;
     [[maybe_unused]] const auto load = [&](auto& slot, size_t parameter) {
@@ -188,31 +209,19 @@ class Thunk {
   }
 };
 
-template <auto callee, bool hasResult, Exactly... exact>
-constexpr Member makeMember(DISPID id, WORD kind, std::span<const Default> defaults) {
-  using T = Thunk<callee, hasResult, exact...>;
-  static_assert(T::kParameters <= kMostParameters);
-  return {id, kind, T::kParameters, defaults, T::kTypes.data(), T::resultType(), T::call};
-}
-
 }  // namespace dispatch_detail
 
-// Entries of a table. The last parameter of a getter and of a function is its result.
-template <auto callee>
-constexpr Member propertyGet(DISPID id, std::span<const Default> defaults = {}) {
-  return dispatch_detail::makeMember<callee, true>(id, DISPATCH_PROPERTYGET, defaults);
-}
-template <auto callee>
-constexpr Member propertyPut(DISPID id) {
-  return dispatch_detail::makeMember<callee, false>(id, DISPATCH_PROPERTYPUT, {});
-}
-template <auto callee, Exactly... exact>
-constexpr Member function(DISPID id, std::span<const Default> defaults = {}) {
-  return dispatch_detail::makeMember<callee, true, exact...>(id, DISPATCH_METHOD, defaults);
-}
-template <auto callee, Exactly... exact>
-constexpr Member method(DISPID id, std::span<const Default> defaults = {}) {
-  return dispatch_detail::makeMember<callee, false, exact...>(id, DISPATCH_METHOD, defaults);
+// An entry of a table: the types are those of the parameters and, behind them, of the result, which
+// is the method's last parameter; VT_VOID: it has none.
+template <auto callee, VARTYPE... type>
+constexpr Member member(DISPID id, WORD kind, const wchar_t* name,
+                        std::span<const wchar_t* const> parameterNames,
+                        std::span<const Default> defaults) {
+  constexpr VARTYPE result = std::array{type...}.back();
+  using Thunk = dispatch_detail::Thunk<callee, result != VT_VOID, type...>;
+  static_assert(Thunk::kParameters <= kMostParameters);
+  return {id,       kind,          name,   parameterNames, Thunk::kParameters,
+          defaults, Thunk::kTypes, result, Thunk::call};
 }
 
 }  // namespace zsupport

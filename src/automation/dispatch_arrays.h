@@ -56,8 +56,6 @@ class ArraySlot : public dispatch_detail::ArrayArgument {
 template <VARTYPE type>
 class ArrayResultSlot {
  public:
-  static constexpr VARTYPE kType = type;
-
   SAFEARRAY** pass() { return array_.inout(); }
   HRESULT handOver(VARIANT* result) {
     if (!result) return S_OK;

@@ -26,12 +26,6 @@ struct Default {
   LONG number = 0;
   const wchar_t* text = nullptr;
 };
-inline constexpr Default kMissing = {VT_ERROR, DISP_E_PARAMNOTFOUND};
-inline constexpr Default defaultText(const wchar_t* text) { return {VT_BSTR, 0, text}; }
-inline constexpr Default defaultLong(LONG value) { return {VT_I4, value}; }
-inline constexpr Default defaultBoolean(bool value) {
-  return {VT_BOOL, value ? VARIANT_TRUE : VARIANT_FALSE};
-}
 
 // The records that members take: specialised with kId, the record's id in the type library.
 template <class T>
@@ -279,24 +273,23 @@ class Slot<T*> {
   T copy_{};
 };
 
-// What a method returns through its last parameter; known is its type where C++ does not tell.
-template <class Pointer, VARTYPE known = VT_EMPTY>
+// What a method returns through its last parameter, whose type the type library tells.
+template <class Pointer, VARTYPE type>
 class ResultSlot {
   using T = std::remove_pointer_t<Pointer>;
+  static constexpr bool agrees() {
+    if constexpr (std::is_same_v<T, VARIANT>) {
+      return type == VT_VARIANT;
+    } else if constexpr (std::is_enum_v<T>) {
+      return type == VT_I4;
+    } else {
+      return type == dispatch_detail::Automation<T>::kType ||
+             (std::is_same_v<T, SHORT> && type == VT_I2);
+    }
+  }
+  static_assert(agrees(), "the type library says otherwise");
 
  public:
-  static constexpr VARTYPE kType = [] {
-    if constexpr (known != VT_EMPTY) {
-      return known;
-    } else if constexpr (std::is_same_v<T, VARIANT>) {
-      return VT_VARIANT;
-    } else if constexpr (std::is_enum_v<T>) {
-      return VT_I4;
-    } else {
-      return dispatch_detail::Automation<T>::kType;
-    }
-  }();
-
   ResultSlot() = default;
   ResultSlot(const ResultSlot&) = delete;
   ResultSlot& operator=(const ResultSlot&) = delete;
@@ -305,10 +298,10 @@ class ResultSlot {
     if constexpr (std::is_same_v<T, VARIANT>) {
       return value_.operator->();
     } else if constexpr (std::is_enum_v<T>) {
-      V_VT(value_.operator->()) = kType;
+      V_VT(value_.operator->()) = type;
       return reinterpret_cast<Pointer>(&V_I4(value_.operator->()));
     } else {
-      V_VT(value_.operator->()) = kType;
+      V_VT(value_.operator->()) = type;
       T& place = dispatch_detail::Automation<T>::in(*value_.operator->());
       place = T{};  // a member that fails early leaves it as it is
       return &place;
@@ -328,10 +321,8 @@ class ResultSlot {
 
 template <class T>
 requires dispatch_detail::IsRecord<T>
-class ResultSlot<T*> {
+class ResultSlot<T*, VT_RECORD> {
  public:
-  static constexpr VARTYPE kType = VT_RECORD;
-
   T* pass() { return &record_; }
   HRESULT handOver(VARIANT* result) {
     if (!result) return S_OK;

@@ -1,5 +1,6 @@
 #include "collection/collection_face.h"
 
+#include "_Collection_members.h"
 #include "automation/boundary.h"
 #include "automation/com_ptr.h"
 #include "automation/variant.h"
@@ -8,15 +9,7 @@
 namespace zsupport {
 namespace {
 
-constexpr Default kAddDefaults[] = {kMissing, kMissing, kMissing};
-
-const Member kMembers[] = {
-    function<&_Collection::Item>(DISPID_VALUE),
-    method<&_Collection::Add>(1, kAddDefaults),
-    function<&_Collection::Count>(2),
-    method<&_Collection::Remove>(3),
-    function<&_Collection::_NewEnum>(DISPID_NEWENUM),
-};
+constexpr MemberTable kTable(__uuidof(_Collection), members_of_Collection::kMembers);
 
 // The object in an item variant; error 5 when the variant is of any other type.
 IDispatch* objectIn(const VARIANT& item) {
@@ -33,10 +26,7 @@ IDispatch* objectIn(const VARIANT& item) {
 
 }  // namespace
 
-const MemberTable& CollectionFace::members() {
-  static const MemberTable table(__uuidof(_Collection), kMembers);
-  return table;
-}
+const MemberTable& CollectionFace::members() { return kTable; }
 
 HRESULT CollectionFace::GetTypeInfoCount(UINT* count) {
   if (!count) return E_POINTER;

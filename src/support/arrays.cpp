@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "ZSupport_records.h"
 #include "automation/error.h"
 #include "automation/runtime_rules.h"
 #include "automation/safe_array.h"
@@ -12,7 +13,6 @@
 #include "automation/variant.h"
 #include "support/gzsupport.h"
 #include "support/procedure.h"
-#include "support/records.h"
 
 namespace zsupport {
 namespace {

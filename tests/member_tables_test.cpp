@@ -1,0 +1,152 @@
+// The tables behind late binding, held against the type library as the platform reads it.
+#include <windows.h>
+#include <oaidl.h>
+
+#include <gtest/gtest.h>
+#include <set>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "automation/text.h"
+#include "collection/collection_face.h"
+#include "collection/zollection.h"
+#include "support/gzsupport.h"
+#include "support/type_info.h"
+
+using namespace zsupport;
+
+namespace {
+
+const MemberTable* const kTables[] = {&ZollectionObject::members(), &CollectionFace::members(),
+                                      &GZSupportObject::members()};
+
+VARTYPE typeIn(ITypeInfo* info, const TYPEDESC& description) {
+  if (description.vt == VT_PTR) {
+    const VARTYPE type = typeIn(info, *description.lptdesc);
+    return type == VT_UNKNOWN ? type : static_cast<VARTYPE>(type | VT_BYREF);
+  }
+  if (description.vt == VT_SAFEARRAY)
+    return static_cast<VARTYPE>(typeIn(info, *description.lptdesc) | VT_ARRAY);
+  if (description.vt != VT_USERDEFINED) return description.vt;
+  ComPtr<ITypeInfo> type;
+  TYPEATTR* attributes;
+  if (FAILED(info->GetRefTypeInfo(description.hreftype, type.put())) ||
+      FAILED(type->GetTypeAttr(&attributes))) {
+    return VT_EMPTY;
+  }
+  const VARTYPE result = attributes->typekind == TKIND_RECORD ? VT_RECORD
+                         : attributes->typekind == TKIND_ENUM ? VT_I4
+                                                              : VT_UNKNOWN;
+  type->ReleaseTypeAttr(attributes);
+  return result;
+}
+
+std::tuple<VARTYPE, LONG, std::wstring> valueOf(const Default& preset) {
+  return {preset.type, preset.number, preset.text ? preset.text : L""};
+}
+std::tuple<VARTYPE, LONG, std::wstring> defaultOf(const PARAMDESC& described) {
+  if (!(described.wParamFlags & PARAMFLAG_FHASDEFAULT))
+    return {VT_ERROR, DISP_E_PARAMNOTFOUND, L""};
+  const VARIANT& value = described.pparamdescex->varDefaultValue;
+  if (V_VT(&value) == VT_BSTR) return {VT_BSTR, 0, std::wstring(viewOf(V_BSTR(&value)))};
+  return {V_VT(&value), V_VT(&value) == VT_BOOL ? V_BOOL(&value) : V_I4(&value), L""};
+}
+
+// What the build listed of an interface is what the platform reads in the type library. That the
+// C++ methods have these types is the compiler's to say.
+void expectListed(const Member& member, ITypeInfo* info, const FUNCDESC& function) {
+  SCOPED_TRACE(function.memid);
+  EXPECT_EQ(std::tuple(function.memid, function.invkind, static_cast<size_t>(function.cParams)),
+            std::tuple(member.id, static_cast<INVOKEKIND>(member.kind), member.parameters));
+  std::vector<BSTR> names(1 + member.parameterNames.size());
+  UINT count = 0;
+  info->GetNames(function.memid, names.data(), static_cast<UINT>(names.size()), &count);
+  ASSERT_EQ(names.size(), count);
+  for (UINT i = 0; i < count; ++i) {
+    EXPECT_EQ(viewOf(names[i]), i == 0 ? member.name : member.parameterNames[i - 1]);
+    SysFreeString(names[i]);
+  }
+  EXPECT_EQ(typeIn(info, function.elemdescFunc.tdesc), member.resultType);
+  const size_t required = member.parameters - member.defaults.size();
+  for (size_t p = 0; p < member.parameters; ++p) {
+    const ELEMDESC& parameter = function.lprgelemdescParam[p];
+    EXPECT_EQ(typeIn(info, parameter.tdesc), member.types[p]) << "parameter " << p;
+    EXPECT_EQ(p >= required, (parameter.paramdesc.wParamFlags & PARAMFLAG_FOPT) != 0) << p;
+    if (p < required) continue;
+    EXPECT_EQ(defaultOf(parameter.paramdesc), valueOf(member.defaults[p - required])) << p;
+  }
+}
+
+TEST(MemberTables, AreWhatTheTypeLibrarySays) {
+  for (const MemberTable* table : kTables) {
+    ComPtr<ITypeInfo> info;
+    ASSERT_EQ(S_OK, table->typeInfo(0, info.put()));
+    UINT described = 0;
+    forEachMember(info.get(), [&](const FUNCDESC& function) {
+      ASSERT_LT(described, table->members().size());
+      expectListed(table->members()[described++], info.get(), function);
+    });
+    EXPECT_EQ(table->members().size(), described);
+  }
+}
+
+using Names = std::vector<std::wstring>;
+
+// Result and ids.
+std::pair<HRESULT, std::vector<DISPID>> answer(Names names, auto&& getIds) {
+  std::vector<LPOLESTR> pointers;
+  for (std::wstring& name : names) pointers.push_back(name.data());
+  std::vector<DISPID> ids(names.size(), 77);
+  const HRESULT result = getIds(pointers.data(), static_cast<UINT>(names.size()), ids.data());
+  return {result, ids};
+}
+
+// What a name becomes by a slip, by case, and by characters that the platform may ignore or fold.
+Names variationsOf(const std::wstring& name) {
+  Names variations = {name, L""};
+  for (size_t i = 0; i < name.size(); ++i) {
+    const auto otherCase = static_cast<wchar_t>(name[i] ^ 0x20);
+    const auto wide = static_cast<wchar_t>(name[i] + 0xFEE0);
+    const std::wstring others[] = {L"",       L"_",      {otherCase}, {wide},
+                                   L"\u00e9", L"\u00ad", L"\u0130",   L"\u212a"};
+    for (const std::wstring& other : others) {
+      variations.push_back(name.substr(0, i) + other + name.substr(i));
+      variations.push_back(name.substr(0, i) + other + name.substr(i + 1));
+    }
+  }
+  return variations;
+}
+
+TEST(MemberTables, KnowTheNamesThatThePlatformKnows) {
+  for (const MemberTable* table : kTables) {
+    ComPtr<ITypeInfo> info;
+    ASSERT_EQ(S_OK, table->typeInfo(0, info.put()));
+    const auto expectSame = [&](const Names& names) {
+      EXPECT_EQ(answer(names, [&](auto... to) { return info->GetIDsOfNames(to...); }),
+                answer(names, [&](auto... to) { return table->idsOfNames(to...); }))
+          << names[0] << L" " << names.back();
+    };
+    std::set<std::wstring> parameters = {L"NoSuchName"};
+    for (const Member& member : table->members()) {
+      parameters.insert(member.parameterNames.begin(), member.parameterNames.end());
+    }
+    for (const Member& member : table->members()) {
+      for (const std::wstring& variation : variationsOf(member.name)) expectSame({variation});
+      for (const std::wstring& parameter : parameters) {
+        expectSame({member.name, parameter});
+        expectSame({member.name, L"nothing", parameter, L"KEY", parameter});
+      }
+    }
+    for (const wchar_t* inherited : {L"QueryInterface", L"release", L"Invoke"}) {
+      expectSame({inherited, L"riid"});
+    }
+  }
+  LPOLESTR none = nullptr;
+  DISPID id = 0;
+  EXPECT_EQ(E_POINTER, kTables[0]->idsOfNames(&none, 1, &id));
+  EXPECT_EQ(DISPID_UNKNOWN, id);
+  EXPECT_EQ(E_INVALIDARG, kTables[0]->idsOfNames(&none, 0, &id));
+}
+
+}  // namespace
