@@ -1,5 +1,6 @@
 // Items in order, keys, errors: the collection as its callers see it, without its events.
 #include "support/test_client.h"
+#include "support/value_object.h"
 
 namespace {
 
@@ -43,6 +44,7 @@ TEST_F(Collection, KeepsASixteenthOfAWrittenIncrement) {
 TEST_F(Collection, PutsItemsWhereBeforeAndAfterSay) {
   const Text a(L"a"), c(L"c"), unknown(L"unknown"), two(L"2");
   VARIANT aLong = longValue(2);
+  const auto twoObject = ValueObject::of(aLong), endless = ValueObject::endless();
   const VARIANT none = missing(), keyA = textValue(a), keyC = textValue(c),
                 nobody = textValue(unknown);
   const VARIANT zero = longValue(0), first = longValue(1), last = longValue(3);
@@ -67,6 +69,10 @@ TEST_F(Collection, PutsItemsWhereBeforeAndAfterSay) {
       {"before Empty, a number", valueOfType(VT_EMPTY), none, L"abc", 5},
       {"before Null", valueOfType(VT_NULL), none, L"abc", 13},
       {"before nobody", valueOfType(VT_DISPATCH), none, L"abc", 13},
+      {"before the least Integer", makeValue(VT_I2, SHRT_MIN), none, L"abc", 5},
+      {"before the least Long", longValue(LONG_MIN), none, L"abc", 6},
+      {"before an object's value", objectValue(twoObject.get()), none, L"axbc"},
+      {"before an object that is its value", objectValue(endless.get()), none, L"abc", 13},
       {"before too much", doubleValue(1e10), none, L"abc", 6},
       {"before too little", doubleValue(-1e300), none, L"abc", 6},
       {"after nothing", none, zero, L"xabc"},
@@ -86,6 +92,16 @@ TEST_F(Collection, PutsItemsWhereBeforeAndAfterSay) {
     EXPECT_EQ(!error, keyExists(z.get(), L"x"));
     EXPECT_EQ(error ? 1u : 2u, item->references);
   }
+  for (const VARTYPE type : kNumericTypes) {
+    if (type == VT_DATE || type == VT_BOOL) continue;  // no number, and no 2
+    SCOPED_TRACE(type);
+    const VARIANT number = numberOf(type, 2);
+    fill({L"a", L"b", L"c"});
+    EXPECT_EQ(S_OK, add(z.get(), TestSource::make().get(), {L"x", number}));
+    EXPECT_EQ(S_OK, add(z.get(), TestSource::make().get(), {L"y", none, number}));
+    EXPECT_EQ(L"axybc", order());
+  }
+  EXPECT_EQ(1, twoObject->reads);
 }
 
 TEST_F(Collection, ComparesKeysByItsMode) {

@@ -18,6 +18,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "automation/com_ptr.h"
 #include "automation/dispatch_arrays.h"
 #include "automation/dispatch_slots.h"
 
@@ -29,9 +30,16 @@ struct Invocation {
   std::span<const VARIANTARG*> supplied;  // by parameter; null: take the default
   std::span<const Default> defaults;      // of the last parameters
   LCID locale;
-  VARIANT* result;        // may be null
-  size_t badParameter{};  // set when an argument cannot be converted
-  bool failed{};          // whether the member failed, and has described why
+  VARIANT* result;             // may be null
+  size_t badParameter{};       // set when an argument cannot be converted, or a result stored
+  bool failed{};               // whether the member failed
+  ComPtr<IErrorInfo> error{};  // how it described why
+
+  // Takes the description before storing results runs foreign code, which may leave another.
+  void noteFailure() {
+    failed = true;
+    GetErrorInfo(0, error.put());
+  }
 
   const Default* defaultOf(size_t parameter) const {
     const size_t first = supplied.size() - defaults.size();
@@ -72,13 +80,15 @@ class MemberTable {
 };
 
 // What the C++ signature of a method does not tell: that a double is a date or a short no Boolean,
-// and what an array holds and whether the method changes it. The result counts as the last
-// parameter.
+// what an array holds, and whether the method writes a parameter by reference. The result counts as
+// the last parameter.
 struct Exactly {
   size_t parameter;
   VARTYPE type;
-  ArrayUse use = ArrayUse::kRead;
+  Use use = Use::kRead;
 };
+inline constexpr Exactly changes(size_t parameter) { return {parameter, VT_EMPTY, Use::kChange}; }
+inline constexpr Exactly answers(size_t parameter) { return {parameter, VT_EMPTY, Use::kAnswer}; }
 
 namespace dispatch_detail {
 
@@ -110,9 +120,9 @@ class Thunk {
       static_assert(known.type & VT_ARRAY, "the signature does not tell what the array holds");
       return std::type_identity<ArraySlot<known.type, known.use>>();
     } else if constexpr (known.type == VT_DATE) {
-      return std::type_identity<DateSlot>();
+      return std::type_identity<DateSlot<known.use>>();
     } else {
-      return std::type_identity<Slot<ParameterAt<i>>>();
+      return std::type_identity<Slot<ParameterAt<i>, known.use>>();
     }
   }
   template <size_t i>
@@ -152,14 +162,6 @@ class Thunk {
   static constexpr auto kTypes = types();
 
  private:
-  // All slots are stored by now; the last failure is what the caller hears.
-  template <class... Results>
-  static HRESULT storeAll(Results... results) {
-    HRESULT outcome = S_OK;
-    ((outcome = FAILED(results) ? results : outcome), ...);
-    return outcome;
-  }
-
   template <size_t... i>
   static HRESULT callWith(Invocation& invocation, std::index_sequence<i...>) {
     std::tuple<SlotAt<i>...> slots;
@@ -172,19 +174,30 @@ class Thunk {
     };
     if (!(load(std::get<i>(slots), i) && ...)) return outcome;
 
+    // All slots are stored, and the last failure is what the caller hears; of a member that failed,
+    // too, results by reference go back, but it is the member's failure that is told.
+    [[maybe_unused]] HRESULT stored = S_OK;
+    [[maybe_unused]] const auto store = [&](auto& slot, size_t parameter) {
+      const HRESULT result = slot.store(invocation.locale);
+      if (SUCCEEDED(result)) return;
+      stored = result;
+      invocation.badParameter = parameter;
+    };
+    const auto finish = [&] {
+      if (FAILED(outcome)) invocation.noteFailure();
+      (store(std::get<i>(slots), i), ...);
+      return FAILED(outcome) ? outcome : stored;
+    };
     auto* const self = static_cast<typename Sig::Self*>(invocation.self);
     if constexpr (hasResult) {
       typename decltype(resultSlot())::type result;
       outcome = (self->*callee)(std::get<i>(slots).pass()..., result.pass());
-      invocation.failed = FAILED(outcome);
-      if (SUCCEEDED(outcome)) outcome = storeAll(std::get<i>(slots).store(invocation.locale)...);
-      if (SUCCEEDED(outcome)) outcome = result.handOver(invocation.result);
+      outcome = finish();
+      return FAILED(outcome) ? outcome : result.handOver(invocation.result);
     } else {
       outcome = (self->*callee)(std::get<i>(slots).pass()...);
-      invocation.failed = FAILED(outcome);
-      if (SUCCEEDED(outcome)) outcome = storeAll(std::get<i>(slots).store(invocation.locale)...);
+      return finish();
     }
-    return outcome;
   }
 };
 

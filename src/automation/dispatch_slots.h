@@ -1,11 +1,11 @@
 // How one parameter of a late-bound call travels: from the caller's VARIANT to the type that the
 // method takes, and back where it is by reference.
 //
-// A slot is loaded (which can fail: nothing has been called yet), passed, and stored after a call
-// that succeeded. Foreign code may run between these steps, and may change a caller's VARIANT
-// variable. So a method gets the caller's own place only where its type cannot change: typed
-// by-reference arguments, and by-value arguments. Everything else is copied in, and copied back in
-// the form that the caller's variable has: numbers always, texts and objects when they changed.
+// A slot is loaded (which can fail: nothing has been called yet), passed, and stored after the
+// call, which may have failed. Foreign code may run between these steps, and may change a caller's
+// VARIANT variable. So a method gets the caller's own place only where its type cannot change:
+// typed by-reference arguments, and by-value arguments that it only reads. Everything else is
+// copied in, and copied back, in the form that the caller's variable has, when the method wrote it.
 // Two exceptions: VARIANT variables are handed out as they are, and so are records inside them; a
 // member copies what it needs of these before it calls out.
 #pragma once
@@ -19,6 +19,10 @@
 #include "automation/variant.h"
 
 namespace zsupport {
+
+// What a method does with a parameter by reference: reads it, writes it at times (which shows: the
+// value is another), or writes it always, perhaps with the value that was there.
+enum class Use { kRead, kChange, kAnswer };
 
 // What an omitted parameter gets.
 struct Default {
@@ -109,7 +113,7 @@ HRESULT storeIn(const VARIANT& argument, const VARIANT& value, LCID locale);
 }  // namespace dispatch_detail
 
 // By value.
-template <class T>
+template <class T, Use use = Use::kRead>
 class Slot {
   using Type = dispatch_detail::Automation<T>;
 
@@ -135,16 +139,16 @@ class Slot {
 };
 
 // An enumeration by value is a Long.
-template <class T>
+template <class T, Use use>
 requires std::is_enum_v<T>
-class Slot<T> : public Slot<LONG> {
+class Slot<T, use> : public Slot<LONG> {
  public:
   T pass() { return static_cast<T>(Slot<LONG>::pass()); }
 };
 
 // Any value: the method sees it dereferenced.
-template <>
-class Slot<VARIANT> {
+template <Use use>
+class Slot<VARIANT, use> {
  public:
   static constexpr VARTYPE kType = VT_VARIANT;
 
@@ -162,10 +166,41 @@ class Slot<VARIANT> {
   Variant copy_;
 };
 
-// By reference.
+// By reference, for a method that reads.
 template <class T>
 requires requires { dispatch_detail::Automation<T>::kType; }
-class Slot<T*> {
+class Slot<T*, Use::kRead> {
+  using Type = dispatch_detail::Automation<T>;
+
+ public:
+  static constexpr VARTYPE kType = Type::kType | VT_BYREF;
+
+  HRESULT load(const VARIANT* argument, const Default* preset, LCID locale) {
+    if (!argument) return dispatch_detail::makeDefault(copy(), preset, Type::kType);
+    const VARTYPE type = typeOf(*argument);
+    if (type == Type::kType) {
+      passed_ = &Type::in(const_cast<VARIANT&>(*argument));
+    } else if (type == kType && V_BYREF(argument)) {
+      passed_ = static_cast<T*>(V_BYREF(argument));
+    } else {
+      return dispatch_detail::convertTo(copy(), *argument, Type::kType, locale);
+    }
+    return S_OK;
+  }
+  T* pass() { return passed_ ? passed_ : &Type::in(copy()); }
+  HRESULT store(LCID) { return S_OK; }
+
+ private:
+  VARIANT& copy() { return *copy_.operator->(); }
+
+  T* passed_ = nullptr;  // in the caller's variable or arguments
+  Variant copy_;
+};
+
+// By reference, for a method that writes.
+template <class T, Use use>
+requires requires { dispatch_detail::Automation<T>::kType; }
+class Slot<T*, use> {
   using Type = dispatch_detail::Automation<T>;
 
  public:
@@ -183,15 +218,15 @@ class Slot<T*> {
   }
   T* pass() { return passed_ ? passed_ : &Type::in(copy()); }
   HRESULT store(LCID locale) {
-    if (!argument_ || !hasChanged()) return S_OK;
+    if (!argument_ || !isWritten()) return S_OK;
     return dispatch_detail::storeIn(*argument_, copy(), locale);
   }
 
  private:
   VARIANT& copy() { return *copy_.operator->(); }
-  bool hasChanged() {
-    if constexpr (std::is_arithmetic_v<T>) {
-      return true;  // a result that happens to be the old value, converted, still is a result
+  bool isWritten() {
+    if constexpr (use == Use::kAnswer) {
+      return true;
     } else if constexpr (std::is_same_v<T, BSTR>) {
       return viewOf(V_BSTR(&copy())) != viewOf(V_BSTR(&before_.get()));
     } else {
@@ -205,16 +240,16 @@ class Slot<T*> {
   Variant before_;
 };
 
-template <class T>
+template <class T, Use use>
 requires std::is_enum_v<T>
-class Slot<T*> : public Slot<LONG*> {
+class Slot<T*, use> : public Slot<LONG*, use> {
  public:
-  T* pass() { return reinterpret_cast<T*>(Slot<LONG*>::pass()); }
+  T* pass() { return reinterpret_cast<T*>(Slot<LONG*, use>::pass()); }
 };
 
-// Any variable: the method sees the caller's own VARIANT, or a copy of a value.
-template <>
-class Slot<VARIANT*> {
+// Any variable: the method sees the caller's own VARIANT, and a value as it is unless it writes.
+template <Use use>
+class Slot<VARIANT*, use> {
  public:
   static constexpr VARTYPE kType = VT_VARIANT | VT_BYREF;
 
@@ -222,7 +257,8 @@ class Slot<VARIANT*> {
     if (!argument) return dispatch_detail::makeDefault(*copy_.operator->(), preset, VT_VARIANT);
     const VARIANT* const variable = dispatch_detail::variableOf(argument);
     if (!variable) return DISP_E_TYPEMISMATCH;
-    if (variable == argument) return copyIndirect(copy_.operator->(), *argument);
+    const bool isPlain = use == Use::kRead && !(typeOf(*argument) & VT_BYREF);
+    if (variable == argument && !isPlain) return copyIndirect(copy_.operator->(), *argument);
     passed_ = const_cast<VARIANT*>(variable);
     return S_OK;
   }
@@ -246,15 +282,16 @@ struct Automation<DateValue> {
   static DateValue& in(VARIANT& value) { return reinterpret_cast<DateValue&>(V_DATE(&value)); }
 };
 }  // namespace dispatch_detail
-class DateSlot : public Slot<DateValue*> {
+template <Use use>
+class DateSlot : public Slot<DateValue*, use> {
  public:
-  DATE* pass() { return &Slot<DateValue*>::pass()->days; }
+  DATE* pass() { return &Slot<DateValue*, use>::pass()->days; }
 };
 
 // A record: the caller's own, or a copy of one passed by value.
-template <class T>
+template <class T, Use use>
 requires dispatch_detail::IsRecord<T>
-class Slot<T*> {
+class Slot<T*, use> {
  public:
   static constexpr VARTYPE kType = VT_RECORD | VT_BYREF;
 
