@@ -246,6 +246,15 @@ TEST_F(Arrays, TravelThroughLateBinding) {
   EXPECT_EQ(DISP_E_EXCEPTION,
             invoke(L"AddSVParameter", {noTexts, other, textValue(word), longValue(1)}));
 
+  // More bytes than the platform can turn into values without its sizes wrapping round.
+  SAFEARRAY* huge = nullptr;
+  BYTE first = 0;
+  ASSERT_EQ(S_OK, SafeArrayAllocDescriptorEx(VT_UI1, 1, &huge));
+  huge->rgsabound[0] = {1 << 28, 0};
+  huge->pvData = &first;
+  EXPECT_EQ(runtimeError(7), invoke(L"StringArray", {arrayValue(VT_UI1, huge)}));
+  SafeArrayDestroyDescriptor(huge);
+
   // A script's arrays hold values of any kind; what is added reaches them, and only that changes.
   VARIANT names = arrayValue(VT_VARIANT, valuesOf({longValue(7)}).detach());
   VARIANT values = arrayValue(VT_VARIANT, valuesOf({longValue(70)}).detach());
