@@ -6,7 +6,8 @@
 // caller's variables. The platform's ITypeInfo::Invoke is not used: it refuses a script's variable
 // for a typed by-reference parameter and misplaces defaults.
 //
-// How single parameters travel is in dispatch_slots.h, and how arrays do in dispatch_arrays.h.
+// How single parameters travel is in dispatch_slots.h and dispatch_references.h, and how arrays do
+// in dispatch_arrays.h.
 #pragma once
 
 #include <windows.h>
@@ -20,6 +21,7 @@
 
 #include "automation/com_ptr.h"
 #include "automation/dispatch_arrays.h"
+#include "automation/dispatch_references.h"
 #include "automation/dispatch_slots.h"
 
 namespace zsupport {

@@ -110,6 +110,47 @@ HRESULT makeDefault(VARIANT& copy, const Default* preset, VARTYPE type);
 // typed variable. A mere value has no place for it.
 HRESULT storeIn(const VARIANT& argument, const VARIANT& value, LCID locale);
 
+// A converted copy for a method that only reads it.
+template <class T>
+class ReadCopy {
+ public:
+  HRESULT make(const VARIANT& argument, LCID locale) {
+    return convertTo(*copy_.operator->(), argument, Automation<T>::kType, locale);
+  }
+  HRESULT make(const Default* preset) {
+    return makeDefault(*copy_.operator->(), preset, Automation<T>::kType);
+  }
+  T& get() { return Automation<T>::in(*copy_.operator->()); }
+
+ private:
+  Variant copy_;
+};
+
+// A text stays a text, and a short one costs no memory.
+template <>
+class ReadCopy<BSTR> {
+ public:
+  HRESULT make(const VARIANT& argument, LCID locale) {
+    VARIANT value;
+    const HRESULT borrowed = borrow(value, argument);
+    if (FAILED(borrowed)) return borrowed;
+    if (typeOf(value) == VT_BSTR) return text_.assign(V_BSTR(&value));
+    const HRESULT converted = changeType(copy_.operator->(), value, locale, VT_BSTR);
+    text_.borrow(V_BSTR(&copy_.get()));
+    return converted;
+  }
+  HRESULT make(const Default* preset) {
+    const HRESULT made = makeDefault(*copy_.operator->(), preset, VT_BSTR);
+    text_.borrow(V_BSTR(&copy_.get()));
+    return made;
+  }
+  BSTR& get() { return text_.get(); }
+
+ private:
+  Variant copy_;
+  TextCopy text_;
+};
+
 }  // namespace dispatch_detail
 
 // By value.
@@ -121,21 +162,17 @@ class Slot {
   static constexpr VARTYPE kType = Type::kType;
 
   HRESULT load(const VARIANT* argument, const Default* preset, LCID locale) {
-    if (!argument) return dispatch_detail::makeDefault(copy(), preset, kType);
-    if (typeOf(*argument) == kType) {
-      passed_ = &Type::in(const_cast<VARIANT&>(*argument));
-      return S_OK;
-    }
-    return dispatch_detail::convertTo(copy(), *argument, kType, locale);
+    if (!argument) return copy_.make(preset);
+    if (typeOf(*argument) != kType) return copy_.make(*argument, locale);
+    passed_ = &Type::in(const_cast<VARIANT&>(*argument));
+    return S_OK;
   }
-  T pass() { return passed_ ? *passed_ : Type::in(copy()); }
+  T pass() { return passed_ ? *passed_ : copy_.get(); }
   HRESULT store(LCID) { return S_OK; }
 
  private:
-  VARIANT& copy() { return *copy_.operator->(); }
-
   const T* passed_ = nullptr;  // in the caller's arguments
-  Variant copy_;
+  dispatch_detail::ReadCopy<T> copy_;
 };
 
 // An enumeration by value is a Long.
@@ -153,167 +190,32 @@ class Slot<VARIANT, use> {
   static constexpr VARTYPE kType = VT_VARIANT;
 
   HRESULT load(const VARIANT* argument, const Default* preset, LCID) {
-    if (!argument) return dispatch_detail::makeDefault(*copy_.operator->(), preset, VT_VARIANT);
-    if (typeOf(*argument) & VT_BYREF) return copyIndirect(copy_.operator->(), *argument);
-    passed_ = argument;
-    return S_OK;
-  }
-  VARIANT pass() { return passed_ ? *passed_ : copy_.get(); }
-  HRESULT store(LCID) { return S_OK; }
-
- private:
-  const VARIANT* passed_ = nullptr;  // the caller's argument
-  Variant copy_;
-};
-
-// By reference, for a method that reads.
-template <class T>
-requires requires { dispatch_detail::Automation<T>::kType; }
-class Slot<T*, Use::kRead> {
-  using Type = dispatch_detail::Automation<T>;
-
- public:
-  static constexpr VARTYPE kType = Type::kType | VT_BYREF;
-
-  HRESULT load(const VARIANT* argument, const Default* preset, LCID locale) {
-    if (!argument) return dispatch_detail::makeDefault(copy(), preset, Type::kType);
-    const VARTYPE type = typeOf(*argument);
-    if (type == Type::kType) {
-      passed_ = &Type::in(const_cast<VARIANT&>(*argument));
-    } else if (type == kType && V_BYREF(argument)) {
-      passed_ = static_cast<T*>(V_BYREF(argument));
-    } else {
-      return dispatch_detail::convertTo(copy(), *argument, Type::kType, locale);
+    if (!argument) {
+      const HRESULT made = dispatch_detail::makeDefault(*copy_.operator->(), preset, VT_VARIANT);
+      passed_ = copy_.get();
+      return made;
     }
-    return S_OK;
-  }
-  T* pass() { return passed_ ? passed_ : &Type::in(copy()); }
-  HRESULT store(LCID) { return S_OK; }
-
- private:
-  VARIANT& copy() { return *copy_.operator->(); }
-
-  T* passed_ = nullptr;  // in the caller's variable or arguments
-  Variant copy_;
-};
-
-// By reference, for a method that writes.
-template <class T, Use use>
-requires requires { dispatch_detail::Automation<T>::kType; }
-class Slot<T*, use> {
-  using Type = dispatch_detail::Automation<T>;
-
- public:
-  static constexpr VARTYPE kType = Type::kType | VT_BYREF;
-
-  HRESULT load(const VARIANT* argument, const Default* preset, LCID locale) {
-    if (!argument) return dispatch_detail::makeDefault(copy(), preset, Type::kType);
-    if (typeOf(*argument) == kType && V_BYREF(argument)) {
-      passed_ = static_cast<T*>(V_BYREF(argument));
+    if (!(typeOf(*argument) & VT_BYREF)) {
+      passed_ = *argument;
       return S_OK;
     }
-    argument_ = argument;
-    const HRESULT converted = dispatch_detail::convertTo(copy(), *argument, Type::kType, locale);
-    return SUCCEEDED(converted) ? VariantCopy(before_.operator->(), &copy()) : converted;
-  }
-  T* pass() { return passed_ ? passed_ : &Type::in(copy()); }
-  HRESULT store(LCID locale) {
-    if (!argument_ || !isWritten()) return S_OK;
-    return dispatch_detail::storeIn(*argument_, copy(), locale);
-  }
-
- private:
-  VARIANT& copy() { return *copy_.operator->(); }
-  bool isWritten() {
-    if constexpr (use == Use::kAnswer) {
-      return true;
-    } else if constexpr (std::is_same_v<T, BSTR>) {
-      return viewOf(V_BSTR(&copy())) != viewOf(V_BSTR(&before_.get()));
-    } else {
-      return Type::in(copy()) != Type::in(*before_.operator->());
+    // Texts are what is referred to most: keys.
+    if (FAILED(dispatch_detail::borrow(passed_, *argument)) || typeOf(passed_) != VT_BSTR) {
+      const HRESULT copied = copyIndirect(copy_.operator->(), *argument);
+      passed_ = copy_.get();
+      return copied;
     }
+    const HRESULT copied = text_.assign(V_BSTR(&passed_));
+    V_BSTR(&passed_) = text_.get();
+    return copied;
   }
-
-  const VARIANT* argument_ = nullptr;  // where the copy goes back
-  T* passed_ = nullptr;                // in the caller's variable
-  Variant copy_;
-  Variant before_;
-};
-
-template <class T, Use use>
-requires std::is_enum_v<T>
-class Slot<T*, use> : public Slot<LONG*, use> {
- public:
-  T* pass() { return reinterpret_cast<T*>(Slot<LONG*, use>::pass()); }
-};
-
-// Any variable: the method sees the caller's own VARIANT, and a value as it is unless it writes.
-template <Use use>
-class Slot<VARIANT*, use> {
- public:
-  static constexpr VARTYPE kType = VT_VARIANT | VT_BYREF;
-
-  HRESULT load(const VARIANT* argument, const Default* preset, LCID) {
-    if (!argument) return dispatch_detail::makeDefault(*copy_.operator->(), preset, VT_VARIANT);
-    const VARIANT* const variable = dispatch_detail::variableOf(argument);
-    if (!variable) return DISP_E_TYPEMISMATCH;
-    const bool isPlain = use == Use::kRead && !(typeOf(*argument) & VT_BYREF);
-    if (variable == argument && !isPlain) return copyIndirect(copy_.operator->(), *argument);
-    passed_ = const_cast<VARIANT*>(variable);
-    return S_OK;
-  }
-  VARIANT* pass() { return passed_ ? passed_ : copy_.operator->(); }
+  VARIANT pass() { return passed_; }
   HRESULT store(LCID) { return S_OK; }
 
  private:
-  VARIANT* passed_ = nullptr;
+  VARIANT passed_ = {};  // owns nothing
   Variant copy_;
-};
-
-// What a date by reference is to a method that takes a double.
-struct DateValue {
-  DATE days;
-  bool operator==(const DateValue&) const = default;
-};
-namespace dispatch_detail {
-template <>
-struct Automation<DateValue> {
-  static constexpr VARTYPE kType = VT_DATE;
-  static DateValue& in(VARIANT& value) { return reinterpret_cast<DateValue&>(V_DATE(&value)); }
-};
-}  // namespace dispatch_detail
-template <Use use>
-class DateSlot : public Slot<DateValue*, use> {
- public:
-  DATE* pass() { return &Slot<DateValue*, use>::pass()->days; }
-};
-
-// A record: the caller's own, or a copy of one passed by value.
-template <class T, Use use>
-requires dispatch_detail::IsRecord<T>
-class Slot<T*, use> {
- public:
-  static constexpr VARTYPE kType = VT_RECORD | VT_BYREF;
-
-  HRESULT load(const VARIANT* argument, const Default*, LCID) {
-    if (!argument) return DISP_E_PARAMNOTOPTIONAL;
-    const VARIANT* const variable = dispatch_detail::variableOf(argument);
-    void* const record =
-        variable ? dispatch_detail::recordIn(*variable, RecordId<T>::kId) : nullptr;
-    if (!record) return DISP_E_TYPEMISMATCH;
-    passed_ = static_cast<T*>(record);
-    if (variable == argument && !(typeOf(*variable) & VT_BYREF)) {
-      copy_ = *passed_;
-      passed_ = &copy_;
-    }
-    return S_OK;
-  }
-  T* pass() { return passed_; }
-  HRESULT store(LCID) { return S_OK; }
-
- private:
-  T* passed_ = nullptr;
-  T copy_{};
+  TextCopy text_;
 };
 
 // What a method returns through its last parameter; known is its type where C++ does not tell.
