@@ -3,6 +3,7 @@
 #include "automation/safe_array.h"
 #include "support/late_call.h"
 #include "support/test_source.h"
+#include "support/value_object.h"
 
 namespace {
 
@@ -86,6 +87,15 @@ TEST_F(Arrays, BecomeTexts) {
   expectTexts(strict, SafeArray(), 9, L"none");
   expectTexts(strict, valuesOf({valueOfType(VT_NULL)}), 94, L"none");
   expectTexts(strict, valuesOf({valueOfType(VT_DISPATCH)}), 13, L"none");
+  for (const LONG lower : {(1L << 28) - 1, (1L << 30) - 1, LONG_MAX - 1}) {
+    expectTexts(strict, valuesOf({longValue(1)}, lower), 9, L"none");
+  }
+  const auto endless = ValueObject::endless(), seven = ValueObject::of(longValue(7));
+  const auto objects = [&](ValueObject* object) { return valuesOf({objectValue(object)}); };
+  expectTexts(lenient, objects(seven.get()), 0, L"0..0: 7|");
+  expectTexts(strict, objects(seven.get()), 0, L"0..0: 7|");
+  expectTexts(lenient, objects(endless.get()), 0, L"0..0: |");
+  expectTexts(strict, objects(endless.get()), 13, L"none");
   EXPECT_TRUE(lastError().source.ends_with(L"Function StringArray2!ZSupport"))
       << lastError().source;
 }
@@ -235,6 +245,15 @@ TEST_F(Arrays, TravelThroughLateBinding) {
   }
   EXPECT_EQ(DISP_E_EXCEPTION,
             invoke(L"AddSVParameter", {noTexts, other, textValue(word), longValue(1)}));
+
+  // More bytes than the platform can turn into values without its sizes wrapping round.
+  SAFEARRAY* huge = nullptr;
+  BYTE first = 0;
+  ASSERT_EQ(S_OK, SafeArrayAllocDescriptorEx(VT_UI1, 1, &huge));
+  huge->rgsabound[0] = {1 << 28, 0};
+  huge->pvData = &first;
+  EXPECT_EQ(runtimeError(7), invoke(L"StringArray", {arrayValue(VT_UI1, huge)}));
+  SafeArrayDestroyDescriptor(huge);
 
   // A script's arrays hold values of any kind; what is added reaches them, and only that changes.
   VARIANT names = arrayValue(VT_VARIANT, valuesOf({longValue(7)}).detach());

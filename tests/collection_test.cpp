@@ -1,5 +1,6 @@
 // Items in order, keys, errors: the collection as its callers see it, without its events.
 #include "support/test_client.h"
+#include "support/value_object.h"
 
 namespace {
 
@@ -49,6 +50,7 @@ TEST_F(Collection, KeepsASixteenthOfAWrittenIncrement) {
 TEST_F(Collection, TakesNumbersAsPositionsAndTextsAsKeys) {
   const Text b(L"b"), two(L"2"), unknown(L"unknown");
   VARIANT aLong = longValue(2);
+  const auto twoObject = ValueObject::of(aLong), endless = ValueObject::endless();
   const struct {
     VARIANT value;
     std::wstring before, after, removed;  // of abcd, and a new x; or the error
@@ -61,7 +63,6 @@ TEST_F(Collection, TakesNumbersAsPositionsAndTextsAsKeys) {
       {doubleValue(1.5), L"xabcd", L"abxcd", L"acd", L"b"},  // rounded after 1 is taken
       {doubleValue(2.5), L"abxcd", L"abxcd", L"acd", L"b"},
       {doubleValue(3.5), L"abxcd", L"5", L"abc", L"d"},
-      {makeValue(VT_UI4, 2), L"axbcd", L"abxcd", L"abcd"},
       {doubleValue(1e10), L"6", L"6", L"6", L"6"},
       {reference(VT_VARIANT, &aLong), L"axbcd", L"abxcd", L"acd", L"b"},
       {textValue(b), L"axbcd", L"abxcd", L"acd", L"b"},
@@ -73,6 +74,10 @@ TEST_F(Collection, TakesNumbersAsPositionsAndTextsAsKeys) {
       {valueOfType(VT_EMPTY), L"5", L"xabcd", L"abcd"},
       {valueOfType(VT_NULL), L"13", L"13", L"abcd"},
       {valueOfType(VT_DISPATCH), L"13", L"13", L"abcd"},
+      {objectValue(twoObject.get()), L"axbcd", L"abxcd", L"abcd"},
+      {objectValue(endless.get()), L"13", L"13", L"abcd"},  // it is its own value
+      {makeValue(VT_I2, SHRT_MIN), L"5", L"5", L"381", L"381"},
+      {longValue(LONG_MIN), L"6", L"5", L"381", L"381"},
   };
   const auto adding = [&](Placement place) {
     fill({L"a", L"b", L"c", L"d"});
@@ -93,6 +98,11 @@ TEST_F(Collection, TakesNumbersAsPositionsAndTextsAsKeys) {
     EXPECT_EQ(removed, outcome(z->Remove(value)));
   }
   EXPECT_EQ(L"xabcd", adding({.before = longValue(1), .after = textValue(unknown)}));
+  for (const VARTYPE type : kNumericTypes) {
+    if (type == VT_DATE || type == VT_BOOL) continue;  // no number, and no 2
+    EXPECT_EQ(L"axbcd", adding({.before = numberOf(type, 2)})) << type;
+    EXPECT_EQ(L"abxcd", adding({.after = numberOf(type, 2)})) << type;
+  }
 }
 
 TEST_F(Collection, KeepsOrderThroughGrowthAndShrinking) {

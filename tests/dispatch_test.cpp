@@ -1,6 +1,7 @@
 // Late-bound callers: every form in which arguments come, and what goes back into them.
 #include <algorithm>
 
+#include "support/answer.h"
 #include "support/late_call.h"
 #include "support/test_source.h"
 
@@ -134,12 +135,6 @@ TEST(LateBoundReferences, ReturnValuesInTheCallersOwnForm) {
   EXPECT_NE(7, byte);
   EXPECT_EQ(1u, decimal.Lo64);
 
-  // An argument that is converted on its way in, and not changed, stays what it was.
-  VARIANT variable = longValue(0);
-  Call(support.get(), L"GetRegistryValue",
-       {textValue(name), longValue(42), reference(VT_VARIANT, &variable)});
-  EXPECT_EQ(VT_I4, V_VT(&variable));
-
   SAFEARRAY* array = SafeArrayCreateVector(VT_I4, 3, 2);
   VARIANT inside = arrayValue(VT_I4, array), nested = reference(VT_VARIANT, &inside);
   for (const VARIANT& form :
@@ -150,6 +145,76 @@ TEST(LateBoundReferences, ReturnValuesInTheCallersOwnForm) {
     EXPECT_EQ(3, V_ARRAY(&get.value.get())->rgsabound[0].lLbound);
   }
   SafeArrayDestroy(array);
+}
+
+// A script's variable, converted on its way in, changes only when the member writes it; then it
+// does although the member fails.
+using WrittenReferences = SupportTest;
+TEST_F(WrittenReferences, ReachTheCallersVariable) {
+  const HWND window =
+      CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+  const LONG handle = reinterpret_cast<LONG>(window),
+             desktop = reinterpret_cast<LONG>(GetDesktopWindow());
+  Text temporary, two(L"2"), three(L"3"), personal(L"005"), none(L"none"),
+      section(L"Software\\ZSupport-no-such-key");
+  ASSERT_EQ(S_OK, support->GetTempPath(temporary.inout()));
+  VARIANT variable;
+  const VARIANT it = reference(VT_VARIANT, &variable), here = textValue(section),
+                nothing = textValue(none), empty = valueOfType(VT_EMPTY),
+                null = valueOfType(VT_NULL), one = longValue(1);
+  const struct {
+    const wchar_t* member;
+    std::vector<VARIANT> arguments;
+    VARIANT before;
+    std::wstring after;  // behind its type
+    int answer = 0;
+    HRESULT result = S_OK;
+  } cases[] = {
+      {L"GetFolderPath", {it}, textValue(personal), L"8 005"},
+      {L"GetROTObject", {nothing, longValue(0), it}, one, L"3 1"},
+      {L"JoinLongs", {valueOfType(VT_ARRAY | VT_I4), it}, one, L"3 1", 0, DISP_E_EXCEPTION},
+      {L"GetRegistryValue", {nothing, one, here, it}, longValue(-1), L"11 True"},
+      {L"GetTempFileName2", {it}, empty, L"8 " + std::wstring(temporary.view())},
+      {L"WriteRegistryValue", {nothing, one, one, it, here}, textValue(two), L"8 2"},
+      {L"WriteRegistryValue", {nothing, one, one, it, here}, textValue(three), L"3 1", IDNO},
+      {L"WriteRegistryValue",
+       {nothing, null, one, it, here},
+       textValue(three),
+       L"3 1",
+       IDNO,
+       DISP_E_EXCEPTION},
+      {L"CenterWindow", {longValue(handle), it}, empty, L"3 " + std::to_wstring(desktop)},
+      {L"NotImplemented", {nothing, it}, one, L"8 1 - none", IDOK},
+      {L"GetComponentLocation2", {nothing, empty, it, one}, textValue(two), L"3 1", IDNO},
+      {L"GetComponentLocation2",
+       {nothing, empty, it, one},
+       textValue(two),
+       L"3 3",
+       IDYES,
+       DISP_E_EXCEPTION},
+      {L"GetComponentLocation2",
+       {nothing, empty, longValue(2), it},
+       empty,
+       L"8 You are trying to use a component that is not currently installed.\r\n"
+       L"Do you wish to install it now?",
+       IDYES,
+       DISP_E_EXCEPTION},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.member << " " << &c - cases);
+    const Answer answer(c.answer);
+    VariantInit(&variable);
+    VariantCopy(&variable, const_cast<VARIANT*>(&c.before));
+    const Call call(support.get(), c.member, c.arguments);
+    EXPECT_EQ(c.result, call.result);
+    EXPECT_EQ(c.result == S_OK, call.description.empty());
+    if (V_VT(&call.value.get()) == VT_BSTR) DeleteFileW(V_BSTR(&call.value.get()));
+    EXPECT_EQ(c.after, std::to_wstring(V_VT(&variable)) + L" " +
+                           std::wstring(zsupport::toText(variable).view()));
+    VariantClear(&variable);
+  }
+  DestroyWindow(window);
+  RegDeleteKeyW(HKEY_CURRENT_USER, section.get());
 }
 
 TEST(CollectionFace, ServesClientsOfStandardCollections) {

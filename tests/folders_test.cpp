@@ -38,6 +38,7 @@ TEST_F(Folders, OfTheShellAreFoundAndMadeBelow) {
   }
   for (const LONG id : {12345, -1, 0x7FFFFFFF}) EXPECT_EQ(L"", folder(id)) << id;
   EXPECT_EQ(L"", folder(kAppData, std::wstring(100'000, L'x')));
+  EXPECT_EQ(L"", folder(kAppData, L"\u4e2d")) << "which the code page lacks";
 
   const std::wstring below = folder(kAppData, L"zsupport-test\\deep");
   EXPECT_EQ(folder(kAppData) + L"\\zsupport-test\\deep", below);
@@ -70,7 +71,12 @@ TEST_F(Folders, AreMadeAlongAPath) {
   const std::pair<std::wstring, LONG> failures[] = {{file, 75},
                                                     {file + L"\\a", 75},
                                                     {L"Q:\\a", 76},
-                                                    {root + L"\\\u4e2d|", 52},
+                                                    {root + L"\\\u4e2d", 52},
+                                                    {root + L"\\?", 52},
+                                                    {root + L"\\*\\a", 52},
+                                                    {root + L"\\\u4e2d\\a", 52},
+                                                    {root + L"\\a\\" + std::wstring(1, L'\0'), 52},
+                                                    {L"\\\\\u4e2d\\C:\\a", 52},
                                                     {root + std::wstring(9999, L'x'), 0}};
   for (const auto& [path, number] : failures) {
     const HRESULT result = ensure(path);

@@ -11,6 +11,7 @@ TEST_F(Names, OfPathsLoseWhatAPathCannotHold) {
                                                          {L" a  ||  b ", L"a b"},
                                                          {L"*?*", L""},
                                                          {L"C:\\Data:Old\\x", L"C:\\Data Old\\x"},
+                                                         {L"a/b//c|d", L"a/b//c d"},
                                                          {L":::a", L":: a"},
                                                          {L"a\tb\x01", L"a b"},
                                                          {L"caf\u00e9", L"caf\u00e9"},

@@ -4,6 +4,7 @@
 
 #include "support/answer.h"
 #include "support/late_call.h"
+#include "support/value_object.h"
 
 namespace {
 
@@ -21,6 +22,9 @@ TEST_F(Values, AreEqualByTheRulesOfTheRuntime) {
   const VARIANT null = valueOfType(VT_NULL), empty = valueOfType(VT_EMPTY), number = longValue(1),
                 zero = longValue(0);
   const VARIANT array = valueOfType(VT_ARRAY | VT_VARIANT), nobody = valueOfType(VT_DISPATCH);
+  const auto oneObject = ValueObject::of(number), endless = ValueObject::endless();
+  const Text largest(L"18446744073709551615");
+  constexpr ULONG64 kLargest = ~ULONG64{0};
   enum { kNo, kYes, kMismatch };
   const std::tuple<VARIANT, VARIANT, int> cases[] = {
       {null, null, kYes},
@@ -40,6 +44,17 @@ TEST_F(Values, AreEqualByTheRulesOfTheRuntime) {
       {number, textValue(word), kNo},
       {zero, textValue(nothing), kNo},
       {reference(VT_VARIANT, &aLong), number, kYes},
+      {objectValue(oneObject.get()), makeValue(VT_UINT, 1), kYes},
+      {objectValue(endless.get()), number, kMismatch},
+      {makeValue(VT_I1, CHAR{-1}), yes, kYes},
+      {makeValue(VT_UI4, ~0ul), longValue(-1), kNo},
+      {makeValue(VT_UI8, kLargest), textValue(largest), kYes},
+      {makeValue(VT_UI8, kLargest), makeValue(VT_I8, LONGLONG{-1}), kNo},
+      {makeValue(VT_UI8, kLargest), doubleValue(0x1p64), kNo},
+      {makeValue(VT_UI8, kLargest - 0x7FF), doubleValue(0x1.FFFFFFFFFFFFFp63), kYes},
+      {makeValue(VT_UI2, 1), doubleValue(1.5), kNo},
+      {makeValue(VT_UI2, 1), textValue(word), kNo},
+      {makeValue(VT_UI2, 1), makeValue(VT_CY, LONGLONG{10'001}), kNo},
       {error, error, kYes},
       {error, otherError, kNo},
       {error, number, kMismatch},
@@ -54,7 +69,24 @@ TEST_F(Values, AreEqualByTheRulesOfTheRuntime) {
       const HRESULT result = support->IsEqualVariant(&first, &second, &equal);
       EXPECT_EQ(expected == kMismatch ? runtimeError(13) : S_OK, result)
           << V_VT(&a) << " " << V_VT(&b);
-      EXPECT_EQ(flag(expected == kYes), equal);
+      EXPECT_EQ(flag(expected == kYes), equal) << V_VT(&a) << " " << V_VT(&b);
+    }
+  }
+}
+
+TEST_F(Values, OfEveryTypeOfNumberAreEqualByValue) {
+  const auto isEqual = [&](VARIANT a, VARIANT b) {
+    VARIANT_BOOL equal = 0x55;
+    EXPECT_EQ(S_OK, support->IsEqualVariant(&a, &b, &equal));
+    return equal == VARIANT_TRUE;
+  };
+  for (const VARTYPE left : kNumericTypes) {
+    for (const VARTYPE right : kNumericTypes) {
+      SCOPED_TRACE(testing::Message() << left << " " << right);
+      const bool isTruth = left == VT_BOOL || right == VT_BOOL;  // which is 0 or -1
+      EXPECT_TRUE(isEqual(numberOf(left, 0), numberOf(right, 0)));
+      EXPECT_TRUE(isTruth || isEqual(numberOf(left, 7), numberOf(right, 7)));
+      EXPECT_FALSE(isEqual(numberOf(left, 7), numberOf(right, 0)));
     }
   }
 }
@@ -66,6 +98,9 @@ TEST_F(Values, OfDatesAreSecondsAndSpans) {
       {noon + 0.2 * kSecond, noon + 0.7 * kSecond, S_OK, true},
       {noon, noon + kSecond, S_OK, false},
       {noon, noon - 0.2 * kSecond, S_OK, false},
+      {noon, noon + 0.9999 * kSecond, S_OK, true},
+      {noon + kSecond, noon + 0.9999 * kSecond, S_OK, false},
+      {0, 0.999999 * kSecond, S_OK, true},
       {-1.25, -1.25 - 0.4 * kSecond, S_OK, true},
       {-600'000, 2'900'000, S_OK, false},
       {noon, 1e9, runtimeError(5), false},
@@ -75,6 +110,19 @@ TEST_F(Values, OfDatesAreSecondsAndSpans) {
     VARIANT_BOOL equal = 0x55;
     EXPECT_EQ(result, support->IsEqualDate(&a, &b, &equal)) << a << " " << b;
     EXPECT_EQ(flag(isEqual), equal) << a << " " << b;
+  }
+  // Dates that are put together as the platform does it.
+  for (const double day : {0.0, 45'000.0, -45'000.0, 2'900'000.0}) {
+    const int direction = day < 0 ? -1 : 1;
+    for (int second = 1; second < 86'400; second += 7) {
+      const double time = second / 3600 / 24.0 + second / 60 % 60 / 1440.0 + second % 60 / 86'400.0;
+      DATE date = day + direction * time, inside = date + direction * 0.99 * kSecond,
+           before = date - direction * 0.01 * kSecond;
+      VARIANT_BOOL same = 0x55, other = 0x55;
+      support->IsEqualDate(&date, &inside, &same);
+      support->IsEqualDate(&date, &before, &other);
+      ASSERT_TRUE(same == VARIANT_TRUE && other == VARIANT_FALSE) << day << " " << second;
+    }
   }
   const std::tuple<DATE, DATE, HRESULT, double> spans[] = {
       {1.0 / 24, 1.0 / 48, S_OK, 2},

@@ -189,13 +189,11 @@ HRESULT matchArguments(const Member& member, const DISPPARAMS& given,
 }
 
 // The error that a member left for its caller, in the form that late-bound callers read.
-HRESULT describeFailure(HRESULT failure, EXCEPINFO* exception) {
-  ComPtr<IErrorInfo> info;
-  const bool isDescribed = GetErrorInfo(0, info.put()) == S_OK && info;
+HRESULT describeFailure(HRESULT failure, const ComPtr<IErrorInfo>& info, EXCEPINFO* exception) {
   if (!exception) return DISP_E_EXCEPTION;
   *exception = {};
   exception->scode = failure;
-  if (isDescribed) {
+  if (info) {
     info->GetSource(&exception->bstrSource);
     info->GetDescription(&exception->bstrDescription);
     info->GetHelpFile(&exception->bstrHelpFile);
@@ -264,7 +262,7 @@ HRESULT MemberTable::invoke(void* self, DISPID id, REFIID reserved, LCID locale,
     Invocation invocation = {self, own, member->defaults, locale, result};
     outcome = member->call(invocation);
     if (SUCCEEDED(outcome)) return S_OK;
-    if (invocation.failed) return describeFailure(outcome, exception);
+    if (invocation.failed) return describeFailure(outcome, invocation.error, exception);
     const VARIANTARG* const culprit = own[invocation.badParameter];
     bad = culprit ? static_cast<UINT>(culprit - arguments->rgvarg) : 0;
   }

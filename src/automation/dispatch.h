@@ -11,7 +11,8 @@
 // The platform's ITypeInfo::Invoke is not used: it refuses a script's variable for a typed
 // by-reference parameter and misplaces defaults.
 //
-// How single parameters travel is in dispatch_slots.h, and how arrays do in dispatch_arrays.h.
+// How single parameters travel is in dispatch_slots.h and dispatch_references.h, and how arrays do
+// in dispatch_arrays.h.
 #pragma once
 
 #include <windows.h>
@@ -24,7 +25,9 @@
 #include <type_traits>
 #include <utility>
 
+#include "automation/com_ptr.h"
 #include "automation/dispatch_arrays.h"
+#include "automation/dispatch_references.h"
 #include "automation/dispatch_slots.h"
 #include "automation/name_index.h"
 
@@ -36,9 +39,16 @@ struct Invocation {
   std::span<const VARIANTARG*> supplied;  // by parameter; null: take the default
   std::span<const Default> defaults;      // of the last parameters
   LCID locale;
-  VARIANT* result;        // may be null
-  size_t badParameter{};  // set when an argument cannot be converted
-  bool failed{};          // whether the member failed, and has described why
+  VARIANT* result;             // may be null
+  size_t badParameter{};       // set when an argument cannot be converted, or a result stored
+  bool failed{};               // whether the member failed
+  ComPtr<IErrorInfo> error{};  // how it described why
+
+  // Takes the description before storing results runs foreign code, which may leave another.
+  void noteFailure() {
+    failed = true;
+    GetErrorInfo(0, error.put());
+  }
 
   const Default* defaultOf(size_t parameter) const {
     const size_t first = supplied.size() - defaults.size();
@@ -99,11 +109,12 @@ class MemberTable {
 struct Exactly {
   size_t parameter;
   VARTYPE type;
-  ArrayUse use = ArrayUse::kRead;
+  Use use = Use::kRead;
 };
-constexpr Exactly changes(size_t parameter) { return {parameter, VT_EMPTY, ArrayUse::kChange}; }
+constexpr Exactly changes(size_t parameter) { return {parameter, VT_EMPTY, Use::kChange}; }
+constexpr Exactly answers(size_t parameter) { return {parameter, VT_EMPTY, Use::kAnswer}; }
 
-// Specialised for methods that change arrays, which the type library does not tell.
+// Specialised for methods that write parameters by reference, which the type library does not tell.
 template <auto callee>
 inline constexpr std::array<Exactly, 0> kExactly{};
 
@@ -140,9 +151,9 @@ class Thunk {
       static_assert(known.type & VT_ARRAY, "the signature does not tell what the array holds");
       return std::type_identity<ArraySlot<known.type, known.use>>();
     } else if constexpr (known.type == VT_DATE) {
-      return std::type_identity<DateSlot>();
+      return std::type_identity<DateSlot<known.use>>();
     } else {
-      return std::type_identity<Slot<ParameterAt<i>>>();
+      return std::type_identity<Slot<ParameterAt<i>, known.use>>();
     }
   }
   template <size_t i>
@@ -168,14 +179,6 @@ class Thunk {
   static constexpr VARTYPE kTypes[] = {type...};
 
  private:
-  // All slots are stored by now; the last failure is what the caller hears.
-  template <class... Results>
-  static HRESULT storeAll(Results... results) {
-    HRESULT outcome = S_OK;
-    ((outcome = FAILED(results) ? results : outcome), ...);
-    return outcome;
-  }
-
   template <size_t... i>
   static HRESULT callWith(Invocation& invocation, std::index_sequence<i...>) {
     static_assert(((SlotAt<i>::kType == kTypes[i]) && ...), "the type library says otherwise");
@@ -193,19 +196,30 @@ class Thunk {
     };
     if (!(load(std::get<i>(slots), i) && ...)) return outcome;
 
+    // All slots are stored, and the last failure is what the caller hears; of a member that failed,
+    // too, results by reference go back, but it is the member's failure that is told.
+    [[maybe_unused]] HRESULT stored = S_OK;
+    [[maybe_unused]] const auto store = [&](auto& slot, size_t parameter) {
+      const HRESULT result = slot.store(invocation.locale);
+      if (SUCCEEDED(result)) return;
+      stored = result;
+      invocation.badParameter = parameter;
+    };
+    const auto finish = [&] {
+      if (FAILED(outcome)) invocation.noteFailure();
+      (store(std::get<i>(slots), i), ...);
+      return FAILED(outcome) ? outcome : stored;
+    };
     auto* const self = static_cast<typename Sig::Self*>(invocation.self);
     if constexpr (hasResult) {
       typename decltype(resultSlot())::type result;
       outcome = (self->*callee)(std::get<i>(slots).pass()..., result.pass());
-      invocation.failed = FAILED(outcome);
-      if (SUCCEEDED(outcome)) outcome = storeAll(std::get<i>(slots).store(invocation.locale)...);
-      if (SUCCEEDED(outcome)) outcome = result.handOver(invocation.result);
+      outcome = finish();
+      return FAILED(outcome) ? outcome : result.handOver(invocation.result);
     } else {
       outcome = (self->*callee)(std::get<i>(slots).pass()...);
-      invocation.failed = FAILED(outcome);
-      if (SUCCEEDED(outcome)) outcome = storeAll(std::get<i>(slots).store(invocation.locale)...);
+      return finish();
     }
-    return outcome;
   }
 };
 

@@ -1,8 +1,6 @@
 #include "automation/dispatch_arrays.h"
 
 #include <algorithm>
-#include <new>
-#include <vector>
 
 #include "automation/boundary.h"
 
@@ -32,9 +30,7 @@ void storeElement(const VARIANT& target, const VARIANT& source, LCID locale) {
 // An array of the same bounds with converted elements.
 SafeArray converted(SAFEARRAY& source, VARTYPE from, VARTYPE to, LCID locale) {
   const ArrayLock elements(&source);
-  std::vector<SAFEARRAYBOUND> bounds(source.rgsabound, source.rgsabound + source.cDims);
-  std::reverse(bounds.begin(), bounds.end());  // stored last dimension first
-  auto result = SafeArray::attach(SafeArrayCreate(to, source.cDims, bounds.data()));
+  auto result = SafeArray::make(to, {source.rgsabound, source.cDims});
   const ArrayLock copies(result.get());
   for (size_t i = 0; i < elements.size(); ++i) {
     storeElement(elementAt(copies, to, i), elementAt(elements, from, i), locale);
@@ -51,7 +47,7 @@ bool isSameText(const VARIANT& before, const VARIANT& after) {
 void storeChanges(SAFEARRAY& target, SAFEARRAY& before, SAFEARRAY& copy, VARTYPE element,
                   LCID locale) {
   if (target.cDims == 1 && target.rgsabound[0].cElements < copy.rgsabound[0].cElements) {
-    require(SafeArrayRedim(&target, &copy.rgsabound[0]));
+    resize(target, copy.rgsabound[0]);
   }
   const ArrayLock places(&target), old(&before), fresh(&copy);
   for (size_t i = 0; i < std::min(places.size(), fresh.size()); ++i) {
@@ -77,12 +73,12 @@ HRESULT ArrayArgument::load(const VARIANT* argument, const Default*, LCID locale
   if ((type & ~VT_BYREF) == wanted()) return place_ || variable_ ? S_OK : loadValue(*variable);
   if (type & VT_ARRAY) return loadOther(*variable, locale);
   // An empty variable gets the array that the method makes.
-  return type == VT_EMPTY && variable_ && use_ == ArrayUse::kChange ? S_OK : DISP_E_TYPEMISMATCH;
+  return type == VT_EMPTY && variable_ && use_ == Use::kChange ? S_OK : DISP_E_TYPEMISMATCH;
 }
 
 // The array in a mere value is the caller's: nothing may change it.
 HRESULT ArrayArgument::loadValue(const VARIANT& value) {
-  if (use_ == ArrayUse::kChange) return SafeArrayCopy(V_ARRAY(&value), own_.inout());
+  if (use_ == Use::kChange) return SafeArrayCopy(V_ARRAY(&value), own_.inout());
   place_ = &V_ARRAY(const_cast<VARIANT*>(&value));
   return S_OK;
 }
@@ -92,14 +88,14 @@ HRESULT ArrayArgument::loadOther(const VARIANT& variable, LCID locale) {
     SAFEARRAY* const source = place_ ? *place_ : V_ARRAY(&variable);
     const auto from = source ? elementTypeOf(*source) : static_cast<VARTYPE>(VT_VARIANT);
     const bool isAlien = from == VT_EMPTY || from == VT_RECORD || element_ == VT_RECORD;
-    const bool canTakeChanges = use_ == ArrayUse::kRead || from == VT_VARIANT;
+    const bool canTakeChanges = use_ == Use::kRead || from == VT_VARIANT;
     // A variable for an array that is not dimensioned yet may get one of another type.
     if (!source && variable_) return;
     if (isAlien || !canTakeChanges) throw makeError(DISP_E_TYPEMISMATCH);
     isConverted_ = true;
     if (!source) return;
     own_ = converted(*source, from, element_, locale);
-    if (use_ == ArrayUse::kRead) return;
+    if (use_ == Use::kRead) return;
     require(SafeArrayCopy(own_.get(), before_.inout()));
     // What cannot grow must not seem to.
     if (!isResizable(*source)) own_.get()->fFeatures |= FADF_FIXEDSIZE;
@@ -121,7 +117,7 @@ SAFEARRAY* ArrayArgument::target() const {
 }
 
 HRESULT ArrayArgument::store(LCID locale) {
-  if (use_ == ArrayUse::kRead || !own_) return S_OK;
+  if (use_ == Use::kRead || !own_) return S_OK;
   return atBoundary(IID_NULL, [&] {
     if (isConverted_) {
       SAFEARRAY* const changed = target();

@@ -14,14 +14,11 @@
 
 namespace zsupport {
 
-// What a method does with the caller's array.
-enum class ArrayUse { kRead, kChange };
-
 namespace dispatch_detail {
 
 class ArrayArgument {
  public:
-  ArrayArgument(VARTYPE element, ArrayUse use) : element_(element), use_(use) {}
+  ArrayArgument(VARTYPE element, Use use) : element_(element), use_(use) {}
   ArrayArgument(const ArrayArgument&) = delete;
   ArrayArgument& operator=(const ArrayArgument&) = delete;
 
@@ -36,7 +33,7 @@ class ArrayArgument {
   SAFEARRAY* target() const;
 
   const VARTYPE element_;
-  const ArrayUse use_;
+  const Use use_;
   SAFEARRAY** place_ = nullptr;  // the caller's typed variable
   VARIANT* variable_ = nullptr;  // the caller's VARIANT variable; foreign code may change it
   bool isConverted_ = false;
@@ -46,7 +43,7 @@ class ArrayArgument {
 
 }  // namespace dispatch_detail
 
-template <VARTYPE type, ArrayUse use>
+template <VARTYPE type, Use use>
 class ArraySlot : public dispatch_detail::ArrayArgument {
  public:
   static constexpr VARTYPE kType = type | VT_BYREF;

@@ -1,11 +1,11 @@
 // How one parameter of a late-bound call travels: from the caller's VARIANT to the type that the
 // method takes, and back where it is by reference.
 //
-// A slot is loaded (which can fail: nothing has been called yet), passed, and stored after a call
-// that succeeded. Foreign code may run between these steps, and may change a caller's VARIANT
-// variable. So a method gets the caller's own place only where its type cannot change: typed
-// by-reference arguments, and by-value arguments. Everything else is copied in, and copied back in
-// the form that the caller's variable has: numbers always, texts and objects when they changed.
+// A slot is loaded (which can fail: nothing has been called yet), passed, and stored after the
+// call, which may have failed. Foreign code may run between these steps, and may change a caller's
+// VARIANT variable. So a method gets the caller's own place only where its type cannot change:
+// typed by-reference arguments, and by-value arguments that it only reads. Everything else is
+// copied in, and copied back, in the form that the caller's variable has, when the method wrote it.
 // Two exceptions: VARIANT variables are handed out as they are, and so are records inside them; a
 // member copies what it needs of these before it calls out.
 #pragma once
@@ -19,6 +19,10 @@
 #include "automation/variant.h"
 
 namespace zsupport {
+
+// What a method does with a parameter by reference: reads it, writes it at times (which shows: the
+// value is another), or writes it always, perhaps with the value that was there.
+enum class Use { kRead, kChange, kAnswer };
 
 // What an omitted parameter gets.
 struct Default {
@@ -100,10 +104,51 @@ HRESULT makeDefault(VARIANT& copy, const Default* preset, VARTYPE type);
 // typed variable. A mere value has no place for it.
 HRESULT storeIn(const VARIANT& argument, const VARIANT& value, LCID locale);
 
+// A converted copy for a method that only reads it.
+template <class T>
+class ReadCopy {
+ public:
+  HRESULT make(const VARIANT& argument, LCID locale) {
+    return convertTo(*copy_.operator->(), argument, Automation<T>::kType, locale);
+  }
+  HRESULT make(const Default* preset) {
+    return makeDefault(*copy_.operator->(), preset, Automation<T>::kType);
+  }
+  T& get() { return Automation<T>::in(*copy_.operator->()); }
+
+ private:
+  Variant copy_;
+};
+
+// A text stays a text, and a short one costs no memory.
+template <>
+class ReadCopy<BSTR> {
+ public:
+  HRESULT make(const VARIANT& argument, LCID locale) {
+    VARIANT value;
+    const HRESULT borrowed = borrow(value, argument);
+    if (FAILED(borrowed)) return borrowed;
+    if (typeOf(value) == VT_BSTR) return text_.assign(V_BSTR(&value));
+    const HRESULT converted = changeType(copy_.operator->(), value, locale, VT_BSTR);
+    text_.borrow(V_BSTR(&copy_.get()));
+    return converted;
+  }
+  HRESULT make(const Default* preset) {
+    const HRESULT made = makeDefault(*copy_.operator->(), preset, VT_BSTR);
+    text_.borrow(V_BSTR(&copy_.get()));
+    return made;
+  }
+  BSTR& get() { return text_.get(); }
+
+ private:
+  Variant copy_;
+  TextCopy text_;
+};
+
 }  // namespace dispatch_detail
 
 // By value.
-template <class T>
+template <class T, Use use = Use::kRead>
 class Slot {
   using Type = dispatch_detail::Automation<T>;
 
@@ -111,166 +156,60 @@ class Slot {
   static constexpr VARTYPE kType = Type::kType;
 
   HRESULT load(const VARIANT* argument, const Default* preset, LCID locale) {
-    if (!argument) return dispatch_detail::makeDefault(copy(), preset, kType);
-    if (typeOf(*argument) == kType) {
-      passed_ = &Type::in(const_cast<VARIANT&>(*argument));
-      return S_OK;
-    }
-    return dispatch_detail::convertTo(copy(), *argument, kType, locale);
+    if (!argument) return copy_.make(preset);
+    if (typeOf(*argument) != kType) return copy_.make(*argument, locale);
+    passed_ = &Type::in(const_cast<VARIANT&>(*argument));
+    return S_OK;
   }
-  T pass() { return passed_ ? *passed_ : Type::in(copy()); }
+  T pass() { return passed_ ? *passed_ : copy_.get(); }
   HRESULT store(LCID) { return S_OK; }
 
  private:
-  VARIANT& copy() { return *copy_.operator->(); }
-
   const T* passed_ = nullptr;  // in the caller's arguments
-  Variant copy_;
+  dispatch_detail::ReadCopy<T> copy_;
 };
 
 // An enumeration by value is a Long.
-template <class T>
+template <class T, Use use>
 requires std::is_enum_v<T>
-class Slot<T> : public Slot<LONG> {
+class Slot<T, use> : public Slot<LONG> {
  public:
   T pass() { return static_cast<T>(Slot<LONG>::pass()); }
 };
 
 // Any value: the method sees it dereferenced.
-template <>
-class Slot<VARIANT> {
+template <Use use>
+class Slot<VARIANT, use> {
  public:
   static constexpr VARTYPE kType = VT_VARIANT;
 
   HRESULT load(const VARIANT* argument, const Default* preset, LCID) {
-    if (!argument) return dispatch_detail::makeDefault(*copy_.operator->(), preset, VT_VARIANT);
-    if (typeOf(*argument) & VT_BYREF) return copyIndirect(copy_.operator->(), *argument);
-    passed_ = argument;
-    return S_OK;
-  }
-  VARIANT pass() { return passed_ ? *passed_ : copy_.get(); }
-  HRESULT store(LCID) { return S_OK; }
-
- private:
-  const VARIANT* passed_ = nullptr;  // the caller's argument
-  Variant copy_;
-};
-
-// By reference.
-template <class T>
-requires requires { dispatch_detail::Automation<T>::kType; }
-class Slot<T*> {
-  using Type = dispatch_detail::Automation<T>;
-
- public:
-  static constexpr VARTYPE kType = Type::kType | VT_BYREF;
-
-  HRESULT load(const VARIANT* argument, const Default* preset, LCID locale) {
-    if (!argument) return dispatch_detail::makeDefault(copy(), preset, Type::kType);
-    if (typeOf(*argument) == kType && V_BYREF(argument)) {
-      passed_ = static_cast<T*>(V_BYREF(argument));
+    if (!argument) {
+      const HRESULT made = dispatch_detail::makeDefault(*copy_.operator->(), preset, VT_VARIANT);
+      passed_ = copy_.get();
+      return made;
+    }
+    if (!(typeOf(*argument) & VT_BYREF)) {
+      passed_ = *argument;
       return S_OK;
     }
-    argument_ = argument;
-    const HRESULT converted = dispatch_detail::convertTo(copy(), *argument, Type::kType, locale);
-    return SUCCEEDED(converted) ? VariantCopy(before_.operator->(), &copy()) : converted;
-  }
-  T* pass() { return passed_ ? passed_ : &Type::in(copy()); }
-  HRESULT store(LCID locale) {
-    if (!argument_ || !hasChanged()) return S_OK;
-    return dispatch_detail::storeIn(*argument_, copy(), locale);
-  }
-
- private:
-  VARIANT& copy() { return *copy_.operator->(); }
-  bool hasChanged() {
-    if constexpr (std::is_arithmetic_v<T>) {
-      return true;  // a result that happens to be the old value, converted, still is a result
-    } else if constexpr (std::is_same_v<T, BSTR>) {
-      return viewOf(V_BSTR(&copy())) != viewOf(V_BSTR(&before_.get()));
-    } else {
-      return Type::in(copy()) != Type::in(*before_.operator->());
+    // Texts are what is referred to most: keys.
+    if (FAILED(dispatch_detail::borrow(passed_, *argument)) || typeOf(passed_) != VT_BSTR) {
+      const HRESULT copied = copyIndirect(copy_.operator->(), *argument);
+      passed_ = copy_.get();
+      return copied;
     }
+    const HRESULT copied = text_.assign(V_BSTR(&passed_));
+    V_BSTR(&passed_) = text_.get();
+    return copied;
   }
-
-  const VARIANT* argument_ = nullptr;  // where the copy goes back
-  T* passed_ = nullptr;                // in the caller's variable
-  Variant copy_;
-  Variant before_;
-};
-
-template <class T>
-requires std::is_enum_v<T>
-class Slot<T*> : public Slot<LONG*> {
- public:
-  T* pass() { return reinterpret_cast<T*>(Slot<LONG*>::pass()); }
-};
-
-// Any variable: the method sees the caller's own VARIANT, or a copy of a value.
-template <>
-class Slot<VARIANT*> {
- public:
-  static constexpr VARTYPE kType = VT_VARIANT | VT_BYREF;
-
-  HRESULT load(const VARIANT* argument, const Default* preset, LCID) {
-    if (!argument) return dispatch_detail::makeDefault(*copy_.operator->(), preset, VT_VARIANT);
-    const VARIANT* const variable = dispatch_detail::variableOf(argument);
-    if (!variable) return DISP_E_TYPEMISMATCH;
-    if (variable == argument) return copyIndirect(copy_.operator->(), *argument);
-    passed_ = const_cast<VARIANT*>(variable);
-    return S_OK;
-  }
-  VARIANT* pass() { return passed_ ? passed_ : copy_.operator->(); }
+  VARIANT pass() { return passed_; }
   HRESULT store(LCID) { return S_OK; }
 
  private:
-  VARIANT* passed_ = nullptr;
+  VARIANT passed_ = {};  // owns nothing
   Variant copy_;
-};
-
-// What a date by reference is to a method that takes a double.
-struct DateValue {
-  DATE days;
-  bool operator==(const DateValue&) const = default;
-};
-namespace dispatch_detail {
-template <>
-struct Automation<DateValue> {
-  static constexpr VARTYPE kType = VT_DATE;
-  static DateValue& in(VARIANT& value) { return reinterpret_cast<DateValue&>(V_DATE(&value)); }
-};
-}  // namespace dispatch_detail
-class DateSlot : public Slot<DateValue*> {
- public:
-  DATE* pass() { return &Slot<DateValue*>::pass()->days; }
-};
-
-// A record: the caller's own, or a copy of one passed by value.
-template <class T>
-requires dispatch_detail::IsRecord<T>
-class Slot<T*> {
- public:
-  static constexpr VARTYPE kType = VT_RECORD | VT_BYREF;
-
-  HRESULT load(const VARIANT* argument, const Default*, LCID) {
-    if (!argument) return DISP_E_PARAMNOTOPTIONAL;
-    const VARIANT* const variable = dispatch_detail::variableOf(argument);
-    void* const record =
-        variable ? dispatch_detail::recordIn(*variable, RecordId<T>::kId) : nullptr;
-    if (!record) return DISP_E_TYPEMISMATCH;
-    passed_ = static_cast<T*>(record);
-    if (variable == argument && !(typeOf(*variable) & VT_BYREF)) {
-      copy_ = *passed_;
-      passed_ = &copy_;
-    }
-    return S_OK;
-  }
-  T* pass() { return passed_; }
-  HRESULT store(LCID) { return S_OK; }
-
- private:
-  T* passed_ = nullptr;
-  T copy_{};
+  TextCopy text_;
 };
 
 // What a method returns through its last parameter, whose type the type library tells.

@@ -83,6 +83,7 @@ LONG runtimeNumberOf(HRESULT failure) {
 }
 
 void checkPlatform(HRESULT result) {
+  if (result == E_OUTOFMEMORY) throw std::bad_alloc();
   if (FAILED(result)) throw makeError(runtimeNumberOf(result));
 }
 

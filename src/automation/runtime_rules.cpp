@@ -2,9 +2,10 @@
 
 #include <oleauto.h>
 
+#include <algorithm>
 #include <cmath>
-#include <cwchar>
 #include <cwctype>
+#include <limits>
 
 #include "automation/error.h"
 #include "automation/variant.h"
@@ -25,12 +26,27 @@ std::wstring withoutBlanks(std::wstring_view text) {
 // &HFF and &O17: 16-bit numbers up to four hexadecimal digits, as the run-time reads them.
 double radixNumber(std::wstring_view text) {
   const bool isHexadecimal = std::towupper(text[1]) == L'H';
-  const std::wstring_view digits = isHexadecimal ? L"0123456789ABCDEFabcdef" : L"01234567";
-  text.remove_prefix(2);
-  const std::wstring number(text.substr(0, text.find_first_not_of(digits)));
-  const auto value = std::wcstoul(number.c_str(), nullptr, isHexadecimal ? 16 : 8);
+  constexpr std::wstring_view kDigits = L"0123456789ABCDEF";
+  const std::wstring_view digits = kDigits.substr(0, isHexadecimal ? 16 : 8);
+  ULONG64 value = 0;
+  for (const wchar_t c : text.substr(2)) {
+    const size_t digit = digits.find(static_cast<wchar_t>(std::towupper(c)));
+    if (digit == std::wstring_view::npos) break;
+    value = value * digits.size() + digit;
+    if (value > ULONG_MAX) throw makeError(runtime::kOverflow);
+  }
   return value > 0x7FFF && value <= 0xFFFF ? static_cast<double>(static_cast<SHORT>(value))
                                            : static_cast<double>(static_cast<LONG>(value));
+}
+
+// The platform's reading, which needs no memory; 0 for what is no number.
+double decimalNumber(const std::wstring& text) {
+  double value = 0;
+  const HRESULT result = VarR8FromStr(const_cast<OLECHAR*>(text.c_str()), LOCALE_INVARIANT,
+                                      LOCALE_NOUSEROVERRIDE, &value);
+  if (result == DISP_E_TYPEMISMATCH) return 0;
+  checkPlatform(result);
+  return value;
 }
 
 }  // namespace
@@ -60,9 +76,7 @@ double numericPrefix(std::wstring_view text) {
     const size_t exponentEnd = skipDigits(exponent);
     if (exponentEnd > exponent) number += L'E' + blankless.substr(end + 1, exponentEnd - end - 1);
   }
-  const double value = std::wcstod(number.c_str(), nullptr);
-  if (!std::isfinite(value)) throw makeError(runtime::kOverflow);
-  return value;
+  return decimalNumber(number);
 }
 
 LONG toWholeNumber(const std::wstring& text) {
@@ -89,13 +103,17 @@ Text toValueText(const VARIANT& value) {
 }
 
 double wholeSeconds(DATE date) {
-  constexpr double kSecondsADay = 86'400, kHalfMillisecond = 0.0005;
+  constexpr double kSecondsADay = 86'400, kPrecision = std::numeric_limits<double>::epsilon();
   UDATE parts;  // of no use but to learn whether it is a date
   if (!std::isfinite(date)) throw makeError(runtime::kInvalidCall);
   checkPlatform(VarUdateFromDate(date, 0, &parts));
   // Before the beginning, too, the fraction is the time of day.
   const double day = std::trunc(date);
-  return day * kSecondsADay + std::floor(std::abs(date - day) * kSecondsADay + kHalfMillisecond);
+  const double seconds = std::abs(date - day) * kSecondsADay;
+  // A whole second, put together from hours, minutes and seconds, may come out below itself by the
+  // last digits that a date of that size has.
+  const double inexact = std::max(1.0, std::abs(date)) * kSecondsADay * 4 * kPrecision;
+  return day * kSecondsADay + std::floor(seconds + inexact);
 }
 
 std::wstring toNumberText(double number) {

@@ -26,8 +26,8 @@ LONG toWholeNumber(double number);
 // text.
 Text toValueText(const VARIANT& value);
 
-// Whole seconds since the beginning of the calendar, a fraction dropped (but for the last half of a
-// millisecond: dates are not exact). Error 5 for what is no date.
+// Whole seconds since the beginning of the calendar, a fraction dropped. Error 5 for what is no
+// date.
 double wholeSeconds(DATE date);
 
 // A number as text by the user's locale.

@@ -1,9 +1,26 @@
 #include "automation/safe_array.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <new>
+#include <vector>
 
 namespace zsupport {
+namespace {
+
+// How many elements an array of these bounds holds; error 7 when their size in bytes wraps round,
+// which the platform does not notice.
+size_t elementsIn(std::span<const SAFEARRAYBOUND> bounds, size_t elementSize) {
+  uint64_t count = bounds.empty() ? 0 : 1;
+  const size_t most = SIZE_MAX / std::max<size_t>(elementSize, 1);
+  for (const SAFEARRAYBOUND& bound : bounds) {
+    count *= bound.cElements;
+    if (count > most) throw makeError(runtime::kOutOfMemory);
+  }
+  return static_cast<size_t>(count);
+}
+
+}  // namespace
 
 SafeArray SafeArray::attach(SAFEARRAY* owned) {
   if (!owned) throw std::bad_alloc();
@@ -12,9 +29,15 @@ SafeArray SafeArray::attach(SAFEARRAY* owned) {
   return result;
 }
 
+SafeArray SafeArray::make(VARTYPE element, std::span<const SAFEARRAYBOUND> bounds) {
+  elementsIn(bounds, sizeof(VARIANT));  // the largest element that there is
+  std::vector<SAFEARRAYBOUND> declared(bounds.rbegin(), bounds.rend());
+  return attach(SafeArrayCreate(element, static_cast<UINT>(declared.size()), declared.data()));
+}
+
 SafeArray SafeArray::vector(VARTYPE element, ULONG count) {
-  SAFEARRAYBOUND bound = {count, 0};
-  return attach(SafeArrayCreate(element, 1, &bound));
+  const SAFEARRAYBOUND bound = {count, 0};
+  return make(element, {&bound, 1});
 }
 
 VARTYPE elementTypeOf(SAFEARRAY& array) {
@@ -31,15 +54,18 @@ bool isResizable(const SAFEARRAY& array) {
          !(array.fFeatures & (FADF_FIXEDSIZE | FADF_STATIC | FADF_AUTO | FADF_EMBEDDED | kVector));
 }
 
+void resize(SAFEARRAY& array, SAFEARRAYBOUND bound) {
+  std::vector<SAFEARRAYBOUND> bounds(array.rgsabound, array.rgsabound + array.cDims);
+  if (!bounds.empty()) bounds[0] = bound;
+  elementsIn(bounds, array.cbElements);
+  checkPlatform(SafeArrayRedim(&array, &bound));
+}
+
 ArrayLock::ArrayLock(SAFEARRAY* array) : array_(array) {
   if (!array) return;
-  uint64_t size = array->cDims > 0 ? 1 : 0;
-  for (USHORT i = 0; i < array->cDims; ++i) {
-    size *= array->rgsabound[i].cElements;
-    if (size > SIZE_MAX) throw makeError(runtime::kOutOfMemory);
-  }
+  const size_t size = elementsIn({array->rgsabound, array->cDims}, array->cbElements);
   if (size > 0 && !array->pvData) throw makeError(runtime::kSubscriptOutOfRange);
-  size_ = static_cast<size_t>(size);
+  size_ = size;
   checkPlatform(SafeArrayLock(array));
 }
 

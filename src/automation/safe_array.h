@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <utility>
 
 #include "automation/error.h"
@@ -30,6 +31,8 @@ class SafeArray {
 
   // Takes over what a call of the platform made; throws std::bad_alloc when it made none.
   static SafeArray attach(SAFEARRAY* owned);
+  // Bounds in the order of storage, last dimension first.
+  static SafeArray make(VARTYPE element, std::span<const SAFEARRAYBOUND> bounds);
   // One dimension from 0 on. (Not what the platform calls a vector: those cannot be resized.)
   static SafeArray vector(VARTYPE element, ULONG count);
 
@@ -47,6 +50,9 @@ VARTYPE elementTypeOf(SAFEARRAY& array);
 
 // Whether the array may get another size; views lock theirs.
 bool isResizable(const SAFEARRAY& array);
+
+// Another size for the last dimension; errors 7 and 10.
+void resize(SAFEARRAY& array, SAFEARRAYBOUND bound);
 
 // The lock, and the elements as they are stored, whatever the dimensions.
 class ArrayLock {

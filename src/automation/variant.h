@@ -59,8 +59,14 @@ inline VARIANT valueOf(BSTR text) {
 // give E_POINTER.
 HRESULT copyIndirect(VARIANT* target, const VARIANT& source);
 
-// VariantChangeTypeEx with words for Booleans. Of an object, its default member is read: code that
-// may take the source away, so the object is held meanwhile.
+// What a value stands for: the value itself, or in the holder what its references lead to and what
+// the default member of an object gives. Reading that runs foreign code, which may take the source
+// away. DISP_E_TYPEMISMATCH for nobody, and where object leads to object without end.
+HRESULT readValue(const VARIANT& source, Variant& holder, const VARIANT*& value,
+                  LCID locale = LOCALE_USER_DEFAULT);
+
+// VariantChangeTypeEx with words for Booleans, of the value that the source stands for. (The
+// platform follows an object that is its own value until the stack ends.)
 HRESULT changeType(VARIANT* target, const VARIANT& source, LCID locale, VARTYPE type);
 
 // A copy with every level of by-reference taken away.
@@ -94,8 +100,11 @@ inline bool isMissing(const VARIANT& value) {
   return typeOf(value) == VT_ERROR && V_ERROR(&value) == DISP_E_PARAMNOTFOUND;
 }
 
-// Whether a dereferenced value counts as a number: numeric types, Empty, and text that reads as a
-// number in the user's locale. A date does not.
+// Whether a value that readValue gave is a whole number by its type; Booleans and Empty are.
+bool isWhole(const VARIANT& value);
+
+// Whether it counts as a number: numeric types, Empty, and text that reads as a number in the
+// user's locale. A date does not.
 bool isNumeric(const VARIANT& value);
 
 // The run-time's equality of values: numbers, dates and Booleans by value, texts to the letter, a
@@ -106,6 +115,7 @@ std::optional<bool> compareEqual(const VARIANT& a, const VARIANT& b);
 
 // Conversions by the platform's rules; errors 6, 13 or 7.
 LONG toLong(const VARIANT& value);
+LONGLONG toLongLong(const VARIANT& value);
 Text toText(const VARIANT& value);
 
 }  // namespace zsupport

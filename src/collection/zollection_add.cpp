@@ -51,7 +51,13 @@ Text copyOf(BSTR text) {
   return copy;
 }
 
+// VarSub takes only some of the whole numbers, and lets them wrap round.
 LONG lessOne(const VARIANT& value) {
+  if (isWhole(value)) {
+    const LONGLONG number = toLongLong(value);
+    if (number <= LONG_MIN || number > LONGLONG{LONG_MAX} + 1) throw makeError(runtime::kOverflow);
+    return static_cast<LONG>(number - 1);
+  }
   VARIANT one;
   V_VT(&one) = VT_I2;
   V_I2(&one) = 1;
@@ -143,20 +149,24 @@ void ZollectionObject::enterKey(const Text& key, ItemRecord* record) {
 
 // The zero-based place where the new item goes: the item becomes item p + 1. Error 5.
 LONG ZollectionObject::insertionPoint(const VARIANT& before, const VARIANT& after) {
-  Variant place;
-  copyDereferenced(place, before);
-  const bool isBefore = !isMissing(place.get());
-  if (!isBefore) copyDereferenced(place, after);
-  if (isMissing(place.get())) return store_.count();
+  Variant argument, holder;
+  copyDereferenced(argument, before);
+  const bool isBefore = !isMissing(argument.get());
+  if (!isBefore) copyDereferenced(argument, after);
+  if (isMissing(argument.get())) return store_.count();
+  const VARIANT* place;
+  checkPlatform(readValue(argument.get(), holder, place));
 
   LONG p;
   bool valid;
-  if (isNumeric(place.get())) {
+  if (isNumeric(*place)) {
     // After := Count is refused, and After := 0 puts the item first: deliberate.
-    p = isBefore ? lessOne(place.get()) : toLong(place.get());
+    p = isBefore ? lessOne(*place) : toLong(*place);
     valid = p >= 0 && p < store_.count();
   } else {
-    const LONG position = indexFromKey(toText(place.get()).get());
+    constexpr LONG kNotLookedUp = 0;  // what the frame of a failed search gives
+    const LONG position = indexFromKey(toText(*place).get());
+    if (position == kNotLookedUp) raiseOwn(runtime::kOutOfMemory, kAddSource);
     p = isBefore ? position - 1 : position;
     valid = p >= 0 && p <= store_.count();
   }

@@ -38,6 +38,7 @@ SafeArray textsOf(SAFEARRAY* values) {
 SafeArray textsFromZero(SAFEARRAY* values) {
   const VectorElements<VARIANT> source(values);
   if (source.upper() < 0) return {};
+  source.at(0);  // before there is memory for as many as the index says
   SafeArray result = SafeArray::vector(VT_BSTR, static_cast<ULONG>(source.upper()) + 1);
   const ArrayElements<BSTR> texts(result.get());
   for (LONG i = 0; i <= source.upper(); ++i) {
@@ -75,7 +76,7 @@ void resizeBoth(SAFEARRAY& names, SAFEARRAY& values, LONG upper, SafeArray& surp
   SAFEARRAYBOUND after = {static_cast<ULONG>(upper) + 1, 0};
   const ULONG count = values.rgsabound[0].cElements;
   if (count > after.cElements) surplus = SafeArray::vector(VT_VARIANT, count - after.cElements);
-  checkPlatform(SafeArrayRedim(&names, &after));
+  resize(names, after);
   const auto swapSurplus = [&] {
     const ArrayElements<VARIANT> inside(&values), outside(surplus.get());
     for (size_t i = 0; i < outside.size(); ++i) {
@@ -83,12 +84,13 @@ void resizeBoth(SAFEARRAY& names, SAFEARRAY& values, LONG upper, SafeArray& surp
     }
   };
   swapSurplus();
-  const HRESULT result = SafeArrayRedim(&values, &after);
-  if (FAILED(result)) {
+  try {
+    resize(values, after);
+  } catch (...) {
     swapSurplus();
     SafeArrayRedim(&names, &before);
+    throw;
   }
-  checkPlatform(result);
 }
 
 void addPair(SAFEARRAY* names, SAFEARRAY* values, std::wstring_view name, const VARIANT& value) {

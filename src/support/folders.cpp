@@ -20,10 +20,24 @@ constexpr size_t kTempNameLength = 14;  // what the platform needs for the name 
 
 std::wstring untilZero(std::string_view ansi) { return fromAnsi(ansi.substr(0, ansi.find('\0'))); }
 
+// Whether the platform is asked for this name: what the code page lacks would turn into a pattern
+// or another name, and what stands behind a zero would be cut off.
+bool hasAnsiForm(std::wstring_view name) {
+  return name.find(L'\0') == std::wstring_view::npos && fromAnsi(toAnsi(name)) == name;
+}
+
+// Finds others, and makes nothing.
+bool isPattern(std::wstring_view name) {
+  return name.find_first_of(L"*?") != std::wstring_view::npos;
+}
+
 std::wstring shellFolder(LONG folder, std::wstring_view subfolder) {
   char path[MAX_PATH] = {};
   if (SHGetFolderPathA(nullptr, folder, nullptr, SHGFP_TYPE_CURRENT, path) != S_OK) return {};
-  if (!subfolder.empty() && !PathAppendA(path, toAnsi(subfolder).c_str())) return {};
+  if (!subfolder.empty() &&
+      (!hasAnsiForm(subfolder) || !PathAppendA(path, toAnsi(subfolder).c_str()))) {
+    return {};
+  }
   return untilZero({path, sizeof path});
 }
 
@@ -92,7 +106,9 @@ void makeFolders(std::wstring_view path) {
     if (number == 1) isNetworkName = part.empty();
     if (part.find(L':') != std::wstring_view::npos) continue;
     if (isNetworkName && number < kServerAndShare) continue;
-    makeFolderUnlessListed(path.substr(0, end));
+    const std::wstring_view folder = path.substr(0, end);
+    if (isPattern(part) || !hasAnsiForm(folder)) throw makeError(runtime::kBadFileName);
+    makeFolderUnlessListed(folder);
   }
 }
 

@@ -5,6 +5,20 @@
 
 namespace zsupport {
 
+// Which parameters the members write.
+template <>
+inline constexpr std::array kExactly<&_GZSupport::GetRegistryValue> = {answers(3)};
+template <>
+inline constexpr std::array kExactly<&_GZSupport::WriteRegistryValue> = {changes(3)};
+template <>
+inline constexpr std::array kExactly<&_GZSupport::GetTempFileName2> = {changes(0)};
+template <>
+inline constexpr std::array kExactly<&_GZSupport::NotImplemented> = {changes(1)};
+template <>
+inline constexpr std::array kExactly<&_GZSupport::GetComponentLocation2> = {changes(1), changes(2),
+                                                                            changes(3)};
+template <>
+inline constexpr std::array kExactly<&_GZSupport::CenterWindow> = {changes(1)};
 template <>
 inline constexpr std::array kExactly<&_GZSupport::AddSVParameter> = {changes(0), changes(1)};
 template <>

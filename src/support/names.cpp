@@ -17,6 +17,8 @@ constexpr wchar_t kGetUserName[] = L"Function GetUserName";  // of GetComputerNa
 constexpr size_t kDrivePrefix = 2;  // characters in which a colon may stand
 
 bool isAllowed(wchar_t character) {
+  // Not a separator to every version of the platform.
+  if (character == L'/') return true;
   const int code = ansiCode(character);
   if (code < 0 || code > 0xFF) throw makeError(runtime::kOverflow);
   const UINT type = PathGetCharTypeA(static_cast<UCHAR>(code));
