@@ -8,7 +8,6 @@
 namespace {
 
 constexpr LONG kCannotCreateSink = -2147221501;
-constexpr wchar_t kUnknownSource[] = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7CFF}";
 constexpr wchar_t kPlainSource[] = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C21}";
 
 // Whose being in the collection an operation changes: one of the items a, b and c, which are in,
@@ -34,14 +33,6 @@ struct Operation {
   bool needsNoMemory = false;
   LONG usualError = 0;  // that it ends with when there is memory
 };
-
-HRESULT late(IDispatch* object, const wchar_t* member, std::vector<VARIANT> arguments,
-             int flags = DISPATCH_METHOD) {
-  const DISPID id = idOf(object, member);
-  Call call;
-  call.make(object, id, flags, std::move(arguments));
-  return call.result == DISP_E_EXCEPTION ? call.number : call.result;
-}
 
 // Puts the n-th failure around the call of interest, and nothing else.
 class Sweep : public testing::Test {
@@ -200,6 +191,12 @@ void listTwice(Scene& scene) {
             add(scene.z.get(), TestSource::make().get(), {.key = L"a", .before = longValue(1)}));
 }
 
+void ignoreCase(Scene& scene) {
+  EXPECT_EQ(S_OK, scene.z->Clear());
+  EXPECT_EQ(S_OK, scene.z->put_CompareMode(CompareText));
+  for (int i = 0; i < 3; ++i) add(scene.z.get(), scene.item(i), {scene.keys[i]});
+}
+
 // What the handler of ConnectionFailed does, while an item is refused.
 Operation refused(const char* name, Changes changes, std::function<HRESULT(Scene&)> deed) {
   return {name, changes,
@@ -214,11 +211,6 @@ Operation refused(const char* name, Changes changes, std::function<HRESULT(Scene
 
 std::vector<Operation> insertions() {
   static const Text a(L"a"), b(L"b"), key(L"new");
-  const auto ignoreCase = [](Scene& s) {
-    EXPECT_EQ(S_OK, s.z->Clear());
-    EXPECT_EQ(S_OK, s.z->put_CompareMode(CompareText));
-    for (int i = 0; i < 3; ++i) add(s.z.get(), s.item(i), {s.keys[i]});
-  };
   return {
       adding("Add", {}),
       adding("Add ignoring case", {.key = L"NEW"}, ignoreCase),
@@ -254,6 +246,7 @@ std::vector<Operation> removals() {
   const auto removeB = [](Scene& s) { return s.z->RemoveByKey(b.get()); };
   return {
       {"RemoveByKey", kB, removeB},
+      {"RemoveByKey ignoring case", kB, removeB, ignoreCase},
       {"RemoveByIndex", kB, [](Scene& s) { return s.z->RemoveByIndex(2); }, {}, true},
       {"Remove a key", kB, [](Scene& s) { return s.z->Remove(textValue(b)); }},
       {"Remove a position", kB, [](Scene& s) { return s.z->Remove(doubleValue(2)); }, {}, true},
@@ -304,7 +297,7 @@ std::vector<Operation> lookups() {
        [](Scene& s) {
          const Call call(s.z.get(), L"Item", {textValue(b)}, DISPATCH_PROPERTYGET);
          EXPECT_TRUE(call.result != S_OK || V_DISPATCH(&call.value.get()) == s.item(kB));
-         return call.result == DISP_E_EXCEPTION ? call.number : call.result;
+         return resultOf(call);
        }},
       {"Key", kNobody,
        [](Scene& s) {
