@@ -8,7 +8,7 @@ namespace {
 
 constexpr LONG kNoConnectionPoint = -2147221502;
 
-HRESULT resultOf(LONG error) { return error > 0 ? runtimeError(error) : error; }
+HRESULT answerOf(LONG error) { return error > 0 ? runtimeError(error) : error; }
 
 class Model : public RandomCalls {
  protected:
@@ -27,10 +27,10 @@ class Model : public RandomCalls {
       addOne();
     } else if (choice < 46) {
       const LONG position = anyPosition();
-      EXPECT_EQ(resultOf(model_.removeAt(position)), removeSomehow(number(position), L"at"));
+      EXPECT_EQ(answerOf(model_.removeAt(position)), removeSomehow(number(position), L"at"));
     } else if (choice < 58) {
       const std::wstring key = anyKey();
-      EXPECT_EQ(resultOf(model_.removeKey(key)), removeSomehow(textValue(Text(key)), key));
+      EXPECT_EQ(answerOf(model_.removeKey(key)), removeSomehow(textValue(Text(key)), key));
     } else if (choice < 64) {
       putKey();
     } else if (choice < 69) {
@@ -62,7 +62,7 @@ class Model : public RandomCalls {
     const Place place = {static_cast<Place::Side>(below(3)), anyPosition(),
                          percent(30) ? anyKey() : L""};
     const bool isConnected = connects && SUCCEEDED(item->behaviour.adviseResult);
-    EXPECT_EQ(resultOf(model_.add({item, isConnected}, key, place, failure)),
+    EXPECT_EQ(answerOf(model_.add({item, isConnected}, key, place, failure)),
               addSomehow(item, key, place, source));
   }
 
@@ -70,7 +70,7 @@ class Model : public RandomCalls {
     const LONG position = anyPosition();
     const std::wstring key = percent(50) ? anyKey() : L"";
     note("Key", key, position);
-    EXPECT_EQ(resultOf(model_.putKey(position, key)), z->put_Key(position, Text(key).get()));
+    EXPECT_EQ(answerOf(model_.putKey(position, key)), z->put_Key(position, Text(key).get()));
   }
 
   // And the other properties, which Clear keeps or sets back.

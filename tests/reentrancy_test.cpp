@@ -194,11 +194,11 @@ class CalledBack : public RandomCalls {
   int lastKey_ = 0;
 };
 
-TEST_F(CalledBack, NothingIsLostAndWhatIsRemovedIsGone) { play(4000); }
+TEST_F(CalledBack, NothingIsLostAndWhatIsRemovedIsGone) { play(3000); }
 
 TEST_F(CalledBack, RecordsThatAreListedTwiceOrNotAtAllAreNotLostEither) {
   gapsStay_ = true;
-  play(4000);
+  play(3000);
 }
 
 }  // namespace

@@ -1,192 +1,9 @@
-// Every operation of the collection with its n-th allocation and all later ones failing, for each n
-// until it succeeds without a failure: it has its whole effect or none and says so, nobody is
-// forgotten, nothing leaks, and the collection works on.
-#include "support/failing_memory.h"
-#include "support/late_call.h"
-#include "support/test_client.h"
+// Every operation of the collection when memory runs out in its midst.
+#include "support/sweep.h"
 
 namespace {
 
-constexpr LONG kCannotCreateSink = -2147221501;
-constexpr wchar_t kUnknownSource[] = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7CFF}";
 constexpr wchar_t kPlainSource[] = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C21}";
-
-// Whose being in the collection an operation changes: one of the items a, b and c, which are in,
-// the one that is to come in, or all that are in.
-enum Changes { kA, kB, kC, kNew, kAll, kNobody };
-
-struct Scene {
-  ComPtr<_Zollection> z = newCollection();
-  std::unique_ptr<TestClient> client = std::make_unique<TestClient>(z.get());
-  std::vector<ComPtr<TestSource>> items;
-  const std::wstring keys[4] = {L"a", L"b", L"c", L"new"};
-  HRESULT inner = S_OK;  // of a call that a handler makes
-
-  TestSource* item(int i) const { return items.at(static_cast<size_t>(i)).get(); }
-  ComPtr<_Collection> face() const { return ComPtr<_Collection>::from(z.get()); }
-};
-
-struct Operation {
-  const char* name;
-  Changes changes;
-  std::function<HRESULT(Scene&)> act;
-  std::function<void(Scene&)> prepare = {};
-  bool needsNoMemory = false;
-  LONG usualError = 0;  // that it ends with when there is memory
-};
-
-HRESULT late(IDispatch* object, const wchar_t* member, std::vector<VARIANT> arguments,
-             int flags = DISPATCH_METHOD) {
-  const DISPID id = idOf(object, member);
-  Call call;
-  call.make(object, id, flags, std::move(arguments));
-  return call.result == DISP_E_EXCEPTION ? call.number : call.result;
-}
-
-// Puts the n-th failure around the call of interest, and nothing else.
-class Sweep : public testing::Test {
- protected:
-  // What the process makes once: tables of members, and the lock of the reserve from which the
-  // run-time throws when it must.
-  Sweep() {
-    const Scene scene;
-    EXPECT_EQ(S_OK, late(scene.z.get(), L"Clear", {}));
-    EXPECT_EQ(S_OK, late(scene.face().get(), L"Count", {}));
-    throwOnce(scene);
-    const FailingMemory memory(1, FailingMemory::kStaysAway, 100);
-    throwOnce(scene);
-  }
-
-  void run(const std::vector<Operation>& operations, bool isQuiet) {
-    for (const Operation& operation : operations) {
-      for (const auto course : {FailingMemory::kStaysAway, FailingMemory::kComesBack}) {
-        const int failures = failuresSoFar();
-        sweep(operation, course, isQuiet);  // and fills what the platform keeps
-        if (isQuiet) continue;              // threads leave blocks of the platform
-        const size_t before = blocksInUse();
-        sweep(operation, course, isQuiet);
-        EXPECT_TRUE(blocksInUse() <= before || failures != failuresSoFar())
-            << "a leak: " << operation.name;
-      }
-    }
-  }
-
- private:
-  static int failuresSoFar() {
-    return testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
-  }
-
-  void sweep(const Operation& operation, FailingMemory::Course course, bool isQuiet) {
-    bool hasFailed = true;
-    for (unsigned n = 1; hasFailed && !HasFatalFailure(); ++n) {
-      ASSERT_LT(n, 500u) << "no end of allocations";
-      const auto once = [&] { hasFailed = perform(operation, n, course, isQuiet); };
-      isQuiet ? onFreshThread(once) : once();
-    }
-  }
-
-  bool perform(const Operation& operation, unsigned n, FailingMemory::Course course, bool isQuiet) {
-    SCOPED_TRACE(std::string(operation.name) + ", allocation " + std::to_string(n) +
-                 (course == FailingMemory::kComesBack ? " alone" : " and all later ones"));
-    Scene scene;
-    throwOnce(scene);  // the thread's first
-    if (!isQuiet) scene.z->RemoveByIndex(0);
-    for (int i = 0; i < 4; ++i) {
-      scene.items.push_back(TestSource::make());
-      if (i < 3) add(scene.z.get(), scene.item(i), {scene.keys[i]});
-    }
-    if (operation.prepare) operation.prepare(scene);
-    HRESULT result;
-    {
-      const FailingMemory memory(n, course);
-      result = operation.act(scene);
-    }
-    const bool hasFailed = FailingMemory::hasFailed();
-    expectClear(operation, result, hasFailed);
-    const bool hasEffect = takesEffect(operation, scene, result, isQuiet && hasFailed);
-    for (int i = 0; i < 4; ++i) {
-      const bool changes = operation.changes == i || (operation.changes == kAll && i < 3);
-      expectMember(scene, i, (i < 3) != (changes && hasEffect));
-    }
-    expectWorking(scene);
-    return hasFailed;
-  }
-
-  static void throwOnce(const Scene& scene) { scene.z->Remove(doubleValue(1e300)); }
-
-  static void expectClear(const Operation& operation, HRESULT result, bool hasFailed) {
-    const HRESULT usual =
-        operation.usualError > 0 ? runtimeError(operation.usualError) : operation.usualError;
-    if (!hasFailed || operation.needsNoMemory) {
-      EXPECT_EQ(usual, result);
-    } else {
-      EXPECT_TRUE(result == usual || result == runtimeError(7) || result == E_OUTOFMEMORY ||
-                  result == kCannotCreateSink)
-          << std::hex << result;
-    }
-  }
-
-  // A success has its effect, but where a frame on a quiet thread may have swallowed the failure of
-  // a removal: then that one says by its references which it is. Clear may fail when all have gone.
-  static bool takesEffect(const Operation& operation, const Scene& scene, HRESULT result,
-                          bool maySwallow) {
-    if (operation.changes == kAll && scene.z) return result == S_OK || countOf(scene.z.get()) == 0;
-    if (result == S_OK && maySwallow && operation.changes < kNew && !operation.needsNoMemory) {
-      return scene.item(operation.changes)->references == 1;
-    }
-    return result == S_OK;
-  }
-
-  // In: held, listed or at least known, heard at its place. Out: nothing of all that.
-  static void expectMember(Scene& scene, int i, bool isIn) {
-    SCOPED_TRACE("item " + std::to_string(i) + (isIn ? " in" : " out"));
-    TestSource* const item = scene.item(i);
-    EXPECT_EQ(isIn ? 2u : 1u, item->references);
-    if (!scene.z) return;
-    scene.client->heard.clear();
-    item->fire(1);
-    EXPECT_EQ(isIn ? 1u : 0u, scene.client->heard.size());
-    LONG index = 0;
-    EXPECT_EQ(S_OK, scene.z->IndexFromKey(Text(scene.keys[i]).get(), &index));
-    EXPECT_EQ(isIn, index != -1);
-    if (!isIn || scene.client->heard.empty()) return;
-    EXPECT_EQ(index > countOf(scene.z.get()) ? -1 : index, scene.client->heard[0].index);
-    ComPtr<IDispatch> found;
-    EXPECT_EQ(S_OK, scene.z->get_Item(textValue(Text(scene.keys[i])), found.put()));
-    EXPECT_EQ(item, found.get());
-  }
-
-  static void expectWorking(Scene& scene) {
-    if (scene.z) {
-      for (LONG i = 1; i <= countOf(scene.z.get()); ++i) EXPECT_TRUE(itemAt(scene.z.get(), i));
-      const auto item = TestSource::make();
-      EXPECT_EQ(S_OK, add(scene.z.get(), item.get(), {L"probe"}));
-      scene.client->heard.clear();
-      item->fire(1);
-      ASSERT_EQ(1u, scene.client->heard.size());
-      EXPECT_EQ(countOf(scene.z.get()), scene.client->heard[0].index);
-      EXPECT_EQ(S_OK, scene.z->RemoveByKey(Text(L"probe").get()));
-      EXPECT_EQ(1u, item->references);
-      EXPECT_EQ(S_OK, scene.z->Clear());
-      EXPECT_EQ(0, countOf(scene.z.get()));
-      EXPECT_EQ(S_OK, add(scene.z.get(), item.get(), {L"probe"}));
-    }
-    for (const auto& item : scene.items) EXPECT_EQ(1u, item->references);
-  }
-
-  // Of all heaps: the collections' own, the platform's and those of the C run-time.
-  static size_t blocksInUse() {
-    size_t blocks = 0;
-    std::vector<HANDLE> heaps(64);
-    heaps.resize(GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data()));
-    for (const HANDLE heap : heaps) {
-      for (PROCESS_HEAP_ENTRY entry{}; HeapWalk(heap, &entry);) {
-        if (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) ++blocks;
-      }
-    }
-    return blocks;
-  }
-};
 
 Operation adding(const char* name, Placement place, std::function<void(Scene&)> prepare = {}) {
   place.key = place.key.empty() ? L"new" : place.key;
@@ -200,25 +17,14 @@ void listTwice(Scene& scene) {
             add(scene.z.get(), TestSource::make().get(), {.key = L"a", .before = longValue(1)}));
 }
 
-// What the handler of ConnectionFailed does, while an item is refused.
-Operation refused(const char* name, Changes changes, std::function<HRESULT(Scene&)> deed) {
-  return {name, changes,
-          [](Scene& s) {
-            EXPECT_GT(0, add(s.z.get(), s.item(kNew), {.sourceIID = kUnknownSource}));
-            return s.inner;
-          },
-          [deed](Scene& s) {
-            s.client->onConnectionFailed = [&s, deed](BSTR*, LONG) { s.inner = deed(s); };
-          }};
+void ignoreCase(Scene& scene) {
+  EXPECT_EQ(S_OK, scene.z->Clear());
+  EXPECT_EQ(S_OK, scene.z->put_CompareMode(CompareText));
+  for (int i = 0; i < 3; ++i) add(scene.z.get(), scene.item(i), {scene.keys[i]});
 }
 
 std::vector<Operation> insertions() {
   static const Text a(L"a"), b(L"b"), key(L"new");
-  const auto ignoreCase = [](Scene& s) {
-    EXPECT_EQ(S_OK, s.z->Clear());
-    EXPECT_EQ(S_OK, s.z->put_CompareMode(CompareText));
-    for (int i = 0; i < 3; ++i) add(s.z.get(), s.item(i), {s.keys[i]});
-  };
   return {
       adding("Add", {}),
       adding("Add ignoring case", {.key = L"NEW"}, ignoreCase),
@@ -231,8 +37,7 @@ std::vector<Operation> insertions() {
        kNobody,
        [](Scene& s) { return add(s.z.get(), s.item(kNew), {L"a"}); },
        {},
-       false,
-       457},
+       runtimeError(457)},
       {"Add late bound", kNew,
        [](Scene& s) {
          return late(s.z.get(), L"Add", {objectValue(s.item(kNew)), missing(), textValue(key)});
@@ -250,13 +55,16 @@ std::vector<Operation> insertions() {
 }
 
 std::vector<Operation> removals() {
-  static const Text a(L"a"), b(L"b"), c(L"c");
+  static const Text b(L"b"), c(L"c");
+  const auto clear = [](Scene& s) { return s.z->Clear(); };
   const auto removeB = [](Scene& s) { return s.z->RemoveByKey(b.get()); };
   return {
       {"RemoveByKey", kB, removeB},
-      {"RemoveByIndex", kB, [](Scene& s) { return s.z->RemoveByIndex(2); }, {}, true},
+      {"RemoveByKey ignoring case", kB, removeB, ignoreCase},
+      needingNoMemory({"RemoveByIndex", kB, [](Scene& s) { return s.z->RemoveByIndex(2); }}),
       {"Remove a key", kB, [](Scene& s) { return s.z->Remove(textValue(b)); }},
-      {"Remove a position", kB, [](Scene& s) { return s.z->Remove(doubleValue(2)); }, {}, true},
+      needingNoMemory(
+          {"Remove a position", kB, [](Scene& s) { return s.z->Remove(doubleValue(2)); }}),
       {"RemoveByKey late bound", kB,
        [](Scene& s) { return late(s.z.get(), L"RemoveByKey", {textValue(b)}); }},
       {"RemoveByIndex late bound", kB,
@@ -264,22 +72,21 @@ std::vector<Operation> removals() {
       {"RemoveByKey beside a record listed twice", kB, removeB, listTwice},
       {"RemoveByKey of an unlisted one", kC, [](Scene& s) { return s.z->RemoveByKey(c.get()); },
        listTwice},
-      {"RemoveByIndex beside a record listed twice", kB,
-       [](Scene& s) { return s.z->RemoveByIndex(3); }, listTwice, true},
-      {"Clear", kAll, [](Scene& s) { return s.z->Clear(); }},
-      {"Clear with records listed twice and not at all", kAll,
-       [](Scene& s) { return s.z->Clear(); }, listTwice},
-      {"the last release", kAll,
-       [](Scene& s) {
-         s.client->disconnect();
-         s.z.reset();
-         return S_OK;
-       },
-       listTwice, true},
-      refused("RemoveByKey while an item is refused", kB, removeB),
-      refused("RemoveByIndex while an item is refused", kA,
-              [](Scene& s) { return s.z->RemoveByIndex(1); }),
-      refused("Clear while an item is refused", kAll, [](Scene& s) { return s.z->Clear(); }),
+      needingNoMemory({"RemoveByIndex beside a record listed twice", kB,
+                       [](Scene& s) { return s.z->RemoveByIndex(3); }, listTwice}),
+      {"Clear", kAll, clear},
+      {"Clear with records listed twice and not at all", kAll, clear, listTwice},
+      needingNoMemory({"the last release", kAll,
+                       [](Scene& s) {
+                         s.client->disconnect();
+                         s.z.reset();
+                         return S_OK;
+                       },
+                       listTwice}),
+      within({"RemoveByKey while an item is refused", kB, removeB}),
+      within(needingNoMemory({"RemoveByIndex while an item is refused", kA,
+                              [](Scene& s) { return s.z->RemoveByIndex(1); }})),
+      within({"Clear while an item is refused", kAll, clear}),
   };
 }
 
@@ -304,7 +111,7 @@ std::vector<Operation> lookups() {
        [](Scene& s) {
          const Call call(s.z.get(), L"Item", {textValue(b)}, DISPATCH_PROPERTYGET);
          EXPECT_TRUE(call.result != S_OK || V_DISPATCH(&call.value.get()) == s.item(kB));
-         return call.result == DISP_E_EXCEPTION ? call.number : call.result;
+         return resultOf(call);
        }},
       {"Key", kNobody,
        [](Scene& s) {
@@ -317,8 +124,7 @@ std::vector<Operation> lookups() {
        kNobody,
        [](Scene& s) { return s.z->put_Key(1, b.get()); },
        {},
-       false,
-       457},
+       runtimeError(457)},
       {"IndexFromKey", kNobody,
        [](Scene& s) {
          LONG index = 0;
@@ -350,32 +156,28 @@ std::vector<Operation> lookups() {
 // An event is raised whatever is missing; only its arguments and its name may be.
 std::vector<Operation> events() {
   const auto firing = [](const char* name, int count) -> Operation {
-    return {name,
-            kNobody,
-            [count](Scene& s) {
-              const Text text(L"text");
-              Text variable(L"old");
-              LONG number = 1;
-              s.client->onEvent = [&](SAFEARRAY** aParams) {
-                if (!*aParams || (*aParams)->rgsabound[0].cElements == 0) return;
-                auto& first = *static_cast<VARIANT*>((*aParams)->pvData);
-                if (V_VT(&first) == VT_I4) V_I4(&first) = 2;
-              };
-              s.client->heard.clear();
-              if (count == 0) s.item(kB)->fire(1);
-              if (count == 1) s.item(kB)->fire(1, {reference(VT_I4, &number)});
-              if (count == 3) {
-                s.item(kB)->fire(1, {reference(VT_I4, &number), textValue(text),
-                                     reference(VT_BSTR, variable.inout())});
-              }
-              EXPECT_EQ(1u, s.client->heard.size()) << "an event was lost";
-              EXPECT_EQ(L"old", variable.view()) << "only what was read goes back";
-              EXPECT_TRUE(number == 1 || number == 2);
-              s.client->onEvent = {};
-              return S_OK;
-            },
-            {},
-            true};
+    return needingNoMemory({name, kNobody, [count](Scene& s) {
+                              const Text text(L"text");
+                              Text variable(L"old");
+                              LONG number = 1;
+                              s.client->onEvent = [&](SAFEARRAY** aParams) {
+                                if (!*aParams || (*aParams)->rgsabound[0].cElements == 0) return;
+                                auto& first = *static_cast<VARIANT*>((*aParams)->pvData);
+                                if (V_VT(&first) == VT_I4) V_I4(&first) = 2;
+                              };
+                              s.client->heard.clear();
+                              if (count == 0) s.item(kB)->fire(1);
+                              if (count == 1) s.item(kB)->fire(1, {reference(VT_I4, &number)});
+                              if (count == 3) {
+                                s.item(kB)->fire(1, {reference(VT_I4, &number), textValue(text),
+                                                     reference(VT_BSTR, variable.inout())});
+                              }
+                              EXPECT_EQ(1u, s.client->heard.size()) << "an event was lost";
+                              EXPECT_EQ(L"old", variable.view()) << "only what was read goes back";
+                              EXPECT_TRUE(number == 1 || number == 2);
+                              s.client->onEvent = {};
+                              return S_OK;
+                            }});
   };
   return {firing("an event", 0), firing("an event with a changed argument", 1),
           firing("an event with texts", 3)};

@@ -22,6 +22,7 @@ using zsupport::Text;
 using zsupport::Variant;
 
 inline constexpr wchar_t kNoEvents[] = L"{00000000-0000-0000-0000-000000000000}";
+inline constexpr wchar_t kUnknownSource[] = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7CFF}";
 
 // VARIANTs that own nothing: texts must outlive them.
 inline VARIANT valueOfType(VARTYPE type) {

@@ -41,3 +41,11 @@ struct Call {
   std::wstring source, description;
   UINT badArgument = 99;
 };
+
+// As an early-bound call would answer.
+inline HRESULT resultOf(const Call& call) {
+  return call.result == DISP_E_EXCEPTION ? call.number : call.result;
+}
+inline HRESULT late(IDispatch* object, const wchar_t* member, std::vector<VARIANT> arguments) {
+  return resultOf(Call(object, member, std::move(arguments)));
+}

@@ -13,7 +13,6 @@
 class RandomCalls : public testing::Test {
  protected:
   using Place = CollectionModel::Place;
-  static constexpr wchar_t kUnknownSource[] = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7CFF}";
 
   // Raises errors from here on.
   RandomCalls() { EXPECT_EQ(runtimeError(381), newCollection()->RemoveByIndex(0)); }
@@ -85,10 +84,6 @@ class RandomCalls : public testing::Test {
       return isLate ? late(z, L"RemoveByKey", {key}) : z->RemoveByKey(V_BSTR(&key));
     if (V_VT(&key) == VT_I4 && !isLate) return z->RemoveByIndex(V_I4(&key));
     return isLate ? late(z, L"RemoveByIndex", {key}) : z->Remove(key);
-  }
-  static HRESULT late(IDispatch* object, const wchar_t* member, std::vector<VARIANT> arguments) {
-    const Call call(object, member, std::move(arguments));
-    return call.result == DISP_E_EXCEPTION ? call.number : call.result;
   }
 
   void note(const std::string& what, const std::wstring& key = {}, LONG value = 0) {
