@@ -27,8 +27,8 @@ int wmain(int argc, wchar_t** argv) {
   benchCollection(report);
   benchNames(report);
   benchEvents(report);
-  benchServices(report);
   benchGrowth(report);
+  benchServices(report);
   CoUninitialize();
   return report.result();
 }

@@ -3,6 +3,7 @@
 #include <oleauto.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <new>
 
@@ -64,10 +65,9 @@ ItemRecord* KeyIndex::pvGetItemByKey(BSTR key, ItemRecord* record) {
   return framed(procedure(L"Function pvGetItemByKey"), [&] {
     const wchar_t* const source = record ? L"Zollection.Add" : L"Zollection.pvGetItemByKey";
     return orOutOfMemory(source, [&]() -> ItemRecord* {
-      const KeyText sought(key, ignoresCase());
-      LONG chain = kNotAsked;
-      if (const KeyNode* const node = find(sought, chain)) return node->record;
-      if (record) enter(sought, record, chain);
+      Search search(key, *this);
+      if (const KeyNode* const node = find(search)) return node->record;
+      if (record) enter(search, record);
       return nullptr;
     });
   });
@@ -95,9 +95,10 @@ void KeyIndex::unlink(OLECHAR* text) {
 }
 
 ItemRecord* KeyIndex::take(BSTR key) {
-  LONG chain = kNotAsked;
-  const KeyNode* const node = orOutOfMemory(
-      L"Zollection.RemoveByKey", [&] { return find(KeyText(key, ignoresCase()), chain); });
+  const KeyNode* const node = orOutOfMemory(L"Zollection.RemoveByKey", [&] {
+    Search search(key, *this);
+    return find(search);
+  });
   if (!node) return nullptr;
   ItemRecord* const record = node->record;
   pvRemoveKey(node->key);
@@ -105,43 +106,58 @@ ItemRecord* KeyIndex::take(BSTR key) {
   return record;
 }
 
+KeyIndex::Search::Search(BSTR sought, const KeyIndex& index)
+    : key(sought, index.ignoresCase()), hash(index.shortcut_.hashOf(key)) {}
+
 bool KeyIndex::isProvable(const OLECHAR* text, UINT bytes) const {
   return provableLanguage_ && zsupport::isProvable(text, bytes, ignoresCase());
 }
 
-LONG KeyIndex::chainOf(const KeyText& key) const {
-  // Locale 0 and the 16-bit system kind: these fix the values that the hash gives.
-  const auto hash = static_cast<LONG>(LHashValOfNameSys(SYS_WIN16, 0, key.get()));
-  // What system and language give stands in the upper half of every hash: this is none.
+// Locale 0 and the 16-bit system kind: these fix the values that the hash gives.
+LONG KeyIndex::chainOf(const Search& search) const {
+  const KeyText& key = search.key;
+  std::array<char, 64> narrow;
+  LONG hash;
+  if (search.isProvable && key.length() < narrow.size()) {
+    // The same without the platform's conversion, which takes memory.
+    const auto narrowed = [](OLECHAR character) { return static_cast<char>(character); };
+    *std::transform(key.get(), key.get() + key.length(), narrow.begin(), narrowed) = '\0';
+    hash = static_cast<LONG>(LHashValOfNameSysA(SYS_WIN16, 0, narrow.data()));
+  } else {
+    hash = static_cast<LONG>(LHashValOfNameSys(SYS_WIN16, 0, key.get()));
+  }
+  // What system and language give stands in the upper half of every hash: this is no memory.
   if (hash == 0) throw std::bad_alloc();
   return hash % kChains;
 }
 
-bool KeyIndex::equal(const KeyText& searched, OLECHAR* stored) const {
-  if (searched.length() != SysStringLen(stored)) return false;
-  if (isProvable(searched.get(), searched.bytes()) && isProvable(stored, storedBytes(stored))) {
-    return std::equal(searched.get(), searched.get() + searched.length(), stored);
+bool KeyIndex::equal(const Search& search, OLECHAR* stored) const {
+  const KeyText& key = search.key;
+  if (key.length() != SysStringLen(stored)) return false;
+  if (search.isProvable && isProvable(stored, storedBytes(stored))) {
+    return std::equal(key.get(), key.get() + key.length(), stored);
   }
-  return VarBstrCmp(searched.get(), stored, LOCALE_USER_DEFAULT, compareFlags_) ==
+  return VarBstrCmp(key.get(), stored, LOCALE_USER_DEFAULT, compareFlags_) ==
          static_cast<HRESULT>(VARCMP_EQ);
 }
 
-KeyNode* KeyIndex::find(const KeyText& key, LONG& chain) const {
-  if (KeyNode* const node = shortcut_.find(key)) return node;
-  if (others_ == 0 && shortcut_.isComplete() && isProvable(key.get(), key.bytes())) return nullptr;
-  chain = chainOf(key);
-  KeyNode* node = buckets_[chain];
-  while (node && !equal(key, node->key)) node = node->next;
+KeyNode* KeyIndex::find(Search& search) const {
+  if (KeyNode* const node = shortcut_.find(search.key, search.hash)) return node;
+  search.isProvable = isProvable(search.key.get(), search.key.bytes());
+  if (others_ == 0 && search.isProvable && shortcut_.isComplete()) return nullptr;
+  search.chain = chainOf(search);
+  KeyNode* node = buckets_[search.chain];
+  while (node && !equal(search, node->key)) node = node->next;
   return node;
 }
 
-void KeyIndex::enter(const KeyText& key, ItemRecord* record, LONG chain) {
-  if (chain == kNotAsked) chain = chainOf(key);
-  KeyNode*& head = buckets_[chain];
-  KeyNode*& tail = tails_[chain];
+void KeyIndex::enter(Search& search, ItemRecord* record) {
+  if (search.chain == kNotAsked) search.chain = chainOf(search);
+  KeyNode*& head = buckets_[search.chain];
+  KeyNode*& tail = tails_[search.chain];
   auto* const node = heap_->allocate<KeyNode>();
   if (!node) throw std::bad_alloc();
-  OLECHAR* const stored = pvSysAllocString(key);
+  OLECHAR* const stored = pvSysAllocString(search.key);
   if (!stored) {
     heap_->free(node);
     throw std::bad_alloc();
@@ -150,7 +166,7 @@ void KeyIndex::enter(const KeyText& key, ItemRecord* record, LONG chain) {
   record->key = stored;
   (tail ? tail->next : head) = node;
   tail = node;
-  if (shortcut_.enter(node, chain) && !isProvable(key.get(), key.bytes())) ++others_;
+  if (shortcut_.enter(node, search.hash, search.chain) && !search.isProvable) ++others_;
 }
 
 bool KeyIndex::cut(LONG chain, const OLECHAR* stored) {

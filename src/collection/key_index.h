@@ -49,12 +49,23 @@ class KeyIndex {
   static constexpr LONG kNotAsked = -1;
 
   bool ignoresCase() const { return compareFlags_ != 0; }
+  // A key that is sought, and what has been found out about it.
+  struct Search {
+    Search(BSTR sought, const KeyIndex& index);
+
+    const KeyText key;
+    const ULONG hash;         // in the shortcut
+    bool isProvable = false;  // asked when the shortcut has not the very text
+    LONG chain = kNotAsked;
+  };
+
   bool isProvable(const OLECHAR* text, UINT bytes) const;
-  LONG chainOf(const KeyText& key) const;
-  bool equal(const KeyText& searched, OLECHAR* stored) const;
-  // The node of a key, or null. The chain is told when it had to be asked for.
-  KeyNode* find(const KeyText& key, LONG& chain) const;
-  void enter(const KeyText& key, ItemRecord* record, LONG chain);
+  LONG chainOf(const Search& search) const;
+  bool equal(const Search& search, OLECHAR* stored) const;
+  // The node of the key, or null.
+  KeyNode* find(Search& search) const;
+  // After find.
+  void enter(Search& search, ItemRecord* record);
   // Takes the node of a stored key out of a chain; false when it is not on it.
   bool cut(LONG chain, const OLECHAR* stored);
 

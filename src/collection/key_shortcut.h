@@ -30,11 +30,13 @@ class KeyShortcut {
   // Whether every node of the chains is in the table.
   bool isComplete() const { return heap_ && outside_ == 0; }
 
+  ULONG hashOf(const KeyText& key) const { return hashOf(key.get(), key.bytes()); }
+
   // The node of the very same text; null when the table has none.
-  KeyNode* find(const KeyText& key) const;
+  KeyNode* find(const KeyText& key, ULONG hash) const;
 
   // False when there was no memory to enter it.
-  bool enter(KeyNode* node, LONG chain);
+  bool enter(KeyNode* node, ULONG hash, LONG chain);
 
   // Takes out the node of a stored text, known by its address. Returns the node's chain, or -1 when
   // the table has no such node.
