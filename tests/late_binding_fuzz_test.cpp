@@ -155,7 +155,7 @@ class Round {
 
 TEST(LateBinding, StandsAnyCall) {
   const unsigned long first = setting("ZSUPPORT_FUZZ_SEED", 1),
-                      rounds = setting("ZSUPPORT_FUZZ_ROUNDS", 300);
+                      rounds = setting("ZSUPPORT_FUZZ_ROUNDS", 200);
   const bool isTraced = setting("ZSUPPORT_FUZZ_TRACE", 0) > 0;
   for (unsigned long seed = first; seed < first + rounds && !HasFailure(); ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);

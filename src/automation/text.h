@@ -33,7 +33,9 @@ class Text {
     std::swap(text_, other.text_);
     return *this;
   }
-  ~Text() { SysFreeString(text_); }
+  ~Text() {
+    if (text_) SysFreeString(text_);
+  }
 
   BSTR get() const { return text_; }
   std::wstring_view view() const { return viewOf(text_); }
