@@ -54,7 +54,7 @@ struct Member {
 // The face of one interface to late-bound callers.
 class MemberTable {
  public:
-  MemberTable(REFIID id, std::span<const Member> members) : id_(id), members_(members) {}
+  constexpr MemberTable(REFIID id, std::span<const Member> members) : id_(id), members_(members) {}
 
   HRESULT typeInfo(UINT index, ITypeInfo** info) const noexcept;
   HRESULT idsOfNames(LPOLESTR* names, UINT count, DISPID* ids) const noexcept;

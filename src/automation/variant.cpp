@@ -67,10 +67,6 @@ bool isNumeric(const VARIANT& value) {
   }
 }
 
-namespace {
-
-// The value itself, without references; of an object, that of its default member. Null when there
-// is none.
 const VARIANT* plainValue(const VARIANT& value, Variant& holder) {
   constexpr int kDeepest = 16;  // the value of an object may be an object
   const VARIANT* plain = &dereferenced(value, holder);
@@ -87,6 +83,8 @@ const VARIANT* plainValue(const VARIANT& value, Variant& holder) {
   }
   return plain;
 }
+
+namespace {
 
 bool isNumberOrDate(const VARIANT& value) {
   return typeOf(value) == VT_DATE || (typeOf(value) != VT_BSTR && isNumeric(value));

@@ -75,6 +75,10 @@ inline const VARIANT& dereferenced(const VARIANT& value, Variant& holder) {
   return holder.get();
 }
 
+// The value itself, without references; of an object, that of its default member. Null when there
+// is none.
+const VARIANT* plainValue(const VARIANT& value, Variant& holder);
+
 // Whether a key given as a variant means a position: whole and floating numbers up to Double.
 inline bool isPosition(const VARIANT& key) {
   switch (typeOf(key)) {

@@ -34,7 +34,7 @@ IDispatch* objectIn(const VARIANT& item) {
 }  // namespace
 
 const MemberTable& CollectionFace::members() {
-  static const MemberTable table(__uuidof(_Collection), kMembers);
+  static constinit const MemberTable table(__uuidof(_Collection), kMembers);
   return table;
 }
 

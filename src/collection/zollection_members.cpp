@@ -34,7 +34,7 @@ const Member kMembers[] = {
 }  // namespace
 
 const MemberTable& ZollectionObject::members() {
-  static const MemberTable table(__uuidof(_Zollection), kMembers);
+  static constinit const MemberTable table(__uuidof(_Zollection), kMembers);
   return table;
 }
 

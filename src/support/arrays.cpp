@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "automation/decimal_text.h"
 #include "automation/error.h"
 #include "automation/runtime_rules.h"
 #include "automation/safe_array.h"
@@ -51,7 +52,7 @@ std::wstring joined(SAFEARRAY* numbers, std::wstring_view delimiter) {
   std::wstring text;
   for (size_t i = 0; i < source.size(); ++i) {
     if (i > 0) text += delimiter;
-    text += std::to_wstring(source[i]);
+    text += decimalText(source[i]);
   }
   return text;
 }

@@ -70,7 +70,7 @@ const Member kMembers[] = {
 }  // namespace
 
 const MemberTable& GZSupportObject::members() {
-  static const MemberTable table(__uuidof(_GZSupport), kMembers);
+  static constinit const MemberTable table(__uuidof(_GZSupport), kMembers);
   return table;
 }
 
