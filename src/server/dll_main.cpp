@@ -15,7 +15,6 @@
 #include "frame/thread_state.h"
 #include "server/class_factory.h"
 #include "server/registration.h"
-#include "server/unwinder.h"
 #include "support/gzsupport.h"
 
 using zsupport::RegistrationScope;
@@ -33,7 +32,6 @@ void pinModule() {
 BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* processEnds) {
   switch (reason) {
     case DLL_PROCESS_ATTACH:
-      zsupport::registerUnwindTables();
       zsupport::setSupportFactory(zsupport::createSupportObject);
       return zsupport::openThreadStates();
     case DLL_THREAD_DETACH:
