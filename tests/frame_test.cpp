@@ -1,27 +1,24 @@
 // The error frame from within: what is reported, what is raised, under which label.
 #include <windows.h>
 
-#include <algorithm>
-#include <cstdio>
 #include <gtest/gtest.h>
-#include <set>
 #include <stdexcept>
 #include <thread>
 #include <tuple>
 
 #include "automation/error.h"
-#include "companion/log_file.h"
-#include "companion/trace_log.h"
 #include "frame/mdlErrorHandling.h"
 #include "frame/mdlGlobal.h"
 #include "frame/mdlSupport.h"
 #include "frame/mdlZTrace.h"
 #include "frame/thread_state.h"
-#include "support/files.h"
 #include "support/gzsupport.h"
 #include "support/trace_recorder.h"
 
 using namespace zsupport;
+
+// What a writer process of log_test.cpp does.
+void writeLines(const std::wstring& path, const std::wstring& writer);
 
 namespace {
 
@@ -137,81 +134,6 @@ TEST(Trace, IsSetUpFromTheDebugLevel) {
     });
   }
   RegDeleteKeyW(HKEY_CURRENT_USER, key.c_str());
-}
-
-std::wstring temporaryLog() {
-  wchar_t folder[MAX_PATH];
-  GetTempPathW(MAX_PATH, folder);
-  return std::wstring(folder) + L"ZSupportTest\\" + std::to_wstring(GetCurrentProcessId()) +
-         L".log";
-}
-
-TEST(Trace, WritesOneLinePerErrorAndNeverRetriesForEver) {
-  const std::wstring path = temporaryLog();
-  DeleteFileW(path.c_str());
-  TraceLog log;
-  log.AppTitle(L"ZSupport");
-  log.LogFileEnabled(true);
-  log.CallStackEnabled(true);
-  log.DefaultAction(kRetry);
-  ErrorReport report = {L"Zollection", L"Sub Add", makeError(7, L"caf\u00e9"), 0, L"in host.exe",
-                        false,         0};
-  report.error.description = L"two\r\nlines\tand a tab";
-  log.LogFile(L"Z:\\no\\such\\folder\\that\\can\\be\\made\\?\\x.log");
-  EXPECT_EQ(kLeave, log.ReportError(report)) << "nothing but the file is lost";
-  log.LogFile(path);
-  log.ReportError(report);
-  const std::string line = contentOf(path);
-  EXPECT_NE(
-      std::string::npos,
-      line.find("\tZollection\tSub Add\t7\tcaf\xC3\xA9\ttwo\\r\\nlines and a tab\tin host.exe\r\n"))
-      << line;
-  EXPECT_EQ(1, std::count(line.begin(), line.end(), '\n'));
-
-  report.error.description.assign(200'000, L'x');
-  for (int i = 0; i < 12; ++i) log.ReportError(report);
-  EXPECT_LE(contentOf(path).size(), kLogFileLimit);
-  EXPECT_LE(contentOf(path + L".old").size(), kLogFileLimit);
-  EXPECT_GT(contentOf(path + L".old").size(), kLogFileLimit / 2);
-  DeleteFileW(path.c_str());
-  DeleteFileW((path + L".old").c_str());
-}
-
-constexpr int kWriters = 3, kLines = 300, kFill = 1500;  // together more than one file holds
-
-// What a writer process does: lines with its number.
-void writeLines(const std::wstring& path, const std::wstring& writer) {
-  for (int i = 0; i < kLines; ++i) {
-    appendToLog(path, std::wstring(kFill, L'.') + L"<" + writer + L"." + std::to_wstring(i) + L">");
-  }
-}
-
-TEST(Trace, TakesThreeProcessesAtOnceWithoutLosingALine) {
-  const std::wstring path = temporaryLog();
-  DeleteFileW(path.c_str());
-  std::vector<HANDLE> processes;
-  for (int i = 0; i < kWriters; ++i) {
-    processes.push_back(startSelf(L"writer \"" + path + L"\" " + std::to_wstring(i)));
-  }
-  for (const HANDLE process : processes) {
-    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(process, 60'000));
-    CloseHandle(process);
-  }
-  const std::string old = contentOf(path + L".old"), content = old + contentOf(path);
-  EXPECT_FALSE(old.empty()) << "renamed once, in the midst of it";
-  std::set<std::string> lines;
-  for (size_t start = 0, end; (end = content.find("\r\n", start)) != std::string::npos;
-       start = end + 2) {
-    EXPECT_EQ(kFill, std::count(content.begin() + static_cast<int>(start),
-                                content.begin() + static_cast<int>(end), '.') -
-                         1);
-    EXPECT_TRUE(lines.insert(content.substr(start + kFill, end - start - kFill)).second)
-        << "a line stands twice";
-  }
-  EXPECT_EQ(static_cast<size_t>(kWriters * kLines), lines.size());
-  EXPECT_TRUE(lines.contains("<2.299>"));
-  DeleteFileW(path.c_str());
-  DeleteFileW((path + L".old").c_str());
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // A host as the library may meet it, in a process of its own: the compiler's shared run-time is
-// loaded before the library, and the library is loaded and released a thousand times.
+// loaded before the library; the library is registered as installers do it, in their own process,
+// which unloads it again; and it is loaded and released a thousand times.
 //
 // usage: host_test LIBRARY SHARED_RUNTIME
 #include <windows.h>
@@ -36,6 +37,24 @@ bool worksIn(HMODULE library) {
   return result == static_cast<HRESULT>(0x800A0000u | 381);
 }
 
+// Registers and unregisters below a key of the test's own. The library is gone afterwards.
+bool leavesNothingOf(const char* path) {
+  using Install = HRESULT WINAPI(BOOL, LPCWSTR);
+  constexpr wchar_t kSandbox[] = L"Software\\ZSupportTestHost";
+  HKEY sandbox;
+  const HMODULE library = LoadLibraryA(path);
+  auto* const install =
+      reinterpret_cast<Install*>(reinterpret_cast<void*>(GetProcAddress(library, "DllInstall")));
+  if (!install || RegCreateKeyW(HKEY_CURRENT_USER, kSandbox, &sandbox)) return false;
+  RegOverridePredefKey(HKEY_CURRENT_USER, sandbox);
+  const bool isDone = install(TRUE, L"user") == S_OK && install(FALSE, L"user") == S_OK;
+  RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
+  RegCloseKey(sandbox);
+  RegDeleteTreeW(HKEY_CURRENT_USER, kSandbox);
+  FreeLibrary(library);
+  return isDone && !GetModuleHandleA("ZSupport.dll");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -43,6 +62,9 @@ int main(int argc, char** argv) {
   if (!LoadLibraryA(argv[2])) return fail("loading the shared run-time");
   if (!GetModuleHandleA("libgcc_s_dw2-1.dll")) return fail("the shared run-time's name");
   if (FAILED(CoInitialize(nullptr))) return fail("CoInitialize");
+  for (int i = 0; i < 3; ++i) {
+    if (!leavesNothingOf(argv[1])) return fail("registering the library in passing");
+  }
   for (int i = 0; i < 1000; ++i) {
     const HMODULE library = LoadLibraryA(argv[1]);
     if (!library) return fail("loading the library");

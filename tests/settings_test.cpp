@@ -4,6 +4,7 @@
 
 #include "support/answer.h"
 #include "support/com.h"
+#include "support/dispatch_stub.h"
 #include "support/files.h"
 
 namespace {
@@ -155,6 +156,111 @@ TEST_F(Settings, ComeBackInTheTypeOfTheirKind) {
     EXPECT_EQ(type, V_VT(&found.get()));
     EXPECT_EQ(S_OK, VariantChangeType(asText.put(), found.operator->(), 0, VT_BSTR));
     EXPECT_EQ(shown, V_BSTR(&asText.get()));
+  }
+}
+
+// The rest of what registries hold: bytes, long texts with names of variables, and keys of which no
+// more may be done than to query them.
+TEST_F(Settings, KeepBytesAndLongTextsWhole) {
+  LONG mode = rwm_User;
+  SAFEARRAY* const bytes = SafeArrayCreateVector(VT_UI1, 0, 5);
+  memcpy(bytes->pvData, "a\0\xFFz", 5);
+  Variant owner, found;
+  *owner.put() = arrayValue(VT_UI1, bytes);
+  EXPECT_EQ(S_OK, write(owner.get(), valueOfType(VT_NULL), mode));
+  EXPECT_EQ(S_OK, get(found, longValue(9)));
+  ASSERT_EQ(VT_ARRAY | VT_UI1, V_VT(&found.get()));
+  EXPECT_EQ(5u, V_ARRAY(&found.get())->rgsabound[0].cElements);
+  EXPECT_EQ(0, memcmp("a\0\xFFz", V_ARRAY(&found.get())->pvData, 5));
+
+  const std::wstring rest(40'000, L'x');
+  SetEnvironmentVariableW(L"ZSupportTest", L"value");
+  for (const auto& [text, expanded] :
+       {std::pair(L"%ZSupportTest%%ZSupportTest%", L"valuevalue"),
+        std::pair(L"5 % of %zsupporttest%", L"5 % of value"),
+        std::pair(L"%NoSuch%ZSupportTest%", L"%NoSuchvalue"), std::pair(L"%%", L"%%")}) {
+    const std::wstring stored = rest + text;
+    RegSetKeyValueW(HKEY_CURRENT_USER, kSection, L"v", REG_EXPAND_SZ, stored.c_str(),
+                    static_cast<DWORD>(stored.size() + 1) * 2);
+    EXPECT_EQ(S_OK, get(found, longValue(9)));
+    ASSERT_EQ(VT_BSTR, V_VT(&found.get()));
+    EXPECT_TRUE(rest + expanded == V_BSTR(&found.get())) << text;
+  }
+}
+
+TEST_F(Settings, OfAKeyThatMayOnlyBeQueriedAreRead) {
+  put(HKEY_CURRENT_USER, kSection, 5);
+  HKEY key;
+  ASSERT_EQ(ERROR_SUCCESS,
+            RegOpenKeyExW(HKEY_CURRENT_USER, kSection, 0, WRITE_DAC | READ_CONTROL, &key));
+  const auto restrictTo = [&](ACCESS_MASK rights) {
+    SID everyone = {SID_REVISION, 1, SECURITY_WORLD_SID_AUTHORITY, {SECURITY_WORLD_RID}};
+    BYTE room[64];
+    const auto list = reinterpret_cast<ACL*>(room);
+    SECURITY_DESCRIPTOR descriptor;
+    InitializeAcl(list, sizeof room, ACL_REVISION);
+    AddAccessAllowedAce(list, ACL_REVISION, rights, &everyone);
+    InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
+    SetSecurityDescriptorDacl(&descriptor, TRUE, list, FALSE);
+    return RegSetKeySecurity(key, DACL_SECURITY_INFORMATION, &descriptor);
+  };
+  ASSERT_EQ(ERROR_SUCCESS, restrictTo(KEY_QUERY_VALUE | WRITE_DAC | READ_CONTROL));
+  Variant found;
+  EXPECT_EQ(S_OK, get(found, longValue(9)));
+  EXPECT_EQ(5, V_I4(&found.get()));
+  EXPECT_EQ(ERROR_SUCCESS, restrictTo(KEY_ALL_ACCESS));
+  RegCloseKey(key);
+}
+
+// What an object stands for is the value of its default member.
+TEST_F(Settings, OfAnObjectAreItsValueReadOnce) {
+  class Object final : public DispatchStub {
+   public:
+    explicit Object(VARIANT value) : value_(value) {}
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
+      *object = id == IID_IUnknown || id == IID_IDispatch ? this : nullptr;
+      return *object ? S_OK : E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* result,
+                                     EXCEPINFO*, UINT*) override {
+      ++reads;
+      return VariantCopy(result, &value_);
+    }
+    int reads = 0;
+
+   private:
+    VARIANT value_;
+  };
+  const Text text(L"seven");
+  for (const VARIANT& value : {longValue(7), textValue(text)}) {
+    Object object(value), preset(longValue(9));
+    LONG mode = rwm_User;
+    EXPECT_EQ(S_OK, write(objectValue(&object), objectValue(&preset), mode));
+    Variant found;
+    EXPECT_EQ(S_OK, get(found, longValue(9)));
+    EXPECT_EQ(V_VT(&value), V_VT(&found.get()));
+    EXPECT_EQ(1, object.reads);
+    EXPECT_EQ(1, preset.reads);
+    EXPECT_EQ(S_OK, write(objectValue(&object), objectValue(&object), mode)) << "the default";
+    EXPECT_EQ(S_OK, get(found, longValue(9)));
+    EXPECT_EQ(9, V_I4(&found.get()));
+  }
+}
+
+// One bad setting: what is not set up as it says still logs.
+TEST_F(Settings, OfTheLibraryThatCannotBeReadSilenceNothing) {
+  constexpr wchar_t kDebug[] = L"Software\\Zarnow Instruments Ltd.\\System\\ZSupport\\Debug";
+  wchar_t path[MAX_PATH];
+  ExpandEnvironmentStringsW(
+      L"%LOCALAPPDATA%\\Zarnow Instruments Ltd.\\System\\ZSupport\\ZSupport.log", path, MAX_PATH);
+  for (const wchar_t* const name : {L"Debug Level", L"Default Action"}) {
+    DeleteFileW(path);
+    RegSetKeyValueW(HKEY_CURRENT_USER, kDebug, name, REG_SZ, L"garbage", 16);
+    onFreshThread([] { EXPECT_EQ(runtimeError(381), newCollection()->RemoveByIndex(7)); });
+    RegDeleteTreeW(HKEY_CURRENT_USER, kDebug);
+    EXPECT_NE(std::string::npos, contentOf(path).find("\tSub RemoveByIndex\t381\t")) << name;
   }
 }
 

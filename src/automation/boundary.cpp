@@ -28,15 +28,13 @@ void setErrorObject(REFIID interfaceId, const Error& error) {
 }  // namespace
 
 HRESULT reportToCaller(REFIID interfaceId) noexcept {
+  const Error error = currentError();
   try {
-    const Error error = currentError();
     setErrorObject(interfaceId, error);
-    return toHresult(error.number);
   } catch (...) {
-    // Not even memory for the texts: the number alone.
-    SetErrorInfo(0, nullptr);
-    return toHresult(runtime::kOutOfMemory);
+    SetErrorInfo(0, nullptr);  // no memory for the texts: the number alone
   }
+  return toHresult(error.number);
 }
 
 void checkCall(HRESULT result) {

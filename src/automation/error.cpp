@@ -3,7 +3,6 @@
 #include <exception>
 #include <iterator>
 #include <new>
-#include <stdexcept>
 #include <string_view>
 #include <utility>
 
@@ -36,6 +35,24 @@ constexpr StandardText kStandardTexts[] = {
     {runtime::kDuplicateKey, L"This key is already associated with an element of this collection"},
 };
 
+template <class Step>
+void asFarAsMemoryGoes(Step&& step) noexcept {
+  try {
+    step();
+  } catch (const std::bad_alloc&) {
+  }
+}
+
+Error copyOf(const Error& error) noexcept {
+  Error copy;
+  copy.number = error.number;
+  copy.helpContext = error.helpContext;
+  asFarAsMemoryGoes([&] { copy.source = error.source; });
+  asFarAsMemoryGoes([&] { copy.description = error.description; });
+  asFarAsMemoryGoes([&] { copy.helpFile = error.helpFile; });
+  return copy;
+}
+
 std::wstring systemText(HRESULT result) {
   wchar_t buffer[512];
   DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
@@ -54,8 +71,15 @@ std::wstring standardDescription(LONG number) {
   return number < 0 ? systemText(number) : L"Application-defined or object-defined error";
 }
 
-Error makeError(LONG number, std::wstring source) {
-  return {number, std::move(source), standardDescription(number), {}, 0};
+Error makeError(LONG number, std::wstring_view source, std::wstring_view description) noexcept {
+  Error error;
+  error.number = number;
+  asFarAsMemoryGoes([&] { error.source = source; });
+  asFarAsMemoryGoes([&] {
+    error.description =
+        description.empty() ? standardDescription(number) : std::wstring(description);
+  });
+  return error;
 }
 
 LONG runtimeNumberOf(HRESULT failure) {
@@ -109,18 +133,18 @@ Error fileError() {
   }
 }
 
-Error currentError() {
+Error currentError() noexcept {
   try {
     throw;
   } catch (const Error& error) {
-    return error;
+    return copyOf(error);
   } catch (const std::bad_alloc&) {
     return makeError(runtime::kOutOfMemory);
-  } catch (const std::length_error&) {
-    return makeError(runtime::kOutOfMemory);
   } catch (const std::exception& unexpected) {
+    Error error = makeError(E_UNEXPECTED);
     const std::string_view what = unexpected.what();
-    return {E_UNEXPECTED, kRuntimeSource, std::wstring(what.begin(), what.end()), {}, 0};
+    asFarAsMemoryGoes([&] { error.description.assign(what.begin(), what.end()); });
+    return error;
   } catch (...) {
     return makeError(E_UNEXPECTED);
   }

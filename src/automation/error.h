@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <string>
+#include <string_view>
 
 namespace zsupport {
 
@@ -44,8 +45,10 @@ inline constexpr wchar_t kRuntimeSource[] = L"ZSupport";
 // The standard text of a run-time number or an HRESULT.
 std::wstring standardDescription(LONG number);
 
-// An error with the standard description of its number.
-Error makeError(LONG number, std::wstring source = kRuntimeSource);
+// An error with the given description, or the standard one of its number. Never fails: texts for
+// which there is no memory stay empty.
+Error makeError(LONG number, std::wstring_view source = kRuntimeSource,
+                std::wstring_view description = {}) noexcept;
 
 // The number under which a failure is told: the run-time's where it has one, else the HRESULT.
 LONG runtimeNumberOf(HRESULT failure);
@@ -61,8 +64,9 @@ void checkWin32(LSTATUS status);
 // The failure of a file operation, as the run-time names it, from the thread's last error.
 Error fileError();
 
-// The exception in flight as an Error, whatever it is. Call inside a handler only.
-Error currentError();
+// The exception in flight as an Error, whatever it is. Call inside a handler only. Never fails, as
+// makeError.
+Error currentError() noexcept;
 
 // Run-time numbers travel as 0x800A0000 | n; failures pass unchanged.
 HRESULT toHresult(LONG number);

@@ -28,8 +28,8 @@ class LiveObject {
   LiveObject& operator=(const LiveObject&) = delete;
 };
 
-// A text of the version resource, such as "ProductName"; empty when it has none.
-std::wstring versionText(const wchar_t* name);
+// A text of the version resource, such as "ProductName"; empty when it has none. Part of the image.
+const wchar_t* versionText(const wchar_t* name);
 
 // Major, minor, revision (the fourth number is the build's and not used).
 struct ModuleVersion {

@@ -10,13 +10,18 @@ class RegistryKey {
   RegistryKey() = default;
   RegistryKey(const RegistryKey&) = delete;
   RegistryKey& operator=(const RegistryKey&) = delete;
-  ~RegistryKey() {
-    if (key_) RegCloseKey(key_);
-  }
+  ~RegistryKey() { close(); }
   explicit operator bool() const { return key_ != nullptr; }
   HKEY get() const { return key_; }
-  // For out parameters; to be used once.
-  HKEY* put() { return &key_; }
+  // For out parameters.
+  HKEY* put() {
+    close();
+    return &key_;
+  }
+  void close() {
+    if (key_) RegCloseKey(key_);
+    key_ = nullptr;
+  }
 
  private:
   HKEY key_ = nullptr;

@@ -7,6 +7,7 @@
 #include <cwctype>
 #include <limits>
 
+#include "automation/decimal_text.h"
 #include "automation/error.h"
 #include "automation/variant.h"
 
@@ -99,7 +100,7 @@ Text toValueText(const VARIANT& value) {
   if (typeOf(plain) != VT_ERROR) return toText(plain);
   const SCODE code = V_ERROR(&plain);
   const LONG number = HRESULT_FACILITY(code) == FACILITY_CONTROL ? HRESULT_CODE(code) : code;
-  return Text(L"Error " + std::to_wstring(number));
+  return Text(L"Error " + decimalText(number));
 }
 
 double wholeSeconds(DATE date) {

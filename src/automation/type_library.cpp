@@ -2,28 +2,29 @@
 
 #include <oleauto.h>
 
+#include <atomic>
+
 #include "automation/error.h"
 #include "automation/module.h"
 
 namespace zsupport {
 
-ITypeLib* typeLibrary() {
-  // Kept for the life of the process: the module is never unloaded, and at process end the
-  // automation library may be gone before us.
-  static ITypeLib* const library = [] {
-    ITypeLib* loaded = nullptr;
-    checkPlatform(LoadTypeLibEx(modulePath().c_str(), REGKIND_NONE, &loaded));
-    return loaded;
-  }();
-  return library;
-}
+namespace {
 
-GUID typeLibraryId() {
-  TLIBATTR* attributes = nullptr;
-  checkPlatform(typeLibrary()->GetLibAttr(&attributes));
-  const GUID id = attributes->guid;
-  typeLibrary()->ReleaseTLibAttr(attributes);
-  return id;
+// Kept for the life of the process: once objects are handed out the module is never unloaded, and
+// at process end the automation library may be gone before us.
+constinit std::atomic<ITypeLib*> keptLibrary{nullptr};
+
+}  // namespace
+
+ITypeLib* typeLibrary() {
+  ITypeLib* library = keptLibrary;
+  if (library) return library;
+  checkPlatform(LoadTypeLibEx(modulePath().c_str(), REGKIND_NONE, &library));
+  ITypeLib* expected = nullptr;
+  if (keptLibrary.compare_exchange_strong(expected, library)) return library;
+  library->Release();  // another thread was faster
+  return expected;
 }
 
 ComPtr<ITypeInfo> typeInfoOf(REFGUID id) {

@@ -11,9 +11,6 @@ namespace zsupport {
 // The library itself; throws when it cannot be loaded.
 ITypeLib* typeLibrary();
 
-// The library's id.
-GUID typeLibraryId();
-
 // The description of one of its interfaces or classes.
 ComPtr<ITypeInfo> typeInfoOf(REFGUID id);
 

@@ -11,7 +11,7 @@
 namespace zsupport {
 
 // Failures of the registry are thrown; that something is absent is not a failure. What is set stays
-// set until it is set again.
+// set until it is set again. A key stays open while the object works on it.
 class RegistryObject {
  public:
   // The types in which a value can be written.
@@ -22,31 +22,36 @@ class RegistryObject {
   RegistryObject& operator=(const RegistryObject&) = delete;
 
   // Whether the current key exists in the current hive.
-  bool SectionExists() const;
-  void CreateKey() const;
-  void DeleteValue() const;
+  bool SectionExists();
+  // Makes it; no error when it exists.
+  void CreateKey();
+  void DeleteValue();
 
   // The current value: text, Long, or an array of bytes; the default when key or value is absent.
-  void Value(Variant& value) const;
-  // Writes a value in the value type: converted to text, or to a 32-bit number.
-  void PutValue(const VARIANT& value) const;
+  void Value(Variant& value);
+  // Writes a value in the value type: converted to text, or to a 32-bit number. Of the type kText,
+  // an array of bytes is written as it is. The key must exist.
+  void PutValue(const VARIANT& value);
 
   void ValueType(LONG type) { valueType_ = type; }
   HKEY Hive() const { return hive_; }
-  void Hive(HKEY hive) { hive_ = hive; }
-  void SectionKey(std::wstring path) { sectionKey_ = std::move(path); }
+  void Hive(HKEY hive);
+  void SectionKey(std::wstring path);
   void ValueKey(std::wstring name) { valueKey_ = std::move(name); }
   void Default(const VARIANT& value) { copyDereferenced(default_, value); }
 
  private:
-  // Leaves the key closed when it is absent.
-  void open(RegistryKey& key, REGSAM access) const;
+  // The current key, open for these rights; null when it is absent.
+  HKEY open(REGSAM access);
+  void write(DWORD type, const void* data, size_t size);
 
   HKEY hive_ = HKEY_CURRENT_USER;
   std::wstring sectionKey_;
   std::wstring valueKey_;
   LONG valueType_ = kText;
   Variant default_;
+  RegistryKey key_;
+  REGSAM access_ = 0;  // the rights of the open key
 };
 
 }  // namespace zsupport

@@ -2,8 +2,7 @@
 
 #include <windows.h>
 
-#include <cwchar>
-#include <iterator>
+#include <string_view>
 
 #include "automation/module.h"
 #include "companion/log_file.h"
@@ -20,8 +19,8 @@ class HostContext final : public ContextService {
   std::wstring ContextText(LONG&, LONG) override {
     wchar_t path[MAX_PATH];
     const DWORD length = GetModuleFileNameW(nullptr, path, MAX_PATH);
-    const std::wstring host(path, length);
-    return L"in " + host.substr(host.find_last_of(L'\\') + 1);
+    const std::wstring_view host(path, length);
+    return std::wstring(L"in ").append(host.substr(host.find_last_of(L'\\') + 1));
   }
 };
 
@@ -29,29 +28,61 @@ std::wstring timeText() {
   SYSTEMTIME now;
   wchar_t text[32];
   GetLocalTime(&now);
-  std::swprintf(text, std::size(text), L"%04u-%02u-%02u %02u:%02u:%02u.%03u", now.wYear, now.wMonth,
-                now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds);
+  wsprintfW(text, L"%04u-%02u-%02u %02u:%02u:%02u.%03u", now.wYear, now.wMonth, now.wDay, now.wHour,
+            now.wMinute, now.wSecond, now.wMilliseconds);
+  return text;
+}
+
+std::wstring formatted(const wchar_t* format, ULONG number) {
+  wchar_t text[16];
+  wsprintfW(text, format, number);
   return text;
 }
 
 // Run-time numbers in decimal, everything else as the HRESULT that it is.
 std::wstring numberText(LONG number) {
-  if (number >= 0 && number <= 0xFFFF) return std::to_wstring(number);
-  wchar_t text[16];
-  std::swprintf(text, std::size(text), L"0x%08lX", static_cast<ULONG>(number));
-  return text;
+  return formatted(number >= 0 && number <= 0xFFFF ? L"%u" : L"0x%08X", static_cast<ULONG>(number));
+}
+
+// What would part a record for one reader or another, or shows it in another order than it has:
+// controls, separators of lines and paragraphs, marks of writing direction; and halves of a
+// character, which UTF-8 cannot tell.
+bool isSeenAsIs(wchar_t c, wchar_t before, wchar_t after) {
+  if (IS_HIGH_SURROGATE(c)) return IS_LOW_SURROGATE(after);
+  if (IS_LOW_SURROGATE(c)) return IS_HIGH_SURROGATE(before);
+  const bool isControl = c < 0x20 || (c >= 0x7F && c < 0xA0);
+  const bool isMark = c == 0x61C || c == 0x200E || c == 0x200F || (c >= 0x2028 && c <= 0x202E) ||
+                      (c >= 0x2066 && c <= 0x2069) || c == 0xFEFF;
+  return !isControl && !isMark && c != L'\\';
+}
+
+// One field of a record, with escapes for all that could make it look like another. As the
+// backslash is escaped itself, the text can be read back.
+void appendField(std::wstring& record, std::wstring_view field) {
+  if (!record.empty()) record += L'\t';
+  for (size_t i = 0; i < field.size(); ++i) {
+    const wchar_t c = field[i];
+    const wchar_t before = i > 0 ? field[i - 1] : L'\0';
+    if (isSeenAsIs(c, before, i + 1 < field.size() ? field[i + 1] : L'\0')) {
+      record += c;
+    } else if (const size_t named = std::wstring_view(L"\\\r\n\t").find(c); named < 4) {
+      (record += L'\\') += L"\\rnt"[named];
+    } else {
+      record += formatted(L"\\u%04X", c);
+    }
+  }
 }
 
 }  // namespace
 
+TraceLog::TraceLog() : appTitle_(versionText(L"FileDescription")) {
+  const ModuleVersion version = moduleVersion();
+  appVersion_ = {version.major, version.minor, version.revision, 0};
+}
+
 LONG TraceLog::ReportError(const ErrorReport& report) {
   const std::wstring record = recordOf(report);
-  if (logFileEnabled_) {
-    appendToLog(logFile_.empty() ? defaultLogPath(versionText(L"CompanyName"),
-                                                  versionText(L"ProductName"), appTitle_)
-                                 : logFile_,
-                record);
-  }
+  if (logFileEnabled_) writeToFile(record);
   if (eventLogEnabled_) writeToEventLog(report, record);
   if (zTraceEnabled_) OutputDebugStringW((record + L"\n").c_str());
   return belowARILevel_ || report.bInformation ? defaultAction_ : ask(report);
@@ -59,30 +90,32 @@ LONG TraceLog::ReportError(const ErrorReport& report) {
 
 // Fields are parted by tabs; README.md lists them.
 std::wstring TraceLog::recordOf(const ErrorReport& report) const {
-  const std::wstring version = std::to_wstring(appVersion_.Major) + L"." +
-                               std::to_wstring(appVersion_.Minor) + L"." +
-                               std::to_wstring(appVersion_.Revision);
-  const std::wstring fields[] = {
-      timeText(),
-      appTitle_ + L" " + version,
-      std::to_wstring(GetCurrentProcessId()),
-      std::to_wstring(GetCurrentThreadId()),
-      report.ClassName,
-      report.ProcName,
-      numberText(report.error.number),
-      report.error.source,
-      report.error.description,
-      callStackEnabled_ ? report.ContextText : L"",
-  };
-  std::wstring record;
-  for (std::wstring field : fields) {
-    for (wchar_t& c : field) {
-      if (c == L'\t') c = L' ';
-    }
-    if (!record.empty()) record += L'\t';
-    record += field;
-  }
+  std::wstring record = timeText();
+  wchar_t version[48];
+  wsprintfW(version, L" %d.%d.%d", appVersion_.Major, appVersion_.Minor, appVersion_.Revision);
+  appendField(record, appTitle_ + version);
+  appendField(record, formatted(L"%u", GetCurrentProcessId()));
+  appendField(record, formatted(L"%u", GetCurrentThreadId()));
+  appendField(record, report.ClassName);
+  appendField(record, report.ProcName);
+  appendField(record, numberText(report.error.number));
+  appendField(record, report.error.source);
+  appendField(record, report.error.description);
+  appendField(record, callStackEnabled_ ? std::wstring_view(report.ContextText) : L"");
   return record;
+}
+
+// The folders are asked for once: a record costs no more than what it writes.
+void TraceLog::writeToFile(const std::wstring& record) {
+  if (defaultPath_.empty()) defaultPath_ = defaultLogPath(appTitle_);
+  if (logFile_.empty() || !appendToLog(pathOf(logFile_), record)) appendToLog(defaultPath_, record);
+}
+
+// A path without a root is one below the default path's folder: what is current in a program
+// changes.
+std::wstring TraceLog::pathOf(const std::wstring& path) const {
+  const bool hasRoot = path.find_first_of(L"\\/") == 0 || path.find(L':') == 1;
+  return hasRoot ? path : defaultPath_.substr(0, defaultPath_.find_last_of(L'\\') + 1) + path;
 }
 
 void TraceLog::writeToEventLog(const ErrorReport& report, const std::wstring& record) const {
@@ -110,11 +143,14 @@ LONG TraceLog::ask(const ErrorReport& report) const {
   }
 }
 
-ServiceFactory& serviceFactory() {
-  static ServiceFactory factory = {
-      []() -> std::unique_ptr<TraceService> { return std::make_unique<TraceLog>(); },
-      []() -> std::unique_ptr<ContextService> { return std::make_unique<HostContext>(); }};
-  return factory;
-}
+namespace {
+
+constinit ServiceFactory factory = {
+    []() -> std::unique_ptr<TraceService> { return std::make_unique<TraceLog>(); },
+    []() -> std::unique_ptr<ContextService> { return std::make_unique<HostContext>(); }};
+
+}  // namespace
+
+ServiceFactory& serviceFactory() { return factory; }
 
 }  // namespace zsupport

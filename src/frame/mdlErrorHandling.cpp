@@ -18,8 +18,10 @@ void ignoringErrors(Step&& step) noexcept {
   }
 }
 
+// A thread for whose state there is no memory cannot have been told whether to raise. Its errors
+// reach the caller: a loss that nobody hears of is worse than an error too many.
 bool raisesErrors() noexcept {
-  bool raises = false;
+  bool raises = true;
   ignoringErrors([&] { raises = threadState().RaiseErrors; });
   return raises;
 }
@@ -28,7 +30,7 @@ bool raisesErrors() noexcept {
 // source stays readable behind "!".
 std::wstring labelledSource(const std::wstring& source, const wchar_t* className,
                             const wchar_t* procName) {
-  const std::wstring product = versionText(L"ProductName");
+  const std::wstring product{versionText(L"ProductName")};
   std::wstring labelled = product + L"." + className + L"::" + procName;
   if (source.compare(0, product.size(), product) != 0) labelled += L"!" + source;
   return labelled;
@@ -41,10 +43,7 @@ LONG HandleError(const wchar_t* ClassName, const wchar_t* ProcName, bool bInform
   ErrorReport report;
   LONG action = kNoAnswer;
   const bool isError = !bInformation;
-  if (isError) {
-    report.error.number = runtime::kOutOfMemory;  // should there be no memory to tell the error
-    ignoringErrors([&] { report.error = currentError(); });
-  }
+  if (isError) report.error = currentError();
   ignoringErrors([] { EnsureTrace(); });
   ignoringErrors([&] { report.ContextText = contextService().ContextText(action, 1); });
   ignoringErrors([&] {
@@ -68,20 +67,17 @@ LONG HandleError(const wchar_t* ClassName, const wchar_t* ProcName, bool bInform
   return action;
 }
 
-void SetRaiseErrors(bool Flag) {
-  ThreadState& state = threadState();
-  state.RaiseErrors = Flag;
-  if (state.traceService) ignoringErrors([&] { state.traceService->RaiseErrors(Flag); });
+void SetRaiseErrors(bool Flag) noexcept {
+  ignoringErrors([&] {
+    ThreadState& state = threadState();
+    state.RaiseErrors = Flag;
+    if (state.traceService) state.traceService->RaiseErrors(Flag);
+  });
 }
 
-void raiseOwn(LONG number, const wchar_t* source) {
+void raiseOwn(LONG number, std::wstring_view source, std::wstring_view description) {
   SetRaiseErrors(true);
-  throw makeError(number, source);
-}
-
-void raiseOwn(LONG number, const wchar_t* source, std::wstring description) {
-  SetRaiseErrors(true);
-  throw Error{number, source, std::move(description), {}, 0};
+  throw makeError(number, source, description);
 }
 
 }  // namespace zsupport

@@ -3,7 +3,7 @@
 
 #include <windows.h>
 
-#include <string>
+#include <string_view>
 #include <utility>
 
 namespace zsupport {
@@ -23,13 +23,12 @@ LONG HandleError(const wchar_t* ClassName, const wchar_t* ProcName, bool bInform
 
 // Whether errors of this thread reach callers (from then on) or are only recorded. The library
 // sets True before it raises an error of its own and never sets False again: deliberate.
-void SetRaiseErrors(bool Flag);
+void SetRaiseErrors(bool Flag) noexcept;
 
 // Raises an error of a procedure's own: SetRaiseErrors(True), then the error with the standard
-// description of its number, or with the given one.
-// In this order: should there be no memory for the texts, that is raised.
-[[noreturn]] void raiseOwn(LONG number, const wchar_t* source);
-[[noreturn]] void raiseOwn(LONG number, const wchar_t* source, std::wstring description);
+// description of its number, or with the given one. Needs no memory to reach the caller.
+[[noreturn]] void raiseOwn(LONG number, std::wstring_view source,
+                           std::wstring_view description = {});
 
 // Runs the body of a procedure in its error frame. A failure that is recorded but not raised ends
 // the procedure with the empty value of its result type. Retry and continue cannot be carried out

@@ -15,7 +15,7 @@ void EnsureTrace() {
   TraceService& service = *state.traceService;
   const LONG level = DebugLevelValue();
   const LONG targets = DebugTargets();
-  // In this order: a failure leaves the rest as the service has it.
+  // In this order: a failure leaves the rest as the service has it, which is such that it logs.
   service.AppTitle(versionText(L"FileDescription"));
   service.AppVersion(AppVersionStamp());
   service.DefaultAction(readDebugLong(L"Default Action", kLeave));

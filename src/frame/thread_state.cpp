@@ -1,5 +1,6 @@
 #include "frame/thread_state.h"
 
+#include <cxxabi.h>
 #include <new>
 
 #include "automation/module.h"
@@ -14,7 +15,9 @@ DWORD slot = TLS_OUT_OF_INDEXES;
 
 // The library's own objects are no reason to stay loaded: they are taken out of the count while
 // they are kept here.
-ThreadState::ThreadState() : VBoost(createVBoost()) { holdModule(false); }
+ThreadState::ThreadState() : throwing(abi::__cxa_get_globals()), VBoost(createVBoost()) {
+  holdModule(false);
+}
 
 ThreadState::~ThreadState() {
   holdModule(true);
@@ -42,6 +45,12 @@ void discardThreadState() noexcept {
   if (slot == TLS_OUT_OF_INDEXES) return;
   delete static_cast<ThreadState*>(TlsGetValue(slot));
   TlsSetValue(slot, nullptr);
+}
+
+void closeThreadStates() noexcept {
+  discardThreadState();
+  TlsFree(slot);
+  slot = TLS_OUT_OF_INDEXES;
 }
 
 }  // namespace zsupport

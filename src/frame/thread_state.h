@@ -17,6 +17,9 @@ struct ThreadState {
   ThreadState();
   ~ThreadState();
 
+  // What the run-time keeps for a thread that throws, and would otherwise make at the first throw.
+  const void* const throwing;
+
   // mdlErrorHandling
   bool RaiseErrors = false;
 
@@ -38,9 +41,10 @@ struct ThreadState {
 // The calling thread's state, made on first use. Throws std::bad_alloc.
 ThreadState& threadState();
 
-// Process attach, thread detach, process detach. Not thread_local with a destructor: that pins
+// Process attach, thread detach, unloading. Not thread_local with a destructor: that pins
 // the module and can hang the thread that ends last.
 bool openThreadStates() noexcept;
 void discardThreadState() noexcept;
+void closeThreadStates() noexcept;
 
 }  // namespace zsupport

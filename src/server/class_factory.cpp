@@ -5,6 +5,7 @@
 #include "automation/com_object.h"
 #include "automation/com_ptr.h"
 #include "collection/zollection.h"
+#include "frame/thread_state.h"
 #include "support/gzsupport.h"
 
 namespace zsupport {
@@ -43,6 +44,7 @@ class ClassFactory final : public ComObject<IClassFactory> {
     if (outer) return CLASS_E_NOAGGREGATION;
     HRESULT answer = S_OK;
     const HRESULT created = atBoundary(IID_NULL, [&] {
+      threadState();  // what the thread needs when there is no more memory, too
       const auto instance = ComPtr<IUnknown>::attach(create_());
       answer = instance->QueryInterface(id, object);
     });

@@ -1,9 +1,10 @@
 // The entry points of the library.
 //
-// The module pins itself: each load and unload of a module with this compiler's run-time inside
-// costs the process one of its TLS indexes, and after about a thousand the process dies. So a host
-// may load and release the library as often as it likes, and DllCanUnloadNow tells the truth about
-// living objects, but the code stays.
+// The module pins itself when it first hands a class out: each load and unload of a module with
+// this compiler's run-time inside costs the process one of its TLS indexes, and after about a
+// thousand the process dies. So a host may load and release the library as often as it likes, and
+// DllCanUnloadNow tells the truth about living objects, but the code stays. An installer that only
+// registers the library in its own process can unload it, and delete the file.
 #include <windows.h>
 #include <olectl.h>
 
@@ -14,27 +15,31 @@
 #include "frame/thread_state.h"
 #include "server/class_factory.h"
 #include "server/registration.h"
-#include "server/unwinder.h"
 #include "support/gzsupport.h"
 
 using zsupport::RegistrationScope;
 
+namespace {
+
+void pinModule() {
+  HMODULE pinned;
+  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                     reinterpret_cast<LPCWSTR>(&pinModule), &pinned);
+}
+
+}  // namespace
+
 BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* processEnds) {
   switch (reason) {
-    case DLL_PROCESS_ATTACH: {
-      zsupport::registerUnwindTables();
-      HMODULE pinned;
-      GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                         reinterpret_cast<LPCWSTR>(&DllMain), &pinned);
+    case DLL_PROCESS_ATTACH:
       zsupport::setSupportFactory(zsupport::createSupportObject);
       return zsupport::openThreadStates();
-    }
     case DLL_THREAD_DETACH:
       zsupport::discardThreadState();
       return TRUE;
     case DLL_PROCESS_DETACH:
       // At process end other modules may be gone; the system takes everything back.
-      if (!processEnds) zsupport::discardThreadState();
+      if (!processEnds) zsupport::closeThreadStates();
       return TRUE;
     default:
       return TRUE;
@@ -42,7 +47,9 @@ BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* processEnds) {
 }
 
 STDAPI DllGetClassObject(REFCLSID classId, REFIID interfaceId, void** factory) {
-  return zsupport::getClassFactory(classId, interfaceId, factory);
+  const HRESULT result = zsupport::getClassFactory(classId, interfaceId, factory);
+  if (result == S_OK) pinModule();
+  return result;
 }
 
 STDAPI DllCanUnloadNow() { return zsupport::liveObjects() == 0 ? S_OK : S_FALSE; }

@@ -6,12 +6,14 @@
 #include <string>
 #include <vector>
 
+// Makes the ids that ZSupport.h declares from here on.
+#include <initguid.h>
+
 #include "ZSupport.h"
 #include "automation/boundary.h"
 #include "automation/error.h"
 #include "automation/module.h"
 #include "automation/registry_key.h"
-#include "automation/type_library.h"
 #include "server/registry_transaction.h"
 
 namespace zsupport {
@@ -58,7 +60,7 @@ std::wstring textOf(REFGUID id) {
   return buffer;
 }
 
-std::wstring libraryId() { return textOf(typeLibraryId()); }
+std::wstring libraryId() { return textOf(LIBID_ZSupport); }
 std::wstring inClasses(const std::wstring& key) { return kClasses + key; }
 std::wstring classKey(REFCLSID id) { return inClasses(L"CLSID\\" + textOf(id)); }
 std::wstring interfaceKey(REFIID id) { return inClasses(L"Interface\\" + textOf(id)); }

@@ -1,17 +1,21 @@
-#include "server/unwinder.h"
-
+// Unwind tables: how the linked-in run-time finds its way when something is thrown.
+//
+// Every module built with this compiler registers its tables at start-up. The compiler's own
+// start-up code looks for the shared run-time first, through all folders of the search path, and
+// when a host has it loaded, gives our tables to that one: our own, linked-in unwinder then stays
+// empty, and the first throw ends the process. So the linker leads that step here (--wrap), where
+// the tables go to our own unwinder whatever else is in the process.
 #include <windows.h>
 
 extern "C" {
 IMAGE_DOS_HEADER extern __ImageBase;
 // Of the linked-in run-time. The second argument is its bookkeeping for one module.
 void __register_frame_info(const void* tables, void* bookkeeping);
+void __wrap___gcc_register_frame();
 }
 
-namespace zsupport {
 namespace {
 
-constexpr char kSharedRuntime[] = "libgcc_s_dw2-1.dll";
 // The head of the first record of unwind tables.
 struct CommonInformation {
   DWORD length;
@@ -42,10 +46,7 @@ const void* unwindTables() {
 
 }  // namespace
 
-void registerUnwindTables() {
+void __wrap___gcc_register_frame() {
   static void* bookkeeping[16];
-  if (!GetModuleHandleA(kSharedRuntime)) return;
   if (const void* const tables = unwindTables()) __register_frame_info(tables, bookkeeping);
 }
-
-}  // namespace zsupport

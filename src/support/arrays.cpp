@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "ZSupport_records.h"
+#include "automation/decimal_text.h"
 #include "automation/error.h"
 #include "automation/runtime_rules.h"
 #include "automation/safe_array.h"
@@ -52,7 +53,7 @@ std::wstring joined(SAFEARRAY* numbers, std::wstring_view delimiter) {
   std::wstring text;
   for (size_t i = 0; i < source.size(); ++i) {
     if (i > 0) text += delimiter;
-    text += std::to_wstring(source[i]);
+    text += decimalText(source[i]);
   }
   return text;
 }

@@ -8,6 +8,7 @@
 
 #include "automation/ansi.h"
 #include "automation/error.h"
+#include "automation/system_library.h"
 #include "support/gzsupport.h"
 #include "support/procedure.h"
 
@@ -17,6 +18,9 @@ namespace {
 constexpr wchar_t kSeparator = L'\\';
 constexpr size_t kServerAndShare = 4;   // parts of \\server\share that are no folders
 constexpr size_t kTempNameLength = 14;  // what the platform needs for the name behind the folder
+
+constinit SystemLibrary shell(L"shell32.dll");
+constinit SystemLibrary shellPaths(L"shlwapi.dll");
 
 std::wstring untilZero(std::string_view ansi) { return fromAnsi(ansi.substr(0, ansi.find('\0'))); }
 
@@ -33,9 +37,10 @@ bool isPattern(std::wstring_view name) {
 
 std::wstring shellFolder(LONG folder, std::wstring_view subfolder) {
   char path[MAX_PATH] = {};
-  if (SHGetFolderPathA(nullptr, folder, nullptr, SHGFP_TYPE_CURRENT, path) != S_OK) return {};
-  if (!subfolder.empty() &&
-      (!hasAnsiForm(subfolder) || !PathAppendA(path, toAnsi(subfolder).c_str()))) {
+  const auto& getFolder = shell.get<decltype(SHGetFolderPathA)>("SHGetFolderPathA");
+  if (getFolder(nullptr, folder, nullptr, SHGFP_TYPE_CURRENT, path) != S_OK) return {};
+  const auto& append = shellPaths.get<decltype(PathAppendA)>("PathAppendA");
+  if (!subfolder.empty() && (!hasAnsiForm(subfolder) || !append(path, toAnsi(subfolder).c_str()))) {
     return {};
   }
   return untilZero({path, sizeof path});

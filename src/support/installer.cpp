@@ -6,6 +6,7 @@
 #include "automation/ansi.h"
 #include "automation/foreign_object.h"
 #include "automation/runtime_rules.h"
+#include "automation/system_library.h"
 #include "frame/mdlSupport.h"
 #include "support/gzsupport.h"
 #include "support/procedure.h"
@@ -17,22 +18,12 @@ constexpr wchar_t kOverrides[] = L"Software\\Zarnow Instruments Ltd.\\Components
 constexpr LONG kShowIds = 1;  // application bit of the debug level: the question names the ids
 constexpr size_t kCodeLength = 38;
 
-// The installer's library is large and few programs ask it, so it is loaded at the first question.
-// It is never freed: the installer's own threads may outlive the call.
-HMODULE installerLibrary() {
-  static const HMODULE library = [] {
-    wchar_t folder[MAX_PATH];
-    const UINT length = GetSystemDirectoryW(folder, MAX_PATH);
-    return LoadLibraryW((std::wstring(folder, length) + L"\\msi.dll").c_str());
-  }();
-  return library;
-}
+constinit SystemLibrary installerLibrary(L"msi.dll");
 
 // What it answers is not looked at; without a library, nothing happens.
 template <class... Arguments>
 void callInstaller(const char* name, Arguments... arguments) {
-  const auto function = reinterpret_cast<UINT(WINAPI*)(Arguments...)>(reinterpret_cast<void*>(
-      installerLibrary() ? GetProcAddress(installerLibrary(), name) : nullptr));
+  const auto function = installerLibrary.find<UINT WINAPI(Arguments...)>(name);
   if (function) function(arguments...);
 }
 

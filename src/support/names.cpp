@@ -7,6 +7,7 @@
 
 #include "automation/ansi.h"
 #include "automation/error.h"
+#include "automation/system_library.h"
 #include "support/gzsupport.h"
 #include "support/procedure.h"
 
@@ -16,12 +17,16 @@ namespace {
 constexpr wchar_t kGetUserName[] = L"Function GetUserName";  // of GetComputerName, too: deliberate
 constexpr size_t kDrivePrefix = 2;  // characters in which a colon may stand
 
+constinit SystemLibrary network(L"mpr.dll");
+constinit SystemLibrary shellPaths(L"shlwapi.dll");
+
 bool isAllowed(wchar_t character) {
   // Not a separator to every version of the platform.
   if (character == L'/') return true;
   const int code = ansiCode(character);
   if (code < 0 || code > 0xFF) throw makeError(runtime::kOverflow);
-  const UINT type = PathGetCharTypeA(static_cast<UCHAR>(code));
+  const auto& typeOf = shellPaths.get<decltype(PathGetCharTypeA)>("PathGetCharTypeA");
+  const UINT type = typeOf(static_cast<UCHAR>(code));
   return type & (GCT_LFNCHAR | GCT_SEPARATOR);
 }
 
@@ -56,7 +61,8 @@ std::wstring longPath(const std::string& shortPath) {
 std::wstring userName() {
   char buffer[256] = {};
   DWORD size = sizeof buffer;
-  if (WNetGetUserA(nullptr, buffer, &size) != NO_ERROR) return {};
+  const auto& getUser = network.get<decltype(WNetGetUserA)>("WNetGetUserA");
+  if (getUser(nullptr, buffer, &size) != NO_ERROR) return {};
   return fromAnsi(std::string_view(buffer, strnlen(buffer, sizeof buffer)));
 }
 

@@ -6,6 +6,8 @@
 // the user's policy key exists: deliberate.
 #include <windows.h>
 
+#include <algorithm>
+
 #include "companion/registry_object.h"
 #include "support/gzsupport.h"
 #include "support/procedure.h"
@@ -16,25 +18,34 @@ namespace {
 constexpr std::wstring_view kCompanyRoot = L"Software\\Zarnow Instruments Ltd.";
 constexpr std::wstring_view kPolicyRoot = L"Software\\Policies\\Zarnow Instruments Ltd.";
 
-bool isUnderCompanyRoot(const std::wstring& sectionKey) {
-  const Text start(std::wstring_view(sectionKey).substr(0, kCompanyRoot.size()));
-  return sameTextIgnoringCase(start.get(), Text(kCompanyRoot).get());
+// Without its case, a character is in these texts what it is to any language.
+bool isPlain(wchar_t c) { return c >= 0x20 && c < 0x7F; }
+wchar_t withoutCase(wchar_t c) { return c >= L'A' && c <= L'Z' ? c + (L'a' - L'A') : c; }
+
+// A comparison of texts. The platform's, which is slow, is asked only about characters that may be
+// equal to others.
+bool isUnderCompanyRoot(std::wstring_view sectionKey) {
+  const std::wstring_view start = sectionKey.substr(0, kCompanyRoot.size());
+  if (std::all_of(start.begin(), start.end(), isPlain)) {
+    return std::equal(start.begin(), start.end(), kCompanyRoot.begin(), kCompanyRoot.end(),
+                      [](wchar_t a, wchar_t b) { return withoutCase(a) == withoutCase(b); });
+  }
+  return sameTextIgnoringCase(Text(start).get(), Text(kCompanyRoot).get());
 }
 
 // The current value when key and value exist.
-bool readPresent(const RegistryObject& registry, Variant& value) {
+bool readPresent(RegistryObject& registry, Variant& value) {
   if (!registry.SectionExists()) return false;
   registry.Value(value);
   return typeOf(value.get()) != VT_NULL;
 }
 
-// Whether a value is present in the hive, which for the object is only a look aside; 0 means the
-// object's own hive.
-bool pHasValue(RegistryObject& registry, HKEY hive) {
+// Whether a value is present in the hive, and which; for the object it is only a look aside. 0
+// means the object's own hive.
+bool pHasValue(RegistryObject& registry, HKEY hive, Variant& value) {
   const HKEY saved = registry.Hive();
   const bool has = framed(supportProcedure(L"Function pHasValue"), [&] {
     if (hive) registry.Hive(hive);
-    Variant value;
     return readPresent(registry, value);
   });
   registry.Hive(saved);
@@ -66,9 +77,8 @@ void readSetting(RegistryObject& registry, const std::wstring& sectionKey, const
 
 LONG askForMode(const std::wstring& prompt) {
   const std::wstring question = L"Do you wish to set " + prompt + L" as a default for all users?";
-  const int answer =
-      MessageBoxW(GetActiveWindow(), question.c_str(), versionText(L"FileDescription").c_str(),
-                  MB_ICONQUESTION | MB_YESNO);
+  const int answer = MessageBoxW(GetActiveWindow(), question.c_str(),
+                                 versionText(L"FileDescription"), MB_ICONQUESTION | MB_YESNO);
   return answer == IDYES ? rwm_Machine : rwm_User;
 }
 
@@ -87,8 +97,8 @@ void chooseValueType(RegistryObject& registry, const VARIANT& value) {
   }
 }
 
-void store(const RegistryObject& registry, const VARIANT& value) {
-  if (!registry.SectionExists()) registry.CreateKey();
+void store(RegistryObject& registry, const VARIANT& value) {
+  registry.CreateKey();  // unless it is there
   registry.PutValue(value);
 }
 
@@ -96,7 +106,8 @@ void store(const RegistryObject& registry, const VARIANT& value) {
 bool areEqual(const VARIANT& a, const VARIANT& b) { return compareEqual(a, b).value_or(false); }
 
 void deleteIfPresent(RegistryObject& registry) {
-  if (pHasValue(registry, nullptr)) registry.DeleteValue();
+  Variant value;
+  if (pHasValue(registry, nullptr, value)) registry.DeleteValue();
 }
 
 // For all users; this user's own value goes, so that the machine's shows through.
@@ -113,8 +124,7 @@ void writeForMachine(RegistryObject& registry, const VARIANT& value, const VARIA
 // A user's value is stored only where it differs from what the user would get without it.
 void writeForUser(RegistryObject& registry, const VARIANT& value, const VARIANT& preset) {
   Variant machine;
-  const bool isSetForMachine = pHasValue(registry, HKEY_LOCAL_MACHINE);
-  if (isSetForMachine) registry.Value(machine);
+  const bool isSetForMachine = pHasValue(registry, HKEY_LOCAL_MACHINE, machine);
   const bool isRedundant = areEqual(value, isSetForMachine ? machine.get() : preset);
   registry.Hive(HKEY_CURRENT_USER);
   if (isRedundant) {
@@ -122,6 +132,15 @@ void writeForUser(RegistryObject& registry, const VARIANT& value, const VARIANT&
   } else {
     store(registry, value);
   }
+}
+
+// An object stands for the value of its default member, which is read this once.
+void resolve(Variant& value) {
+  Variant holder, copy;
+  const VARIANT* read = nullptr;
+  if (FAILED(readValue(value.get(), holder, read)) || read == &value.get()) return;
+  copyDereferenced(copy, *read);
+  std::swap(*value.operator->(), *copy.operator->());
 }
 
 void remember(std::wstring& section, std::wstring_view sectionKey) {
@@ -164,26 +183,29 @@ HRESULT GZSupportObject::WriteRegistryValue(BSTR* valueKey, VARIANT* value, VARI
   return atBoundary(__uuidof(_GZSupport), [&] {
     requirePointers(valueKey, value, preset, mode, sectionKey, prompt);
     framed(supportProcedure(L"Sub WriteRegistryValue"), [&] {
-      // All arguments are taken before the question: the caller's code runs while it stands.
-      Variant plainValue, plainPreset;
-      copyDereferenced(plainValue, *value);
+      // All arguments are taken first: the caller's code runs while objects tell their values, and
+      // while the question stands.
+      Variant plain, plainPreset;
+      copyDereferenced(plain, *value);
       copyDereferenced(plainPreset, *preset);
-      const VARIANT& plain = plainValue.get();
       const std::wstring name(viewOf(*valueKey));
       const std::wstring section(viewOf(*sectionKey));
+      const std::wstring subject(viewOf(*prompt));
+      resolve(plain);
+      resolve(plainPreset);
       LONG chosen = *mode;
-      if (chosen == rwm_Prompt) *mode = chosen = askForMode(std::wstring(viewOf(*prompt)));
+      if (chosen == rwm_Prompt) *mode = chosen = askForMode(subject);
       RegistryObject registry;
       remember(writeSection_, section);
-      chooseValueType(registry, plain);
+      chooseValueType(registry, plain.get());
       registry.Default(nullValue());
       registry.SectionKey(writeSection_);
       registry.ValueKey(name);
       registry.Hive(HKEY_LOCAL_MACHINE);
       if (chosen == rwm_User) {
-        writeForUser(registry, plain, plainPreset.get());
+        writeForUser(registry, plain.get(), plainPreset.get());
       } else {
-        writeForMachine(registry, plain, plainPreset.get());
+        writeForMachine(registry, plain.get(), plainPreset.get());
       }
     });
   });

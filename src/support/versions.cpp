@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "automation/ansi.h"
+#include "automation/decimal_text.h"
 #include "automation/error.h"
 #include "automation/runtime_rules.h"
 #include "support/gzsupport.h"
@@ -74,7 +75,7 @@ void takeCandidateMark(std::wstring& last, LONG& releaseType) {
   if (mark == std::wstring::npos) return;
   const LONG number = toWholeNumber(last.substr(mark + kCandidateMark.size()));
   releaseType = number | kReleaseCandidate;
-  removeAll(last, std::wstring(kCandidateMark) + std::to_wstring(number & kCandidateNumber));
+  removeAll(last, std::wstring(kCandidateMark) + decimalText(number & kCandidateNumber));
 }
 
 VersionStampRecord parse(std::wstring_view text) {
@@ -94,11 +95,11 @@ VersionStampRecord parse(std::wstring_view text) {
 
 std::wstring format(const VersionStampRecord& stamp, bool full, bool includeReleaseType,
                     bool hideRevision) {
-  std::wstring text = std::to_wstring(stamp.Major) + L"." + std::to_wstring(stamp.Minor);
-  if (!hideRevision) text += (full ? L".0." : L".") + std::to_wstring(stamp.Revision);
+  std::wstring text = decimalText(stamp.Major) + L"." + decimalText(stamp.Minor);
+  if (!hideRevision) text += (full ? L".0." : L".") + decimalText(stamp.Revision);
   if (!includeReleaseType) return text;
   if (stamp.ReleaseType & kReleaseCandidate) {
-    return text + L"RC" + std::to_wstring(stamp.ReleaseType & kCandidateNumber);
+    return text + L"RC" + decimalText(stamp.ReleaseType & kCandidateNumber);
   }
   if (stamp.ReleaseType & kAlpha) text += L'\u03B1';
   if (stamp.ReleaseType & kBeta) text += L'\u03B2';

@@ -1,0 +1,167 @@
+// The log file: where it is, what a record looks like, and how writers share it.
+#include <windows.h>
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <set>
+#include <tuple>
+#include <vector>
+
+#include "companion/log_file.h"
+#include "companion/trace_log.h"
+#include "support/files.h"
+
+using namespace zsupport;
+
+void writeLines(const std::wstring& path, const std::wstring& writer);
+
+namespace {
+
+constexpr int kWriters = 3, kLines = 300, kFill = 1500;  // together more than one file holds
+
+std::wstring temporaryLog() {
+  wchar_t folder[MAX_PATH];
+  GetTempPathW(MAX_PATH, folder);
+  return std::wstring(folder) + L"ZSupportTest\\" + std::to_wstring(GetCurrentProcessId()) +
+         L".log";
+}
+
+// A log of one test, with the files that belong to it.
+class Log : public testing::Test {
+ protected:
+  Log() { removeAll(); }
+  ~Log() override { removeAll(); }
+
+  void removeAll() const {
+    for (const std::wstring& file : {path, old, older, fallback, below}) DeleteFileW(file.c_str());
+  }
+  // Of a service that is set to write into the given file.
+  static LONG reportTo(const std::wstring& file, const std::wstring& description = L"it") {
+    TraceLog log;
+    log.AppTitle(kTitle);
+    log.CallStackEnabled(true);
+    log.DefaultAction(kRetry);
+    log.LogFile(file);
+    ErrorReport report = {
+        L"Zollection", L"Sub Add", makeError(7, L"caf\u00e9", description), 0, L"in host.exe",
+        false,         0};
+    return log.ReportError(report);
+  }
+  static HANDLE keptFrom(const std::wstring& file) {
+    return CreateFileW(file.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_ALWAYS, 0,
+                       nullptr);
+  }
+  static bool has(const std::wstring& file, const std::string& text) {
+    return contentOf(file).find(text) != std::string::npos;
+  }
+
+  static constexpr wchar_t kTitle[] = L"ZSupport test log";
+  const std::wstring path = temporaryLog(), old = path + L".old", older = path + L".older";
+  const std::wstring fallback = defaultLogPath(kTitle);
+  const std::wstring below = fallback.substr(0, fallback.find_last_of(L'\\')) + L"\\sub\\below.log";
+};
+
+TEST_F(Log, HasOneLinePerErrorThatCannotBeForged) {
+  const std::pair<std::wstring, std::string> cases[] = {
+      {L"two\r\nlines\tand a tab", "two\\r\\nlines\\tand a tab"},
+      {std::wstring(L"zero\0, bell\a, \x85, delete\x7f", 24),
+       "zero\\u0000, bell\\u0007, \\u0085, delete\\u007F"},
+      {L"C:\\new\\u0041", "C:\\\\new\\\\u0041"},
+      {L"\x2028\x2029 \x202a\x202e \x2066\x2069 \x200e\x200f \x61c",
+       "\\u2028\\u2029 \\u202A\\u202E \\u2066\\u2069 \\u200E\\u200F \\u061C"},
+      {L"\xd800 \xdc00\xd800", "\\uD800 \\uDC00\\uD800"},
+      {L"\xd83d\xde00 \x4e2d", "\xF0\x9F\x98\x80 \xE4\xB8\xAD"},
+  };
+  for (const auto& [description, shown] : cases) {
+    EXPECT_EQ(kLeave, reportTo(path, description)) << "never retries for ever";
+    const std::string line = contentOf(path);
+    EXPECT_TRUE(has(path, "\tZollection\tSub Add\t7\tcaf\xC3\xA9\t" + shown + "\tin host.exe\r\n"))
+        << line;
+    EXPECT_EQ(1, std::count(line.begin(), line.end(), '\n'));
+    DeleteFileW(path.c_str());
+  }
+}
+
+TEST_F(Log, GoesToItsPathOrToTheDefaultOne) {
+  const std::tuple<std::wstring, std::wstring> cases[] = {
+      {L"", fallback},
+      {L"Z:\\no\\such\\folder\\that\\can\\be\\made\\?\\x.log", fallback},
+      {std::wstring(300, L'x'), fallback},
+      {L"sub\\below.log", below},
+      {path, path},
+  };
+  for (const auto& [set, written] : cases) {
+    removeAll();
+    reportTo(set);
+    for (const std::wstring& file : {path, fallback, below}) {
+      EXPECT_EQ(file == written, has(file, "\tSub Add\t")) << set;
+    }
+  }
+}
+
+TEST_F(Log, IsBoundedAndLosesNothingWhenItsOlderPartsAreInUse) {
+  const std::wstring longText(200'000, L'x');
+  for (int i = 0; i < 12; ++i) reportTo(path, longText);
+  EXPECT_LE(contentOf(path).size(), kLogFileLimit);
+  EXPECT_LE(contentOf(old).size(), kLogFileLimit);
+  EXPECT_GT(contentOf(old).size(), kLogFileLimit / 2);
+
+  const HANDLE oldInUse = keptFrom(old);
+  for (int i = 0; i < 6; ++i) reportTo(path, longText);
+  EXPECT_LE(contentOf(path).size(), kLogFileLimit);
+  EXPECT_GT(contentOf(older).size(), kLogFileLimit / 2);
+  const HANDLE olderInUse = keptFrom(older);
+  for (int i = 0; i < 6; ++i) reportTo(path, longText);
+  EXPECT_GT(contentOf(path).size(), kLogFileLimit);
+  EXPECT_TRUE(has(path, "it grows on.\r\n"));
+  CloseHandle(oldInUse);
+  CloseHandle(olderInUse);
+  reportTo(path);
+  EXPECT_LE(contentOf(path).size(), 1000u) << "a new file at last";
+}
+
+TEST_F(Log, WaitsLongOnlyOnceForWhoeverHoldsIt) {
+  reportTo(path);
+  const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                  nullptr, OPEN_EXISTING, 0, nullptr);
+  ASSERT_TRUE(LockFile(file, 0x7FFFFFFF, 0, 1, 0));
+  const DWORD start = GetTickCount();
+  for (int i = 0; i < 3; ++i) reportTo(path);
+  EXPECT_LT(GetTickCount() - start, 3500u);
+  CloseHandle(file);
+  const std::string content = contentOf(path);
+  EXPECT_EQ(4, std::count(content.begin(), content.end(), '\n')) << "written all the same";
+}
+
+TEST_F(Log, TakesThreeProcessesAtOnceWithoutLosingALine) {
+  std::vector<HANDLE> processes;
+  for (int i = 0; i < kWriters; ++i) {
+    processes.push_back(startSelf(L"writer \"" + path + L"\" " + std::to_wstring(i)));
+  }
+  for (const HANDLE process : processes) {
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(process, 60'000));
+    CloseHandle(process);
+  }
+  const std::string before = contentOf(old), content = before + contentOf(path);
+  EXPECT_FALSE(before.empty()) << "renamed once, in the midst of it";
+  std::set<std::string> lines;
+  for (size_t start = 0, end; (end = content.find("\r\n", start)) != std::string::npos;
+       start = end + 2) {
+    EXPECT_EQ(kFill, std::count(content.begin() + static_cast<int>(start),
+                                content.begin() + static_cast<int>(end), '.') -
+                         1);
+    EXPECT_TRUE(lines.insert(content.substr(start + kFill, end - start - kFill)).second)
+        << "a line stands twice";
+  }
+  EXPECT_EQ(static_cast<size_t>(kWriters * kLines), lines.size());
+  EXPECT_TRUE(lines.contains("<2.299>"));
+}
+
+}  // namespace
+
+// What a writer process does: lines with its number.
+void writeLines(const std::wstring& path, const std::wstring& writer) {
+  for (int i = 0; i < kLines; ++i) {
+    appendToLog(path, std::wstring(kFill, L'.') + L"<" + writer + L"." + std::to_wstring(i) + L">");
+  }
+}
