@@ -28,6 +28,8 @@ void __throw_length_error(const char*) { throw bad_alloc(); }
 void __throw_bad_alloc() { throw bad_alloc(); }
 void __throw_bad_array_new_length() { throw bad_alloc(); }
 void __throw_logic_error(const char* rule) { throw BrokenRule(rule); }
+void __throw_invalid_argument(const char* rule) { throw BrokenRule(rule); }
+void __throw_out_of_range(const char* rule) { throw BrokenRule(rule); }
 void __throw_out_of_range_fmt(const char* rule, ...) { throw BrokenRule(rule); }
 
 }  // namespace std
