@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <deque>
+#include <functional>
 #include <gtest/gtest.h>
 #include <map>
 #include <random>
@@ -225,31 +226,88 @@ TEST(KeyIndex, FindsWhatAWalkOfTheChainsFinds) {
   }
 }
 
-TEST(KeyIndex, KeepsWhatItHasWhenMemoryEnds) {
-  // A limited heap gives no block of 512 KB, so the shortcut stops growing long before.
-  const auto heap = PrivateHeap::create(0, 8 << 20);
-  KeyIndex index;
-  ASSERT_TRUE(index.open(*heap.get()));
-  const auto key = [](size_t i) { return Text(L"key " + std::to_wstring(i)); };
-  std::deque<ItemRecord> records;
+// In the import table of this program, until it goes out of scope.
+template <class Function>
+class Replaced {
+ public:
+  Replaced(Function*& import, Function* with) : import_(import), real_(import) { put(with); }
+  Replaced(const Replaced&) = delete;
+  Replaced& operator=(const Replaced&) = delete;
+  ~Replaced() { put(real_); }
+
+ private:
+  void put(Function* function) {
+    DWORD protection;
+    VirtualProtect(&import_, sizeof import_, PAGE_READWRITE, &protection);
+    import_ = function;
+    VirtualProtect(&import_, sizeof import_, protection, &protection);
+  }
+
+  Function*& import_;
+  Function* const real_;
+};
+
+extern "C" {
+extern decltype(HeapAlloc)* heapAllocImport __asm__("__imp__HeapAlloc@12");
+extern decltype(LHashValOfNameSys)* hashImport __asm__("__imp__LHashValOfNameSys@12");
+}
+
+constexpr SIZE_T kLargestBlock = 8192;
+SIZE_T memoryLeft = 0;
+decltype(HeapAlloc)* realHeapAlloc = nullptr;
+
+LPVOID WINAPI scarceHeapAlloc(HANDLE heap, DWORD flags, SIZE_T bytes) {
+  if (bytes > kLargestBlock || bytes > memoryLeft) return nullptr;
+  memoryLeft -= bytes;
+  return realHeapAlloc(heap, flags, bytes);
+}
+
+ULONG WINAPI hashWithoutMemory(SYSKIND, LCID, const OLECHAR*) { return 0; }
+
+bool raisesOutOfMemory(const std::function<void()>& step) {
   try {
-    while (records.size() < 1'000'000) {
-      const Text next = key(records.size());
-      ASSERT_EQ(nullptr, index.pvGetItemByKey(next.get(), &records.emplace_back()));
-    }
+    step();
   } catch (const Error& error) {
-    EXPECT_EQ(runtime::kOutOfMemory, error.number);
-    records.pop_back();
+    return error.number == runtime::kOutOfMemory;
   }
-  ASSERT_LT(44'000u, records.size());
-  EXPECT_EQ(nullptr, index.pvGetItemByKey(key(records.size()).get(), nullptr));
-  for (size_t i = 0; i < records.size(); ++i) {
-    EXPECT_EQ(&records[i], index.pvGetItemByKey(key(i).get(), nullptr));
+  return false;
+}
+
+// The shortcut stops growing long before memory ends.
+TEST(KeyIndex, KeepsWhatItHasWhenMemoryEnds) {
+  const auto heap = PrivateHeap::create(0);
+  KeyIndex index;
+  std::deque<ItemRecord> records(3'000);
+  const auto key = [](size_t i) { return Text(L"key " + std::to_wstring(i)); };
+  memoryLeft = 110'000;
+  realHeapAlloc = heapAllocImport;
+  const Replaced scarce(heapAllocImport, scarceHeapAlloc);
+  ASSERT_TRUE(index.open(*heap.get()));
+  size_t count = 0;
+  const auto enter = [&] { index.pvGetItemByKey(key(count).get(), &records[count]); };
+  while (count < records.size() && !raisesOutOfMemory(enter)) ++count;
+  ASSERT_TRUE(count > 1'000 && count < records.size()) << count;
+  EXPECT_EQ(nullptr, index.pvGetItemByKey(key(count).get(), nullptr));
+  memoryLeft = 0;
+  for (size_t i = 0; i < count; i += 3) EXPECT_EQ(&records[i], index.take(key(i).get()));
+  for (size_t i = 0; i < count; ++i) {
+    EXPECT_EQ(i % 3 ? &records[i] : nullptr, index.pvGetItemByKey(key(i).get(), nullptr));
   }
-  for (size_t i = 0; i < records.size(); i += 500) EXPECT_EQ(&records[i], index.take(key(i).get()));
-  for (size_t i = 0; i < records.size(); ++i) {
-    EXPECT_EQ(i % 500 ? &records[i] : nullptr, index.pvGetItemByKey(key(i).get(), nullptr));
+}
+
+TEST(KeyIndex, EntersNoKeyWithoutItsChain) {
+  const auto heap = PrivateHeap::create(0);
+  KeyIndex index;
+  ItemRecord record = {};
+  const Text key(L"caf\u00E9");
+  ASSERT_TRUE(index.open(*heap.get()));
+  {
+    const Replaced noMemory(hashImport, hashWithoutMemory);
+    EXPECT_TRUE(raisesOutOfMemory([&] { index.pvGetItemByKey(key.get(), &record); }));
   }
+  EXPECT_EQ(nullptr, index.pvGetItemByKey(key.get(), &record));
+  const Replaced noMemory(hashImport, hashWithoutMemory);
+  EXPECT_EQ(&record, index.take(key.get()));
 }
 
 }  // namespace
