@@ -6,16 +6,16 @@
 #include <algorithm>
 #include <cstring>
 #include <deque>
+#include <functional>
 #include <gtest/gtest.h>
-#include <map>
 #include <random>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "ZSupport.h"
 #include "automation/error.h"
 #include "automation/text.h"
+#include "support/plain_chains.h"
 
 using namespace zsupport;
 
@@ -82,65 +82,6 @@ TEST(KeyIndex, HashesNarrowTextsAsWideOnes) {
               LHashValOfNameSysA(SYS_WIN16, 0, narrow.c_str()));
   }
 }
-
-// The chains as they are described, and nothing in front of them.
-class PlainChains {
- public:
-  explicit PlainChains(LONG mode) : mode_(mode) {}
-
-  ItemRecord* find(const std::string& key) {
-    const auto at = search(key);
-    return at.first->second.size() == at.second ? nullptr : at.first->second[at.second].record;
-  }
-  void enter(const std::string& key, ItemRecord* record) {
-    search(key).first->second.push_back({normalised(key), record});
-  }
-  void remove(const ItemRecord* record) {
-    for (auto& [hash, chain] : chains_) {
-      std::erase_if(chain, [record](const Entry& entry) { return entry.record == record; });
-    }
-  }
-
- private:
-  struct Entry {
-    Text key;
-    ItemRecord* record;
-  };
-
-  // An odd byte is the lower half of a last character to the hash.
-  Text normalised(const std::string& bytes) const {
-    auto key = bytes;
-    if (mode_ == CompareText) key.resize(key.size() / 2 * 2);
-    Text text;
-    *text.inout() = SysAllocStringByteLen(nullptr, static_cast<UINT>(key.size() + 4));
-    std::memset(text.get(), 0, key.size() + 4);
-    std::memcpy(text.get(), key.data(), key.size());
-    reinterpret_cast<UINT*>(text.get())[-1] = static_cast<UINT>(key.size());
-    if (const int size = static_cast<int>(key.size() / 2); mode_ == CompareText && size > 0) {
-      const std::wstring source(text.get(), static_cast<size_t>(size));
-      LCMapStringW(LOCALE_USER_DEFAULT, LCMAP_LOWERCASE, source.c_str(), size, text.get(), size);
-    }
-    return text;
-  }
-  std::pair<std::map<LONG, std::vector<Entry>>::iterator, size_t> search(const std::string& key) {
-    const Text sought = normalised(key);
-    const auto hash = static_cast<LONG>(LHashValOfNameSys(SYS_WIN16, 0, sought.get()));
-    const auto at = chains_.try_emplace(hash % KeyIndex::kBuckets).first;
-    size_t place = 0;
-    for (; place < at->second.size(); ++place) {
-      const Text& stored = at->second[place].key;
-      if (SysStringLen(stored.get()) == SysStringLen(sought.get()) &&
-          VarBstrCmp(sought.get(), stored.get(), LOCALE_USER_DEFAULT,
-                     mode_ == CompareText ? NORM_IGNORECASE : 0) == VARCMP_EQ) {
-        break;
-      }
-    }
-    return {at, place};
-  }
-
-  LONG mode_;
-  std::map<LONG, std::vector<Entry>> chains_;
-};
 
 // Short keys of few characters, so that they meet.
 class Keys {
@@ -225,31 +166,88 @@ TEST(KeyIndex, FindsWhatAWalkOfTheChainsFinds) {
   }
 }
 
-TEST(KeyIndex, KeepsWhatItHasWhenMemoryEnds) {
-  // A limited heap gives no block of 512 KB, so the shortcut stops growing long before.
-  const auto heap = PrivateHeap::create(0, 8 << 20);
-  KeyIndex index;
-  ASSERT_TRUE(index.open(*heap.get()));
-  const auto key = [](size_t i) { return Text(L"key " + std::to_wstring(i)); };
-  std::deque<ItemRecord> records;
+// In the import table of this program, until it goes out of scope.
+template <class Function>
+class Replaced {
+ public:
+  Replaced(Function*& import, Function* with) : import_(import), real_(import) { put(with); }
+  Replaced(const Replaced&) = delete;
+  Replaced& operator=(const Replaced&) = delete;
+  ~Replaced() { put(real_); }
+
+ private:
+  void put(Function* function) {
+    DWORD protection;
+    VirtualProtect(&import_, sizeof import_, PAGE_READWRITE, &protection);
+    import_ = function;
+    VirtualProtect(&import_, sizeof import_, protection, &protection);
+  }
+
+  Function*& import_;
+  Function* const real_;
+};
+
+extern "C" {
+extern decltype(HeapAlloc)* heapAllocImport __asm__("__imp__HeapAlloc@12");
+extern decltype(LHashValOfNameSys)* hashImport __asm__("__imp__LHashValOfNameSys@12");
+}
+
+constexpr SIZE_T kLargestBlock = 8192;
+SIZE_T memoryLeft = 0;
+decltype(HeapAlloc)* realHeapAlloc = nullptr;
+
+LPVOID WINAPI scarceHeapAlloc(HANDLE heap, DWORD flags, SIZE_T bytes) {
+  if (bytes > kLargestBlock || bytes > memoryLeft) return nullptr;
+  memoryLeft -= bytes;
+  return realHeapAlloc(heap, flags, bytes);
+}
+
+ULONG WINAPI hashWithoutMemory(SYSKIND, LCID, const OLECHAR*) { return 0; }
+
+bool raisesOutOfMemory(const std::function<void()>& step) {
   try {
-    while (records.size() < 1'000'000) {
-      const Text next = key(records.size());
-      ASSERT_EQ(nullptr, index.pvGetItemByKey(next.get(), &records.emplace_back()));
-    }
+    step();
   } catch (const Error& error) {
-    EXPECT_EQ(runtime::kOutOfMemory, error.number);
-    records.pop_back();
+    return error.number == runtime::kOutOfMemory;
   }
-  ASSERT_LT(44'000u, records.size());
-  EXPECT_EQ(nullptr, index.pvGetItemByKey(key(records.size()).get(), nullptr));
-  for (size_t i = 0; i < records.size(); ++i) {
-    EXPECT_EQ(&records[i], index.pvGetItemByKey(key(i).get(), nullptr));
+  return false;
+}
+
+// The shortcut stops growing long before memory ends.
+TEST(KeyIndex, KeepsWhatItHasWhenMemoryEnds) {
+  const auto heap = PrivateHeap::create(0);
+  KeyIndex index;
+  std::deque<ItemRecord> records(3'000);
+  const auto key = [](size_t i) { return Text(L"key " + std::to_wstring(i)); };
+  memoryLeft = 110'000;
+  realHeapAlloc = heapAllocImport;
+  const Replaced scarce(heapAllocImport, scarceHeapAlloc);
+  ASSERT_TRUE(index.open(*heap.get()));
+  size_t count = 0;
+  const auto enter = [&] { index.pvGetItemByKey(key(count).get(), &records[count]); };
+  while (count < records.size() && !raisesOutOfMemory(enter)) ++count;
+  ASSERT_TRUE(count > 1'000 && count < records.size()) << count;
+  EXPECT_EQ(nullptr, index.pvGetItemByKey(key(count).get(), nullptr));
+  memoryLeft = 0;
+  for (size_t i = 0; i < count; i += 3) EXPECT_EQ(&records[i], index.take(key(i).get()));
+  for (size_t i = 0; i < count; ++i) {
+    EXPECT_EQ(i % 3 ? &records[i] : nullptr, index.pvGetItemByKey(key(i).get(), nullptr));
   }
-  for (size_t i = 0; i < records.size(); i += 500) EXPECT_EQ(&records[i], index.take(key(i).get()));
-  for (size_t i = 0; i < records.size(); ++i) {
-    EXPECT_EQ(i % 500 ? &records[i] : nullptr, index.pvGetItemByKey(key(i).get(), nullptr));
+}
+
+TEST(KeyIndex, EntersNoKeyWithoutItsChain) {
+  const auto heap = PrivateHeap::create(0);
+  KeyIndex index;
+  ItemRecord record = {};
+  const Text key(L"caf\u00E9");
+  ASSERT_TRUE(index.open(*heap.get()));
+  {
+    const Replaced noMemory(hashImport, hashWithoutMemory);
+    EXPECT_TRUE(raisesOutOfMemory([&] { index.pvGetItemByKey(key.get(), &record); }));
   }
+  EXPECT_EQ(nullptr, index.pvGetItemByKey(key.get(), &record));
+  const Replaced noMemory(hashImport, hashWithoutMemory);
+  EXPECT_EQ(&record, index.take(key.get()));
 }
 
 }  // namespace

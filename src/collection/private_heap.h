@@ -12,9 +12,9 @@ namespace zsupport {
 
 class PrivateHeap {
  public:
-  // Growable, without limit if the most is 0; empty when the platform has no memory for it.
-  static ComPtr<PrivateHeap> create(SIZE_T initialBytes, SIZE_T most = 0) {
-    const HANDLE heap = HeapCreate(0, initialBytes, most);
+  // Growable without limit; empty when the platform has no memory for it.
+  static ComPtr<PrivateHeap> create(SIZE_T initialBytes) {
+    const HANDLE heap = HeapCreate(0, initialBytes, 0);
     if (!heap) return {};
     auto* const created = new (std::nothrow) PrivateHeap(heap);
     if (!created) HeapDestroy(heap);
