@@ -142,6 +142,7 @@ bool KeyIndex::equal(const Search& search, OLECHAR* stored) const {
 }
 
 KeyNode* KeyIndex::find(Search& search) const {
+  if (!heap_) return nullptr;  // closed, and so empty
   if (KeyNode* const node = shortcut_.find(search.key, search.hash)) return node;
   search.isProvable = isProvable(search.key.get(), search.key.bytes());
   if (others_ == 0 && search.isProvable && shortcut_.isComplete()) return nullptr;

@@ -16,16 +16,16 @@ class PrivateHeap {
   static ComPtr<PrivateHeap> create(SIZE_T initialBytes) {
     const HANDLE heap = HeapCreate(0, initialBytes, 0);
     if (!heap) return {};
-    auto* const created = new (std::nothrow) PrivateHeap(heap);
-    if (!created) HeapDestroy(heap);
-    return ComPtr<PrivateHeap>::attach(created);
+    void* const place = HeapAlloc(heap, 0, sizeof(PrivateHeap));
+    if (!place) HeapDestroy(heap);
+    return ComPtr<PrivateHeap>::attach(place ? new (place) PrivateHeap(heap) : nullptr);
   }
   PrivateHeap(const PrivateHeap&) = delete;
   PrivateHeap& operator=(const PrivateHeap&) = delete;
 
   void AddRef() { ++holders_; }
   void Release() {
-    if (--holders_ == 0) delete this;
+    if (--holders_ == 0) HeapDestroy(heap_);  // this object is in it, too
   }
 
   // Zeroed; null when there is no memory.
@@ -39,7 +39,6 @@ class PrivateHeap {
 
  private:
   explicit PrivateHeap(HANDLE heap) : heap_(heap) {}
-  ~PrivateHeap() { HeapDestroy(heap_); }
 
   const HANDLE heap_;
   LONG holders_ = 1;
