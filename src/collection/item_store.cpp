@@ -11,6 +11,7 @@ namespace zsupport {
 namespace {
 
 constexpr LONG kAddress = sizeof(ItemRecord*);
+constexpr LONGLONG kOrderStep = 1ll << 32;
 
 // Moves the addresses from one place in the array to another.
 void moveAddresses(ItemRecord** to, ItemRecord* const* from, LONG count) {
@@ -58,8 +59,11 @@ void ItemStore::close() {
   ++changes_;
   count_ = 0;
   items_.close();
+  seen_.close();
   move_ = {};
   unlisted_ = nullptr;
+  doubles_ = 0;
+  isOrdered_ = true;
   capacity_ = allocated_ = 0;
   heap_.reset();
 }
@@ -73,8 +77,23 @@ void ItemStore::increment(LONG step) {
 LONG ItemStore::positionOf(const ItemRecord* record) const {
   ItemRecord* const* const begin = items_.slots();
   ItemRecord* const* const end = begin + count_;
-  const auto found = std::find(begin, end, record);
-  return found == end ? 0 : static_cast<LONG>(found - begin) + 1;
+  const auto isBefore = [](const ItemRecord* listed, LONGLONG order) {
+    return stateOf(listed).order < order;
+  };
+  const auto found = isOrdered_ ? std::lower_bound(begin, end, stateOf(record).order, isBefore)
+                                : std::find(begin, end, record);
+  return found != end && *found == record ? static_cast<LONG>(found - begin) + 1 : 0;
+}
+
+LONG ItemStore::positionOfAddress(const ItemRecord* address) {
+  const LONG guess = seen_.find(address);
+  const bool isWhole = move_.kind == Move::kNone && isOrdered_;
+  if (isWhole && guess != 0 && guess <= count_ && items_[guess] == address) return guess;
+  ItemRecord* const* const begin = items_.slots();
+  const bool isRecord = guess != 0 || std::find(begin, begin + count_, address) != begin + count_;
+  const LONG position = isRecord ? positionOf(address) : 0;
+  if (position != 0) seen_.remember(address, position, count_, *heap_.get());
+  return position;
 }
 
 bool ItemStore::isUnlisted(const ItemRecord* record) const {
@@ -120,6 +139,7 @@ void ItemStore::freeRecord(ItemRecord* record) {
   settle();
   while (isListed(record)) unlist(positionOf(record));
   unchain(record);
+  seen_.forget(record);
   heap_->free(blockOf(record));
 }
 
@@ -138,11 +158,20 @@ void ItemStore::unchain(ItemRecord* record) {
 }
 
 void ItemStore::addListing(ItemRecord* record) {
-  if (stateOf(record).listings++ == 0) unchain(record);
+  if (stateOf(record).listings++ == 0) {
+    unchain(record);
+  } else {
+    ++doubles_;
+    isOrdered_ = false;
+  }
 }
 
 void ItemStore::dropListing(ItemRecord* record) {
-  if (--stateOf(record).listings == 0) chain(record);
+  if (--stateOf(record).listings == 0) {
+    chain(record);
+  } else {
+    --doubles_;
+  }
 }
 
 void ItemStore::openGap(LONG p) {
@@ -164,8 +193,33 @@ bool ItemStore::fillGap(LONG p, ItemRecord* record) {
   items_.slots()[move_.p] = record;
   addListing(record);
   items_.resize(++count_);
+  putInOrder(move_.p);
   move_ = {};
   return true;
+}
+
+// Gives what is new at a zero-based place an order between that of its neighbours; where there is
+// no number left between them, all get new ones.
+void ItemStore::putInOrder(LONG p) {
+  ItemRecord* const* const slots = items_.slots();
+  const auto orderAt = [slots](LONG place) -> LONGLONG& { return stateOf(slots[place]).order; };
+  const bool isLast = p == count_ - 1;
+  if (p == 0 || isLast) {
+    orderAt(p) = count_ == 1 ? 0 : isLast ? orderAt(p - 1) + kOrderStep : orderAt(1) - kOrderStep;
+    return;
+  }
+  const LONGLONG before = orderAt(p - 1), behind = orderAt(p + 1);
+  orderAt(p) = before + (behind - before) / 2;
+  if (orderAt(p) == before) orderAll();
+}
+
+// A record that is listed twice has one number only: until there is none, there is no order.
+void ItemStore::orderAll() {
+  isOrdered_ = doubles_ == 0;
+  LONGLONG order = 0;
+  for (LONG place = 0; place < count_; ++place) {
+    stateOf(items_.slots()[place]).order = order += kOrderStep;
+  }
 }
 
 void ItemStore::leaveGap() {
@@ -198,6 +252,7 @@ void ItemStore::settle() {
     moveAddresses(slots + move.p, slots + move.p + 1, count_ - move.p - 1);
     slots[count_ - 1] = move.pushed;
   }
+  if (!isOrdered_ && doubles_ == 0) orderAll();
 }
 
 LONG ItemStore::settle(LONG position) {

@@ -18,6 +18,7 @@
 
 #include "collection/address_array.h"
 #include "collection/private_heap.h"
+#include "collection/seen_records.h"
 #include "events/item_record.h"
 
 namespace zsupport {
@@ -64,9 +65,11 @@ class ItemStore {
 
   // Error 9 outside 1 to Count.
   ItemRecord* at(LONG position) const { return items_[position]; }
-  // The first position that lists the record; 0 when none does. By address alone: whether there is
-  // a record behind the address is what the callers want to know.
+  // The first position at which the record shows; 0 when none does.
   LONG positionOf(const ItemRecord* record) const;
+  // The same for an address that may be anybody's: it is not looked into before the array is found
+  // to list it.
+  LONG positionOfAddress(const ItemRecord* address);
   // Whether the address is that of a record which is alive without showing at any position.
   bool isUnlisted(const ItemRecord* record) const;
 
@@ -119,6 +122,7 @@ class ItemStore {
     ItemRecord* next;
     LONG listings;
     bool isHeld;
+    LONGLONG order;  // grows along the array, so that a record's position is found by halving
   };
   struct RecordBlock {
     RecordState state;
@@ -134,6 +138,8 @@ class ItemStore {
   static RecordState& stateOf(const ItemRecord* record) { return blockOf(record)->state; }
   // Settles, and tells where the record is now that showed at a position; 0 when it has gone.
   LONG settle(LONG position);
+  void putInOrder(LONG p);
+  void orderAll();
   void addListing(ItemRecord* record);
   void dropListing(ItemRecord* record);
   void chain(ItemRecord* record);
@@ -146,8 +152,11 @@ class ItemStore {
   LONG count_ = 0;
   ComPtr<PrivateHeap> heap_;
 
+  SeenRecords seen_;
   Move move_{};
   ItemRecord* unlisted_ = nullptr;
+  LONG doubles_ = 0;  // listings beyond a record's first
+  bool isOrdered_ = true;
   ULONG changes_ = 0;
 };
 

@@ -109,7 +109,7 @@ class ZollectionObject final : public CoClass<ZollectionObject, Zollection, _Zol
   void closeAll() noexcept;
 
   // Events (zollection_events.cpp)
-  LONG pvIndexFromPtr(const ItemRecord* record) const;
+  LONG pvIndexFromPtr(const ItemRecord* record);
   void raiseEvent(const ItemRecord* record, DISPID dispid, DISPPARAMS* fired, Firing& firing);
   static bool mayReach(const EventRoute& route, IDispatch* client);
   void raiseConnectionFailed(IDispatch* source, Text& sourceIID, LONG reason) noexcept;

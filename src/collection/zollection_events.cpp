@@ -137,9 +137,9 @@ void ZollectionObject::raiseConnectionFailed(IDispatch* source, Text& sourceIID,
   events_.fire(kConnectionFailed, lastFirst, admitsAll, nullptr);
 }
 
-LONG ZollectionObject::pvIndexFromPtr(const ItemRecord* record) const {
+LONG ZollectionObject::pvIndexFromPtr(const ItemRecord* record) {
   return framed(procedure(L"Function pvIndexFromPtr"), [&]() -> LONG {
-    const LONG position = store_.positionOf(record);
+    const LONG position = store_.positionOfAddress(record);
     return position == 0 ? -1 : position;
   });
 }
