@@ -21,6 +21,14 @@ using namespace zsupport;
 
 namespace {
 
+// A record with its node.
+struct Item : ItemRecord {
+  Item() : ItemRecord{} {}
+  Item(const Item&) = delete;
+  Item& operator=(const Item&) = delete;
+  KeyNode node = {nullptr, this, nullptr};
+};
+
 std::vector<std::wstring> textsOf(ULONG flags, UINT length, const std::wstring& prefix = L"") {
   if (length == 0) return {prefix};
   std::vector<std::wstring> texts;
@@ -123,18 +131,18 @@ void fuzz(LONG mode, bool provable, std::mt19937 random) {
   ASSERT_TRUE(index.open(*heap.get()));
   PlainChains oracle(mode);
   Keys anyKey(random, false), provableKey(random, true);
-  std::deque<ItemRecord> records;
+  std::deque<Item> records;
   std::vector<ItemRecord*> keyed;
   for (int step = 0; step < 8'000; ++step) {
     const auto action = random() % 4;
     const std::string bytes = provable && action < 2 ? provableKey() : anyKey();
     const Text key = textOf(bytes);
     ItemRecord* const expected = oracle.find(bytes);
-    ASSERT_EQ(expected, index.pvGetItemByKey(key.get(), nullptr)) << "step " << step;
+    ASSERT_EQ(expected, index.pvGetItemByKey(key.get())) << "step " << step;
     switch (action) {
       case 0:
       case 1:
-        ASSERT_EQ(expected, index.pvGetItemByKey(key.get(), &records.emplace_back()));
+        ASSERT_EQ(expected, index.pvGetItemByKey(key.get(), &records.emplace_back().node));
         if (expected) break;
         oracle.enter(bytes, &records.back());
         keyed.push_back(&records.back());
@@ -217,37 +225,37 @@ bool raisesOutOfMemory(const std::function<void()>& step) {
 TEST(KeyIndex, KeepsWhatItHasWhenMemoryEnds) {
   const auto heap = PrivateHeap::create(0);
   KeyIndex index;
-  std::deque<ItemRecord> records(3'000);
+  std::deque<Item> records(3'000);
   const auto key = [](size_t i) { return Text(L"key " + std::to_wstring(i)); };
-  memoryLeft = 110'000;
+  memoryLeft = 90'000;
   realHeapAlloc = heapAllocImport;
   const Replaced scarce(heapAllocImport, scarceHeapAlloc);
   ASSERT_TRUE(index.open(*heap.get()));
   size_t count = 0;
-  const auto enter = [&] { index.pvGetItemByKey(key(count).get(), &records[count]); };
+  const auto enter = [&] { index.pvGetItemByKey(key(count).get(), &records[count].node); };
   while (count < records.size() && !raisesOutOfMemory(enter)) ++count;
   ASSERT_TRUE(count > 1'000 && count < records.size()) << count;
-  EXPECT_EQ(nullptr, index.pvGetItemByKey(key(count).get(), nullptr));
+  EXPECT_EQ(nullptr, index.pvGetItemByKey(key(count).get()));
   memoryLeft = 0;
   for (size_t i = 0; i < count; i += 3) EXPECT_EQ(&records[i], index.take(key(i).get()));
   for (size_t i = 0; i < count; ++i) {
-    EXPECT_EQ(i % 3 ? &records[i] : nullptr, index.pvGetItemByKey(key(i).get(), nullptr));
+    EXPECT_EQ(i % 3 ? &records[i] : nullptr, index.pvGetItemByKey(key(i).get()));
   }
 }
 
 TEST(KeyIndex, EntersNoKeyWithoutItsChain) {
   const auto heap = PrivateHeap::create(0);
   KeyIndex index;
-  ItemRecord record = {};
+  Item item;
   const Text key(L"caf\u00E9");
   ASSERT_TRUE(index.open(*heap.get()));
   {
     const Replaced noMemory(hashImport, hashWithoutMemory);
-    EXPECT_TRUE(raisesOutOfMemory([&] { index.pvGetItemByKey(key.get(), &record); }));
+    EXPECT_TRUE(raisesOutOfMemory([&] { index.pvGetItemByKey(key.get(), &item.node); }));
   }
-  EXPECT_EQ(nullptr, index.pvGetItemByKey(key.get(), &record));
+  EXPECT_EQ(nullptr, index.pvGetItemByKey(key.get(), &item.node));
   const Replaced noMemory(hashImport, hashWithoutMemory);
-  EXPECT_EQ(&record, index.take(key.get()));
+  EXPECT_EQ(&item, index.take(key.get()));
 }
 
 }  // namespace

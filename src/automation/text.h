@@ -74,6 +74,10 @@ class TextCopy {
     }
     return S_OK;
   }
+  void reset() {
+    text_ = nullptr;
+    long_ = {};
+  }
 
  private:
   static constexpr size_t kShort = 64;

@@ -131,6 +131,7 @@ void ItemStore::shrink() {
 ItemRecord* ItemStore::allocateRecord() {
   auto* const block = heap_->allocate<RecordBlock>();
   if (!block) return nullptr;
+  block->node.record = &block->record;
   chain(&block->record);
   return &block->record;
 }

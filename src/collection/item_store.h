@@ -17,6 +17,7 @@
 #include <windows.h>
 
 #include "collection/address_array.h"
+#include "collection/key_node.h"
 #include "collection/private_heap.h"
 #include "collection/seen_records.h"
 #include "events/item_record.h"
@@ -80,6 +81,8 @@ class ItemStore {
 
   // A zeroed record, unlisted; null when there is no memory.
   ItemRecord* allocateRecord();
+  // The node with which the record's key is entered in an index.
+  static KeyNode* nodeOf(const ItemRecord* record) { return &blockOf(record)->node; }
   // Takes out what still lists the record, and frees it.
   void freeRecord(ItemRecord* record);
 
@@ -127,6 +130,7 @@ class ItemStore {
   struct RecordBlock {
     RecordState state;
     ItemRecord record;
+    KeyNode node;
   };
   struct Move {
     enum { kNone, kGap, kRemoval } kind;

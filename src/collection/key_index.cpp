@@ -61,13 +61,13 @@ void KeyIndex::CompareMode(LONG mode) {
   compareFlags_ = flags;
 }
 
-ItemRecord* KeyIndex::pvGetItemByKey(BSTR key, ItemRecord* record) {
+ItemRecord* KeyIndex::pvGetItemByKey(BSTR key, KeyNode* entry) {
   return framed(procedure(L"Function pvGetItemByKey"), [&] {
-    const wchar_t* const source = record ? L"Zollection.Add" : L"Zollection.pvGetItemByKey";
+    const wchar_t* const source = entry ? L"Zollection.Add" : L"Zollection.pvGetItemByKey";
     return orOutOfMemory(source, [&]() -> ItemRecord* {
       Search search(key, *this);
       if (const KeyNode* const node = find(search)) return node->record;
-      if (record) enter(search, record);
+      if (entry) enter(search, entry);
       return nullptr;
     });
   });
@@ -152,19 +152,14 @@ KeyNode* KeyIndex::find(Search& search) const {
   return node;
 }
 
-void KeyIndex::enter(Search& search, ItemRecord* record) {
+void KeyIndex::enter(Search& search, KeyNode* node) {
   if (search.chain == kNotAsked) search.chain = chainOf(search);
   KeyNode*& head = buckets_[search.chain];
   KeyNode*& tail = tails_[search.chain];
-  auto* const node = heap_->allocate<KeyNode>();
-  if (!node) throw std::bad_alloc();
   OLECHAR* const stored = pvSysAllocString(search.key);
-  if (!stored) {
-    heap_->free(node);
-    throw std::bad_alloc();
-  }
-  *node = {nullptr, record, stored};
-  record->key = stored;
+  if (!stored) throw std::bad_alloc();
+  node->next = nullptr;
+  node->key = node->record->key = stored;
   (tail ? tail->next : head) = node;
   tail = node;
   if (shortcut_.enter(node, search.hash, search.chain) && !search.isProvable) ++others_;
@@ -177,7 +172,6 @@ bool KeyIndex::cut(LONG chain, const OLECHAR* stored) {
   if (!node) return false;
   (before ? before->next : buckets_[chain]) = node->next;
   if (!node->next) tails_[chain] = before;
-  heap_->free(node);
   return true;
 }
 

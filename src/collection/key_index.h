@@ -33,8 +33,9 @@ class KeyIndex {
   void CompareMode(LONG mode);
 
   // The record that the key leads to. When the key is absent, null is returned, and the key is
-  // entered for the given record unless that is null, too. Error 7, heard on every thread.
-  ItemRecord* pvGetItemByKey(BSTR key, ItemRecord* record);
+  // entered with the given node, for the record that it names, unless that is null, too. Error 7,
+  // heard on every thread.
+  ItemRecord* pvGetItemByKey(BSTR key, KeyNode* entry = nullptr);
 
   // Frees a stored key (a record's key pointer), and takes it out if it is still in the index.
   void pvRemoveKey(OLECHAR* text);
@@ -65,7 +66,7 @@ class KeyIndex {
   // The node of the key, or null.
   KeyNode* find(Search& search) const;
   // After find.
-  void enter(Search& search, ItemRecord* record);
+  void enter(Search& search, KeyNode* node);
   // Takes the node of a stored key out of a chain; false when it is not on it.
   bool cut(LONG chain, const OLECHAR* stored);
 

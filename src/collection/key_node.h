@@ -1,4 +1,5 @@
-// The nodes of the key index, one for each keyed item.
+// The nodes of the key index, one for each keyed item. A node lives in the block of its item's
+// record, so that taking a key out frees nothing but the text.
 #pragma once
 
 #include <windows.h>

@@ -85,7 +85,7 @@ class ZollectionObject final : public CoClass<ZollectionObject, Zollection, _Zol
   void add(Addition& addition, BSTR* sourceIID, const VARIANT& before, const VARIANT& after);
   LONG insertionPoint(const VARIANT& before, const VARIANT& after);
   void connect(IDispatch* item, ItemRecord* record, BSTR* sourceIID);
-  void enterKey(const Text& key, ItemRecord* record);
+  void enterKey(BSTR key, ItemRecord* record);
 
   // Access (zollection_access.cpp)
   bool isListed(LONG position) const { return position >= 1 && position <= store_.count(); }

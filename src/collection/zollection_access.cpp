@@ -115,20 +115,20 @@ ItemRecord* ZollectionObject::recordAt(LONG position, const wchar_t* source) con
 }
 
 ItemRecord* ZollectionObject::recordByKey(BSTR key, const wchar_t* source) {
-  ItemRecord* const record = index_.pvGetItemByKey(key, nullptr);
+  ItemRecord* const record = index_.pvGetItemByKey(key);
   if (!record) raiseOwn(runtime::kInvalidArrayIndex, source);
   return record;
 }
 
 bool ZollectionObject::keyExists(BSTR key) {
   return framed(procedure(L"Function KeyExists"),
-                [&] { return index_.pvGetItemByKey(key, nullptr) != nullptr; });
+                [&] { return index_.pvGetItemByKey(key) != nullptr; });
 }
 
 // One-based; -1 for an unknown key. A record that is no longer listed counts as behind the last.
 LONG ZollectionObject::indexFromKey(BSTR key) {
   return framed(procedure(L"Function IndexFromKey"), [&]() -> LONG {
-    const ItemRecord* const record = index_.pvGetItemByKey(key, nullptr);
+    const ItemRecord* const record = index_.pvGetItemByKey(key);
     if (!record) return -1;
     const LONG position = store_.positionOf(record);
     return position == 0 ? store_.count() + 1 : position;
@@ -139,7 +139,7 @@ LONG ZollectionObject::indexFromKey(BSTR key) {
 void ZollectionObject::removeOldKey(LONG index, BSTR newKey) {
   constexpr wchar_t kSource[] = L"Zollection.Key (LET)";
   ItemRecord* const record = recordAt(index, kSource);
-  if (!viewOf(newKey).empty() && index_.pvGetItemByKey(newKey, nullptr)) {
+  if (!viewOf(newKey).empty() && index_.pvGetItemByKey(newKey)) {
     raiseOwn(runtime::kDuplicateKey, kSource);
   }
   // The old text stays with the record, where a get of Key still finds it.

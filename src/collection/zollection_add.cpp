@@ -40,15 +40,9 @@ std::wstring connectionFailure(LONG reason, std::wstring_view sourceIID) {
   }
 }
 
-// A caller's text, safe from what the caller's handlers do to the variable meanwhile. A text may
-// end in half a character.
-Text copyOf(BSTR text) {
-  Text copy;
-  if (!text) return copy;
-  *copy.inout() =
-      SysAllocStringByteLen(reinterpret_cast<const char*>(text), SysStringByteLen(text));
-  if (!copy.get()) throw std::bad_alloc();
-  return copy;
+// A caller's text, safe from what the caller's handlers do to the variable meanwhile.
+void copyTo(TextCopy& copy, BSTR text) {
+  if (FAILED(copy.assign(text))) throw std::bad_alloc();
 }
 
 // VarSub takes only some of the whole numbers, and lets them wrap round.
@@ -70,10 +64,13 @@ LONG lessOne(const VARIANT& value) {
 
 // What one Add holds while foreign code may run.
 struct ZollectionObject::Addition {
+  Addition(ZollectionObject& owner, IDispatch* added)
+      : collection(owner), alive(&owner), item(added) {}
+
   ZollectionObject& collection;
   ComPtr<_Zollection> alive;
   ComPtr<IDispatch> item;
-  Text key;
+  TextCopy key;
   std::optional<HeldRecord> record;
   bool hasGap = false;
 
@@ -81,7 +78,7 @@ struct ZollectionObject::Addition {
   void abandon() noexcept;
   void giveBack() noexcept {
     abandon();
-    key = {};
+    key.reset();
     item.reset();
     alive.reset();
   }
@@ -89,7 +86,7 @@ struct ZollectionObject::Addition {
 
 HRESULT ZollectionObject::Add(IDispatch* item, BSTR* sourceIID, BSTR* key, VARIANT* before,
                               VARIANT* after) {
-  Addition addition = {*this, ComPtr<_Zollection>(this), ComPtr<IDispatch>(item), {}, {}, false};
+  Addition addition(*this, item);
   const auto body = [&] {
     return atBoundary(__uuidof(_Zollection), [&] {
       requirePointers(sourceIID, key, before, after);
@@ -97,7 +94,7 @@ HRESULT ZollectionObject::Add(IDispatch* item, BSTR* sourceIID, BSTR* key, VARIA
         // Being out of memory is always raised: where it was recorded only, the item would be lost
         // in silence.
         try {
-          addition.key = copyOf(*key);
+          copyTo(addition.key, *key);
           add(addition, sourceIID, *before, *after);
         } catch (const std::bad_alloc&) {
           addition.abandon();
@@ -135,20 +132,22 @@ void ZollectionObject::add(Addition& addition, BSTR* sourceIID, const VARIANT& b
   if (viewOf(*sourceIID) != kNoEvents) connect(addition.item.get(), record.get(), sourceIID);
   if (!record.isCurrent()) raiseOwn(runtime::kInvalidCall, kAddSource);
 
-  if (!addition.key.view().empty()) enterKey(addition.key, record.get());
+  if (!viewOf(addition.key.get()).empty()) enterKey(addition.key.get(), record.get());
   if (!store_.fillGap(p, record.get())) raiseOwn(runtime::kOutOfMemory, kAddSource);
   record->item = addition.item.detach();
   record.letGo();
 }
 
-void ZollectionObject::enterKey(const Text& key, ItemRecord* record) {
-  if (index_.pvGetItemByKey(key.get(), record)) raiseOwn(runtime::kDuplicateKey, kAddSource);
+void ZollectionObject::enterKey(BSTR key, ItemRecord* record) {
+  if (index_.pvGetItemByKey(key, store_.nodeOf(record)))
+    raiseOwn(runtime::kDuplicateKey, kAddSource);
   // A failure may have been recorded only.
   if (!record->key) raiseOwn(runtime::kOutOfMemory, kAddSource);
 }
 
 // The zero-based place where the new item goes: the item becomes item p + 1. Error 5.
 LONG ZollectionObject::insertionPoint(const VARIANT& before, const VARIANT& after) {
+  if (isMissing(before) && isMissing(after)) return store_.count();
   Variant argument, holder;
   copyDereferenced(argument, before);
   const bool isBefore = !isMissing(argument.get());
@@ -179,14 +178,15 @@ LONG ZollectionObject::insertionPoint(const VARIANT& before, const VARIANT& afte
 // names.
 void ZollectionObject::connect(IDispatch* item, ItemRecord* record, BSTR* sourceIID) {
   for (;;) {
-    const Text named = copyOf(*sourceIID);
+    TextCopy named;
+    copyTo(named, *sourceIID);
     const std::optional<LONG> result = pvAdvise(item, record, named.get(), this);
     if (!result) raiseOwn(runtime::kOutOfMemory, kAddSource);
     if (*result == 0) return;
-    Text answer(named.view());
+    Text answer(viewOf(named.get()));
     raiseConnectionFailed(item, answer, *result);
     if (sameTextIgnoringCase(answer.get(), *sourceIID)) {
-      raiseOwn(*result, kRuntimeSource, connectionFailure(*result, named.view()));
+      raiseOwn(*result, kRuntimeSource, connectionFailure(*result, viewOf(named.get())));
     }
     if (answer.view() == kNoEvents) return;
   }
