@@ -36,9 +36,9 @@ void ItemArray::removeReader(ArrayReader& reader) {
   *link = reader.next;
 }
 
-ItemStore::RecordBlock* ItemStore::blockOf(const ItemRecord* record) {
+ItemStore::RecordBlock& ItemStore::blockOf(const ItemRecord* record) {
   auto* const bytes = reinterpret_cast<std::byte*>(const_cast<ItemRecord*>(record));
-  return reinterpret_cast<RecordBlock*>(bytes - offsetof(RecordBlock, record));
+  return *reinterpret_cast<RecordBlock*>(bytes - offsetof(RecordBlock, record));
 }
 
 bool ItemStore::open(LONG step) {
@@ -75,14 +75,17 @@ void ItemStore::increment(LONG step) {
 }
 
 LONG ItemStore::positionOf(const ItemRecord* record) const {
+  if (count_ == 0) return 0;
   ItemRecord* const* const begin = items_.slots();
-  ItemRecord* const* const end = begin + count_;
+  ItemRecord* const* const last = begin + count_ - 1;
   const auto isBefore = [](const ItemRecord* listed, LONGLONG order) {
-    return stateOf(listed).order < order;
+    return blockOf(listed).order < order;
   };
-  const auto found = isOrdered_ ? std::lower_bound(begin, end, stateOf(record).order, isBefore)
-                                : std::find(begin, end, record);
-  return found != end && *found == record ? static_cast<LONG>(found - begin) + 1 : 0;
+  // The last one apart: during a removal it may be what is being removed, which has no order.
+  const auto found = isOrdered_ && isListed(record)
+                         ? std::lower_bound(begin, last, blockOf(record).order, isBefore)
+                         : std::find(begin, last, record);
+  return *found == record ? static_cast<LONG>(found - begin) + 1 : 0;
 }
 
 LONG ItemStore::positionOfAddress(const ItemRecord* address) {
@@ -99,7 +102,7 @@ LONG ItemStore::positionOfAddress(const ItemRecord* address) {
 bool ItemStore::isUnlisted(const ItemRecord* record) const {
   if (record && record == move_.pushed) return true;
   const ItemRecord* unlisted = unlisted_;
-  while (unlisted && unlisted != record) unlisted = stateOf(unlisted).next;
+  while (unlisted && unlisted != record) unlisted = blockOf(unlisted).chain.next;
   return unlisted;
 }
 
@@ -141,25 +144,23 @@ void ItemStore::freeRecord(ItemRecord* record) {
   while (isListed(record)) unlist(positionOf(record));
   unchain(record);
   seen_.forget(record);
-  heap_->free(blockOf(record));
+  heap_->free(&blockOf(record));
 }
 
 void ItemStore::chain(ItemRecord* record) {
-  RecordState& state = stateOf(record);
-  state.previous = nullptr;
-  state.next = unlisted_;
-  if (unlisted_) stateOf(unlisted_).previous = record;
+  blockOf(record).chain = {nullptr, unlisted_};
+  if (unlisted_) blockOf(unlisted_).chain.previous = record;
   unlisted_ = record;
 }
 
 void ItemStore::unchain(ItemRecord* record) {
-  const RecordState& state = stateOf(record);
-  if (state.next) stateOf(state.next).previous = state.previous;
-  (state.previous ? stateOf(state.previous).next : unlisted_) = state.next;
+  const auto [previous, next] = blockOf(record).chain;
+  if (next) blockOf(next).chain.previous = previous;
+  (previous ? blockOf(previous).chain.next : unlisted_) = next;
 }
 
 void ItemStore::addListing(ItemRecord* record) {
-  if (stateOf(record).listings++ == 0) {
+  if (blockOf(record).listings++ == 0) {
     unchain(record);
   } else {
     ++doubles_;
@@ -168,7 +169,7 @@ void ItemStore::addListing(ItemRecord* record) {
 }
 
 void ItemStore::dropListing(ItemRecord* record) {
-  if (--stateOf(record).listings == 0) {
+  if (--blockOf(record).listings == 0) {
     chain(record);
   } else {
     --doubles_;
@@ -203,7 +204,7 @@ bool ItemStore::fillGap(LONG p, ItemRecord* record) {
 // no number left between them, all get new ones.
 void ItemStore::putInOrder(LONG p) {
   ItemRecord* const* const slots = items_.slots();
-  const auto orderAt = [slots](LONG place) -> LONGLONG& { return stateOf(slots[place]).order; };
+  const auto orderAt = [slots](LONG place) -> LONGLONG& { return blockOf(slots[place]).order; };
   const bool isLast = p == count_ - 1;
   if (p == 0 || isLast) {
     orderAt(p) = count_ == 1 ? 0 : isLast ? orderAt(p - 1) + kOrderStep : orderAt(1) - kOrderStep;
@@ -219,7 +220,7 @@ void ItemStore::orderAll() {
   isOrdered_ = doubles_ == 0;
   LONGLONG order = 0;
   for (LONG place = 0; place < count_; ++place) {
-    stateOf(items_.slots()[place]).order = order += kOrderStep;
+    blockOf(items_.slots()[place]).order = order += kOrderStep;
   }
 }
 
@@ -272,7 +273,7 @@ void ItemStore::unlist(LONG position) {
 
 ItemRecord* ItemStore::findStray() const {
   ItemRecord* record = unlisted_;
-  while (record && isHeld(record)) record = stateOf(record).next;
+  while (record && isHeld(record)) record = blockOf(record).chain.next;
   return record;
 }
 

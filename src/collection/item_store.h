@@ -82,13 +82,13 @@ class ItemStore {
   // A zeroed record, unlisted; null when there is no memory.
   ItemRecord* allocateRecord();
   // The node with which the record's key is entered in an index.
-  static KeyNode* nodeOf(const ItemRecord* record) { return &blockOf(record)->node; }
+  static KeyNode* nodeOf(const ItemRecord* record) { return &blockOf(record).node; }
   // Takes out what still lists the record, and frees it.
   void freeRecord(ItemRecord* record);
 
-  bool isHeld(const ItemRecord* record) const { return stateOf(record).isHeld; }
-  void hold(ItemRecord* record) { stateOf(record).isHeld = true; }
-  void letGo(ItemRecord* record) { stateOf(record).isHeld = false; }
+  bool isHeld(const ItemRecord* record) const { return blockOf(record).isHeld; }
+  void hold(ItemRecord* record) { blockOf(record).isHeld = 1; }
+  void letGo(ItemRecord* record) { blockOf(record).isHeld = 0; }
 
   // Moves positions p + 1 to Count one place up, for an item that is to become item p + 1, where p
   // is a place in the list as it shows.
@@ -110,8 +110,8 @@ class ItemStore {
   void unlist(LONG position);
 
   // Whether the record is listed more than once for good.
-  bool hasFurtherListing(const ItemRecord* record) const { return stateOf(record).listings > 1; }
-  bool isListed(const ItemRecord* record) const { return stateOf(record).listings > 0; }
+  bool hasFurtherListing(const ItemRecord* record) const { return blockOf(record).listings > 1; }
+  bool isListed(const ItemRecord* record) const { return blockOf(record).listings > 0; }
 
   // Moves with every change of the list.
   ULONG changes() const { return changes_; }
@@ -120,26 +120,27 @@ class ItemStore {
   ItemRecord* findStray() const;
 
  private:
-  struct RecordState {
-    ItemRecord* previous;  // in the chain of the unlisted
-    ItemRecord* next;
-    LONG listings;
-    bool isHeld;
-    LONGLONG order;  // grows along the array, so that a record's position is found by halving
-  };
   struct RecordBlock {
-    RecordState state;
+    union {
+      LONGLONG order;  // of the listed: grows along the array, so that halving finds a position
+      struct {         // of the unlisted: their chain
+        ItemRecord* previous;
+        ItemRecord* next;
+      } chain;
+    };
+    ULONG listings : 31;
+    ULONG isHeld : 1;
     ItemRecord record;
     KeyNode node;
   };
+  static_assert(sizeof(RecordBlock) == 56);
   struct Move {
     enum { kNone, kGap, kRemoval } kind;
     LONG p;              // zero-based, where it began
     ItemRecord* pushed;  // the record that a gap has pushed beyond Count; null for none
   };
 
-  static RecordBlock* blockOf(const ItemRecord* record);
-  static RecordState& stateOf(const ItemRecord* record) { return blockOf(record)->state; }
+  static RecordBlock& blockOf(const ItemRecord* record);
   // Settles, and tells where the record is now that showed at a position; 0 when it has gone.
   LONG settle(LONG position);
   void putInOrder(LONG p);
