@@ -5,8 +5,8 @@
 #include <oaidl.h>
 
 #include "automation/com_ptr.h"
+#include "automation/private_heap.h"
 #include "collection/item_store.h"
-#include "collection/private_heap.h"
 
 namespace zsupport {
 

@@ -16,9 +16,9 @@
 
 #include <windows.h>
 
+#include "automation/private_heap.h"
 #include "collection/address_array.h"
 #include "collection/key_node.h"
-#include "collection/private_heap.h"
 #include "collection/seen_records.h"
 #include "events/item_record.h"
 

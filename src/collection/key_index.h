@@ -10,11 +10,11 @@
 
 #include <windows.h>
 
+#include "automation/private_heap.h"
 #include "collection/address_array.h"
 #include "collection/key_node.h"
 #include "collection/key_shortcut.h"
 #include "collection/key_text.h"
-#include "collection/private_heap.h"
 #include "events/item_record.h"
 
 namespace zsupport {

@@ -15,9 +15,9 @@
 
 #include <windows.h>
 
+#include "automation/private_heap.h"
 #include "collection/key_node.h"
 #include "collection/key_text.h"
-#include "collection/private_heap.h"
 
 namespace zsupport {
 

@@ -9,7 +9,7 @@
 
 #include <windows.h>
 
-#include "collection/private_heap.h"
+#include "automation/private_heap.h"
 #include "events/item_record.h"
 
 namespace zsupport {

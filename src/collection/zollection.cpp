@@ -35,6 +35,7 @@ void ZollectionObject::Class_Initialize() {
       store_.close();
       raiseOwn(runtime::kOutOfMemory, L"Zollection.Initialize");
     }
+    sources_.open(store_.heap());
   });
 }
 

@@ -13,6 +13,7 @@
 #include "collection/held_record.h"
 #include "collection/item_store.h"
 #include "collection/key_index.h"
+#include "events/source_memory.h"
 
 namespace zsupport {
 
@@ -117,6 +118,7 @@ class ZollectionObject final : public CoClass<ZollectionObject, Zollection, _Zol
   VARIANT_BOOL useDispid_ = VARIANT_FALSE;
   ItemStore store_;
   KeyIndex index_;
+  SourceMemory sources_;
   bool clearing_ = false;  // from pvClear to the next Class_Initialize: no item comes in
   const EventRoute* arriving_ = nullptr;  // of the event that a collection is about to pass here
   CollectionFace collectionFace_{*this};

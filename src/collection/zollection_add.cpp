@@ -180,7 +180,7 @@ void ZollectionObject::connect(IDispatch* item, ItemRecord* record, BSTR* source
   for (;;) {
     TextCopy named;
     copyTo(named, *sourceIID);
-    const std::optional<LONG> result = pvAdvise(item, record, named.get(), this);
+    const std::optional<LONG> result = pvAdvise(item, record, named.get(), this, sources_);
     if (!result) raiseOwn(runtime::kOutOfMemory, kAddSource);
     if (*result == 0) return;
     Text answer(viewOf(named.get()));

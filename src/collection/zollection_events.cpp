@@ -9,9 +9,9 @@
 #include "automation/text.h"
 #include "collection/zollection.h"
 #include "events/event_arguments.h"
+#include "events/event_name.h"
 #include "events/mdlWECollectionSink.h"
 #include "events/procedure.h"
-#include "events/source_discovery.h"
 
 namespace zsupport {
 namespace {
@@ -41,9 +41,10 @@ VARIANTARG textArgument(BSTR text) {
   return argument;
 }
 
-Text eventName(IDispatch* source, REFIID sourceIID, DISPID dispid) noexcept {
+EventName eventName(IDispatch* source, REFIID sourceIID, DISPID dispid,
+                    SourceMemory& memory) noexcept {
   try {
-    return Text(pvGetEventName(source, sourceIID, dispid));
+    return pvGetEventName(source, sourceIID, dispid, memory);
   } catch (...) {
     return {};  // the event is raised without its name
   }
@@ -57,7 +58,7 @@ struct ZollectionObject::Firing {
   EventRoute route;
   ComPtr<IDispatch> source;
   EventArguments arguments;
-  Text name;
+  EventName name;
 
   void giveBack() noexcept {
     arguments.giveBack();
@@ -96,7 +97,7 @@ void ZollectionObject::raiseEvent(const ItemRecord* record, DISPID dispid, DISPP
   const IID sourceIID = record->sourceIID;
 
   firing.arguments.take(fired);
-  if (!useDispid_) firing.name = eventName(firing.source.get(), sourceIID, dispid);
+  if (!useDispid_) firing.name = eventName(firing.source.get(), sourceIID, dispid, sources_);
 
   VARIANTARG parameters;
   V_VT(&parameters) = VT_BYREF | VT_ARRAY | VT_VARIANT;

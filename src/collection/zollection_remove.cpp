@@ -183,6 +183,7 @@ void ZollectionObject::letGoOf(ItemRecord* record, std::exception_ptr& failure) 
 }
 
 void ZollectionObject::closeAll() noexcept {
+  sources_.close();
   index_.close();
   store_.close();
 }

@@ -76,9 +76,9 @@ Discovery findFirst(IDispatch* item) {
   return found;
 }
 
-Discovery findDefault(IDispatch* item) {
+Discovery findDefault(IDispatch* item, SourceMemory& memory) {
   Discovery found;
-  const std::optional<LONG> code = pvGetDefaultSourceInterface(item, found.iid);
+  const std::optional<LONG> code = pvGetDefaultSourceInterface(item, memory, found.iid);
   if (!code) throw std::bad_alloc();
   if (*code == _wecErrNoTypelib || *code == _wecErrNoDefaultSource) return findFirst(item);
   found.result = *code;
@@ -91,9 +91,10 @@ Discovery findDefault(IDispatch* item) {
 }  // namespace
 
 std::optional<LONG> pvAdvise(IDispatch* item, ItemRecord* record, BSTR sourceIID,
-                             _Zollection* collection) {
+                             _Zollection* collection, SourceMemory& memory) {
   return framed(procedure(L"Function pvAdvise"), [&]() -> std::optional<LONG> {
-    Discovery found = viewOf(sourceIID).empty() ? findDefault(item) : findNamed(item, sourceIID);
+    Discovery found =
+        viewOf(sourceIID).empty() ? findDefault(item, memory) : findNamed(item, sourceIID);
     if (found.result != 0 || !found.point) return found.result;
 
     ComPtr<IUnknown> sink;

@@ -8,6 +8,7 @@
 
 #include "ZSupport.h"
 #include "events/item_record.h"
+#include "events/source_memory.h"
 
 namespace zsupport {
 
@@ -24,7 +25,7 @@ inline constexpr wchar_t kNoEvents[] = L"{00000000-0000-0000-0000-000000000000}"
 //
 // Calls foreign code: the record's memory must outlive the call, the record itself need not.
 std::optional<LONG> pvAdvise(IDispatch* item, ItemRecord* record, BSTR sourceIID,
-                             _Zollection* collection);
+                             _Zollection* collection, SourceMemory& memory);
 
 // Withdraws the record's connection, if it has one. Calls foreign code, as above.
 void pvUnAdvise(ItemRecord* record);

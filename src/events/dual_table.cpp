@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "automation/com_ptr.h"
-#include "events/type_attributes.h"
+#include "events/type_information.h"
 #include "frame/mdlErrorHandling.h"
 
 // Stubs of ten bytes each: push the number, jump to the common entry. That finds on the stack the

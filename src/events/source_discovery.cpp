@@ -2,10 +2,12 @@
 
 #include <ocidl.h>
 
+#include <string>
+
 #include "ZSupport.h"
 #include "automation/text.h"
 #include "events/procedure.h"
-#include "events/type_attributes.h"
+#include "events/type_information.h"
 
 namespace zsupport {
 namespace {
@@ -13,17 +15,6 @@ namespace {
 SourceKind kindOf(const TypeAttributes& attributes) {
   if (!attributes || attributes->typekind != TKIND_DISPATCH) return SourceKind::kCustom;
   return attributes->wTypeFlags & TYPEFLAG_FDUAL ? SourceKind::kDual : SourceKind::kDispatch;
-}
-
-ComPtr<ITypeInfo> typeInfoOfItem(IDispatch* item) {
-  if (!item) return {};
-  return obtain<ITypeInfo>([&](ITypeInfo** out) { return item->GetTypeInfo(0, 0, out); });
-}
-
-ComPtr<ITypeLib> libraryOf(ITypeInfo* info) {
-  if (!info) return {};
-  UINT index = 0;
-  return obtain<ITypeLib>([&](ITypeLib** out) { return info->GetContainingTypeLib(out, &index); });
 }
 
 std::wstring nameOf(ITypeInfo* info) {
@@ -82,21 +73,21 @@ std::wstring classNameByInterface(ITypeLib* library, ITypeInfo* interfaceInfo) {
   return first;
 }
 
+ComPtr<ITypeInfo> classInfoOf(IDispatch* item) {
+  const auto provider = ComPtr<IProvideClassInfo>::from(item);
+  if (!provider) return {};
+  return obtain<ITypeInfo>([&](ITypeInfo** out) { return provider->GetClassInfo(out); });
+}
+
 // The name of an object's class as its type library lists it: told by the object, or found by the
 // interface that it shows, or, failing both, that interface's own name less a leading "_".
-std::wstring classNameOf(IDispatch* item) {
-  if (const auto provider = ComPtr<IProvideClassInfo>::from(item)) {
-    const auto coclass =
-        obtain<ITypeInfo>([&](ITypeInfo** out) { return provider->GetClassInfo(out); });
-    if (coclass) return nameOf(coclass.get());
-  }
-  const auto info = typeInfoOfItem(item);
-  if (!info) return {};
-  if (const auto library = libraryOf(info.get())) {
-    std::wstring name = classNameByInterface(library.get(), info.get());
+std::wstring classNameOf(ITypeInfo* classInfo, ITypeInfo* info) {
+  if (classInfo) return nameOf(classInfo);
+  if (const auto library = libraryOf(info)) {
+    std::wstring name = classNameByInterface(library.get(), info);
     if (!name.empty()) return name;
   }
-  return withoutUnderscore(nameOf(info.get()));
+  return withoutUnderscore(nameOf(info));
 }
 
 // The class of that name. False when the library knows none, or several things, of the name. A
@@ -114,37 +105,22 @@ bool findByName(ITypeLib* library, std::wstring name, ComPtr<ITypeInfo>& coclass
   return true;
 }
 
-// The description of an interface in the item's type library.
-ComPtr<ITypeInfo> describedInterface(IDispatch* item, REFIID iid) {
-  const auto info = typeInfoOfItem(item);
-  const auto library = libraryOf(info.get());
-  if (!library) return {};
-  return obtain<ITypeInfo>([&](ITypeInfo** out) { return library->GetTypeInfoOfGuid(iid, out); });
-}
+// The default event interface of a class.
+std::optional<LONG> findSource(ITypeInfo* classInfo, ITypeInfo* info, IID& iid) {
+  if (!info) return _wecErrNoTypelib;
+  const std::wstring className = classNameOf(classInfo, info);
+  const auto library = libraryOf(info);
+  if (!library) return _wecErrNoTypelib;
 
-std::wstring nameFromTypeInfo(IDispatch* item, REFIID sourceIID, DISPID event) {
-  const auto source = describedInterface(item, sourceIID);
-  Text name;
-  UINT count = 0;
-  if (!source || FAILED(source->GetNames(event, name.inout(), 1, &count))) return {};
-  return std::wstring(name.view());
-}
-
-struct StandardEvent {
-  DISPID id;
-  const wchar_t* name;
-};
-
-// -601, the double click, is left out on purpose.
-constexpr StandardEvent kStandardEvents[] = {
-    {-600, L"Click"},     {-602, L"KeyDown"},   {-603, L"KeyPress"}, {-604, L"KeyUp"},
-    {-605, L"MouseDown"}, {-606, L"MouseMove"}, {-607, L"MouseUp"},
-};
-
-std::wstring upperHex(DISPID id) {
-  wchar_t digits[9];
-  const int length = wsprintfW(digits, L"%X", static_cast<UINT>(id));
-  return std::wstring(digits, static_cast<size_t>(length));
+  ComPtr<ITypeInfo> coclass;
+  if (!findByName(library.get(), className, coclass)) return 0;
+  if (!coclass) return _wecErrNoDefaultSource;
+  const auto source = findInterface(coclass.get(), IMPLTYPEFLAG_FDEFAULT | IMPLTYPEFLAG_FSOURCE, 0);
+  if (!source) return _wecErrNoDefaultSource;
+  const TypeAttributes attributes(source.get());
+  if (kindOf(attributes) != SourceKind::kDispatch) return wecErrSourceNotDispinterface;
+  iid = attributes->guid;
+  return 0;
 }
 
 }  // namespace
@@ -154,44 +130,27 @@ bool pvIsEventSource(IDispatch* item) {
                 [&] { return static_cast<bool>(ComPtr<IConnectionPointContainer>::from(item)); });
 }
 
-std::optional<LONG> pvGetDefaultSourceInterface(IDispatch* item, IID& iid) {
+std::optional<LONG> pvGetDefaultSourceInterface(IDispatch* item, SourceMemory& memory, IID& iid) {
   return framed(procedure(L"Function pvGetDefaultSourceInterface"), [&]() -> std::optional<LONG> {
-    const std::wstring className = classNameOf(item);
+    const auto classInfo = classInfoOf(item);
     const auto info = typeInfoOfItem(item);
-    if (!info) return _wecErrNoTypelib;
-    const auto library = libraryOf(info.get());
-    if (!library) return _wecErrNoTypelib;
-
-    ComPtr<ITypeInfo> coclass;
-    if (!findByName(library.get(), className, coclass)) return 0;
-    if (!coclass) return _wecErrNoDefaultSource;
-    const auto source =
-        findInterface(coclass.get(), IMPLTYPEFLAG_FDEFAULT | IMPLTYPEFLAG_FSOURCE, 0);
-    if (!source) return _wecErrNoDefaultSource;
-    const TypeAttributes attributes(source.get());
-    if (kindOf(attributes) != SourceKind::kDispatch) return wecErrSourceNotDispinterface;
-    iid = attributes->guid;
-    return 0;
+    const auto known = info ? memory.classOf(info.get()) : ComPtr<KnownClass>();
+    if (const IID* const source = known ? known->sourceOf(classInfo.get()) : nullptr) {
+      iid = *source;
+      return 0;
+    }
+    const std::optional<LONG> code = findSource(classInfo.get(), info.get(), iid);
+    if (known && code == 0 && iid != IID_NULL) known->rememberSource(classInfo.get(), iid);
+    return code;
   });
 }
 
 SourceInterface describeSource(IDispatch* item, REFIID iid) {
   if (iid == IID_IPropertyNotifySink) return {SourceKind::kCustom, {}};
   SourceInterface source;
-  source.description = describedInterface(item, iid);
+  source.description = describedBeside(typeInfoOfItem(item).get(), iid);
   if (source.description) source.kind = kindOf(TypeAttributes(source.description.get()));
   return source;
-}
-
-std::wstring pvGetEventName(IDispatch* item, REFIID sourceIID, DISPID event) {
-  return framed(procedure(L"Function pvGetEventName"), [&] {
-    std::wstring name = nameFromTypeInfo(item, sourceIID, event);
-    if (!name.empty()) return name;
-    for (const auto& [id, standard] : kStandardEvents) {
-      if (id == event) return std::wstring(standard);
-    }
-    return upperHex(event);
-  });
 }
 
 }  // namespace zsupport

@@ -1,13 +1,13 @@
-// Finding out which event interface of an object to listen to, and what its events are called.
+// Finding out which event interface of an object to listen to.
 #pragma once
 
 #include <windows.h>
 #include <oaidl.h>
 
 #include <optional>
-#include <string>
 
 #include "automation/com_ptr.h"
+#include "events/source_memory.h"
 
 namespace zsupport {
 
@@ -18,7 +18,7 @@ bool pvIsEventSource(IDispatch* item);
 // the private results _wecErrNoTypelib and _wecErrNoDefaultSource. 0 with iid untouched when the
 // item's type library does not list its class under the item's class name: deliberate. No result
 // when the search failed, for want of memory or otherwise, and that has only been recorded.
-std::optional<LONG> pvGetDefaultSourceInterface(IDispatch* item, IID& iid);
+std::optional<LONG> pvGetDefaultSourceInterface(IDispatch* item, SourceMemory& memory, IID& iid);
 
 // How a source calls the sinks of an interface, as far as the item's type library tells: through
 // Invoke, through either that or a vtable, or through a vtable alone.
@@ -28,9 +28,5 @@ struct SourceInterface {
   ComPtr<ITypeInfo> description;  // empty when the library has none
 };
 SourceInterface describeSource(IDispatch* item, REFIID iid);
-
-// Name of an event of the item's interface sourceIID; a standard control event's name or the id
-// in hexadecimal when type information does not tell.
-std::wstring pvGetEventName(IDispatch* item, REFIID sourceIID, DISPID event);
 
 }  // namespace zsupport

@@ -1,4 +1,4 @@
-// Reading type information: what has to be given back.
+// Reading type information.
 #pragma once
 
 #include <windows.h>
@@ -46,6 +46,26 @@ class MemberDescription {
   ITypeInfo* info_;
   FUNCDESC* description_ = nullptr;
 };
+
+// What an object tells of itself; empty when that is nothing.
+inline ComPtr<ITypeInfo> typeInfoOfItem(IDispatch* item) {
+  if (!item) return {};
+  return obtain<ITypeInfo>([&](ITypeInfo** out) { return item->GetTypeInfo(0, 0, out); });
+}
+
+// The library that a type is described in.
+inline ComPtr<ITypeLib> libraryOf(ITypeInfo* info) {
+  if (!info) return {};
+  UINT index = 0;
+  return obtain<ITypeLib>([&](ITypeLib** out) { return info->GetContainingTypeLib(out, &index); });
+}
+
+// The description of another type in the same library.
+inline ComPtr<ITypeInfo> describedBeside(ITypeInfo* info, REFGUID id) {
+  const auto library = libraryOf(info);
+  if (!library) return {};
+  return obtain<ITypeInfo>([&](ITypeInfo** out) { return library->GetTypeInfoOfGuid(id, out); });
+}
 
 // A type that another one implements or is derived from; the other face of a dual interface is
 // number -1.
