@@ -39,6 +39,9 @@ class TestSource final : public DispatchStub,
     return zsupport::ComPtr<TestSource>::attach(new TestSource(std::move(behaviour)));
   }
 
+  // A type of sources.idl, or none.
+  static HRESULT describe(const GUID* id, ITypeInfo** info);
+
   // Arguments in the order of declaration; the array is the caller's afterwards.
   std::vector<VARIANTARG> fire(DISPID event, std::initializer_list<VARIANTARG> arguments = {});
 
@@ -84,6 +87,4 @@ class TestSource final : public DispatchStub,
  private:
   explicit TestSource(Behaviour chosen) : behaviour(std::move(chosen)) { ++alive; }
   ~TestSource() { --alive; }
-
-  static HRESULT describe(const GUID* id, ITypeInfo** info);
 };
