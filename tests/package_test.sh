@@ -44,14 +44,16 @@ unregistered() {
 registered_by_hand() {
   local folder=$downloads/$zip_folder
   echo "-- $architecture: registered by hand"
-  [[ $architecture == x64 ]] && line='%SystemRoot%.SysWOW64.regsvr32' || line='regsvr32 ZSupport'
-  run "$folder" "$(readme "$line") /s"
+  local line='regsvr32 ZSupport'
+  [[ $architecture == x64 ]] && line='%SystemRoot%.SysWOW64.regsvr32'
+  run "$folder" "$(readme "$line") /s" || fail "$line ended with $?"
   by_library[machine]=$(ours)
-  run "$folder" "$(readme 'regsvr32 /u ZSupport') /s" && same "$fresh" "$(everything)" "after regsvr32 /u"
-  local -r for_user='regsvr32 /n /i:user' tool=${line%ZSupport}
-  run "$folder" "$(bits "$(readme "$for_user")") /s"
+  run "$folder" "$(bits "$(readme 'regsvr32 /u ZSupport')") /s" || fail "regsvr32 /u ended with $?"
+  same "$fresh" "$(everything)" "after regsvr32 /u"
+  run "$folder" "$(bits "$(readme 'regsvr32 /n /i:user')") /s" || fail "regsvr32 /i:user ended with $?"
   by_library[user]=$(ours)
-  run "$folder" "$(bits "$(readme 'regsvr32 /u /n')") /s" && same "$fresh" "$(everything)" "after regsvr32 /u /i:user"
+  run "$folder" "$(bits "$(readme 'regsvr32 /u /n')") /s" || fail "regsvr32 /u /i:user ended with $?"
+  same "$fresh" "$(everything)" "after regsvr32 /u /i:user"
 }
 
 # WHO, where it has to be, and what is expected to be there.
