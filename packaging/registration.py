@@ -1,7 +1,9 @@
 """What a registered ZSupport leaves in the registry, and the manifest that stands for it.
 
 The library writes the same values when it registers itself (src/server/registration.cpp); a test
-holds the two together. Ids come from the interface description.
+holds the two together. Ids come from the interface description. The interface of standard
+collections, which the library describes where nobody else has, is not here: it belongs to everybody,
+and an installation that is removed must not take it along.
 """
 
 import re
@@ -44,10 +46,6 @@ def class_rows(ids, name, module):
     yield rf"{key}\TypeLib", "", ids.library()
     yield rf"{key}\Version", "", VERSION
     yield rf"{key}\Programmable", "", ""
-    for alias in (f"{prog_id}.1", prog_id):
-        yield rf"Software\Classes\{alias}", "", title
-        yield rf"Software\Classes\{alias}\CLSID", "", class_id
-    yield rf"Software\Classes\{prog_id}\CurVer", "", f"{prog_id}.1"
 
 
 def interface_rows(ids, name, marshaller):
@@ -59,7 +57,7 @@ def interface_rows(ids, name, marshaller):
 
 
 def rows(root, module, folder):
-    """Key, name and value below HKEY_LOCAL_MACHINE or HKEY_CURRENT_USER."""
+    """Key, name and value below HKEY_LOCAL_MACHINE or HKEY_CURRENT_USER, in the 32-bit view."""
     ids = Ids(root)
     for name in CLASSES:
         yield from class_rows(ids, name, module)
@@ -75,13 +73,37 @@ def rows(root, module, folder):
     yield application, "DllSurrogate", ""
 
 
+def name_rows(root):
+    """The names of the classes, which both views share.
+
+    Wine tells a program of 64 bits that writes into the 32-bit view otherwise.
+    """
+    for name in CLASSES:
+        prog_id = f"ZSupport.{name}"
+        for alias in (f"{prog_id}.1", prog_id):
+            yield rf"Software\Classes\{alias}", "", f"ZSupport {name}"
+            yield rf"Software\Classes\{alias}\CLSID", "", Ids(root).of("coclass", name)
+        yield rf"Software\Classes\{prog_id}\CurVer", "", f"{prog_id}.1"
+
+
+def rows_for_64_bit(root):
+    """What 64-bit programs have to find in their own view: classes that run in another process."""
+    ids = Ids(root)
+    for name in CLASSES:
+        key = rf"Software\Classes\CLSID\{ids.of('coclass', name)}"
+        yield key, "", f"ZSupport {name}"
+        yield key, "AppID", APPLICATION
+        yield rf"{key}\ProgID", "", f"ZSupport.{name}.1"
+        yield rf"{key}\VersionIndependentProgID", "", f"ZSupport.{name}"
+    for name, marshaller in INTERFACES.items():
+        yield from interface_rows(ids, name, marshaller)
+
+
 def machine_rows(module):
     """What only the machine's hive can have: the source in the system's event log."""
-    return [(r"SYSTEM\CurrentControlSet\Services\EventLog\Application\ZSupport", "EventMessageFile", module)]
-
-
-def shared_interface_rows(root):
-    return list(interface_rows(Ids(root), "_Collection", DUAL_MARSHALLER))
+    key = r"SYSTEM\CurrentControlSet\Services\EventLog\Application\ZSupport"
+    yield key, "EventMessageFile", module
+    yield key, "TypesSupported", 7  # errors, warnings and information
 
 
 def manifest(root):

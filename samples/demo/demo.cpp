@@ -13,7 +13,7 @@
 #include <string>
 
 #include "ZSupport.h"
-#include "thermometer.h"
+#include "thermometer_class.h"
 
 namespace {
 

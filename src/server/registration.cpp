@@ -161,6 +161,9 @@ std::vector<Row> rows(RegistrationScope scope) {
   if (isOn64BitSystem()) addFor64Bit(all);
   if (scope == RegistrationScope::kMachine) {
     all.push_back({kEventSource, L"EventMessageFile", modulePath()});
+    constexpr DWORD kTypes =
+        EVENTLOG_ERROR_TYPE | EVENTLOG_WARNING_TYPE | EVENTLOG_INFORMATION_TYPE;
+    all.push_back({kEventSource, L"TypesSupported", L"", kOwnView, kTypes});
   }
   return all;
 }

@@ -14,6 +14,11 @@ void RegistryTransaction::write(const Row& row) {
   RegistryKey key;
   checkWin32(RegOpenKeyExW(hive_, row.key.c_str(), 0, KEY_READ | KEY_WRITE | row.view, key.put()));
   steps_.push_back({row.key, row.name, row.view, oldValue(key.get(), row.name), false});
+  if (row.number) {
+    checkWin32(RegSetValueExW(key.get(), row.name.c_str(), 0, REG_DWORD,
+                              reinterpret_cast<const BYTE*>(&*row.number), sizeof *row.number));
+    return;
+  }
   checkWin32(RegSetValueExW(key.get(), row.name.c_str(), 0, REG_SZ,
                             reinterpret_cast<const BYTE*>(row.value.c_str()),
                             static_cast<DWORD>((row.value.size() + 1) * sizeof(wchar_t))));

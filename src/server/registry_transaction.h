@@ -18,6 +18,7 @@ struct Row {
   std::wstring name;
   std::wstring value;
   REGSAM view = kOwnView;
+  std::optional<DWORD> number = {};  // instead of the text
 };
 
 // Keeps what was there before, and takes everything back unless it is committed.

@@ -1,4 +1,4 @@
-#include "thermometer.h"
+#include "thermometer_class.h"
 
 #include <windows.h>
 #include <ocidl.h>
