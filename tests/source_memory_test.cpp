@@ -65,6 +65,7 @@ TEST_F(SourceMemory, LetsGoWithTheCollection) {
     EXPECT_EQ(L"Fired", client.heard.back().name);
   };
   item->fire(1);
+  client.onEvent = {};
   EXPECT_EQ(before, holdersOf(__uuidof(_Plain)));
   EXPECT_TRUE(isHeard({}));
   client.disconnect();
