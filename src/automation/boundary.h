@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <initializer_list>
+
 namespace zsupport {
 
 // The exception in flight as HRESULT and error object of the interface. Inside a handler only.
@@ -28,6 +30,16 @@ HRESULT atBoundary(REFIID interfaceId, Body&& body) noexcept {
   } catch (...) {
     return reportToCaller(interfaceId);
   }
+}
+
+// Of one that requires pointers.
+template <class Body>
+HRESULT atBoundary(REFIID interfaceId, std::initializer_list<const void*> required,
+                   Body&& body) noexcept {
+  return atBoundary(interfaceId, [&] {
+    for (const void* const pointer : required) requirePointer(pointer);
+    body();
+  });
 }
 
 }  // namespace zsupport

@@ -111,7 +111,7 @@ HRESULT storeIn(const VARIANT& argument, const VARIANT& value, LCID locale) {
   if (!V_BYREF(variable)) return DISP_E_TYPEMISMATCH;
   Variant converted;
   const auto own = static_cast<VARTYPE>(typeOf(*variable) & ~VT_BYREF);
-  const HRESULT result = convertTo(*converted.operator->(), value, own, locale);
+  const HRESULT result = convertTo(*converted.inout(), value, own, locale);
   if (FAILED(result)) return result;
   if (own == VT_DECIMAL) {
     *V_DECIMALREF(variable) = V_DECIMAL(&converted.get());
@@ -122,8 +122,8 @@ HRESULT storeIn(const VARIANT& argument, const VARIANT& value, LCID locale) {
   const size_t size = sizeOfType(own);
   std::byte old[8];
   std::memcpy(old, V_BYREF(variable), size);
-  std::memcpy(V_BYREF(variable), &V_UI1(converted.operator->()), size);
-  std::memcpy(&V_UI1(converted.operator->()), old, size);
+  std::memcpy(V_BYREF(variable), &V_UI1(converted.inout()), size);
+  std::memcpy(&V_UI1(converted.inout()), old, size);
   return S_OK;
 }
 

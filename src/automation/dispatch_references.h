@@ -57,7 +57,7 @@ class Slot<T*, use> {
     }
     argument_ = argument;
     const HRESULT converted = dispatch_detail::convertTo(copy(), *argument, Type::kType, locale);
-    return SUCCEEDED(converted) ? VariantCopy(before_.operator->(), &copy()) : converted;
+    return SUCCEEDED(converted) ? VariantCopy(before_.inout(), &copy()) : converted;
   }
   T* pass() { return passed_ ? passed_ : &Type::in(copy()); }
   HRESULT store(LCID locale) {
@@ -66,14 +66,14 @@ class Slot<T*, use> {
   }
 
  private:
-  VARIANT& copy() { return *copy_.operator->(); }
+  VARIANT& copy() { return *copy_.inout(); }
   bool isWritten() {
     if constexpr (use == Use::kAnswer) {
       return true;
     } else if constexpr (std::is_same_v<T, BSTR>) {
       return viewOf(V_BSTR(&copy())) != viewOf(V_BSTR(&before_.get()));
     } else {
-      return Type::in(copy()) != Type::in(*before_.operator->());
+      return Type::in(copy()) != Type::in(*before_.inout());
     }
   }
 
@@ -97,15 +97,15 @@ class Slot<VARIANT*, use> {
   static constexpr VARTYPE kType = VT_VARIANT | VT_BYREF;
 
   HRESULT load(const VARIANT* argument, const Default* preset, LCID) {
-    if (!argument) return dispatch_detail::makeDefault(*copy_.operator->(), preset, VT_VARIANT);
+    if (!argument) return dispatch_detail::makeDefault(*copy_.inout(), preset, VT_VARIANT);
     const VARIANT* const variable = dispatch_detail::variableOf(argument);
     if (!variable) return DISP_E_TYPEMISMATCH;
     const bool isPlain = use == Use::kRead && !(typeOf(*argument) & VT_BYREF);
-    if (variable == argument && !isPlain) return copyIndirect(copy_.operator->(), *argument);
+    if (variable == argument && !isPlain) return copyIndirect(copy_.inout(), *argument);
     passed_ = const_cast<VARIANT*>(variable);
     return S_OK;
   }
-  VARIANT* pass() { return passed_ ? passed_ : copy_.operator->(); }
+  VARIANT* pass() { return passed_ ? passed_ : copy_.inout(); }
   HRESULT store(LCID) { return S_OK; }
 
  private:

@@ -109,12 +109,12 @@ template <class T>
 class ReadCopy {
  public:
   HRESULT make(const VARIANT& argument, LCID locale) {
-    return convertTo(*copy_.operator->(), argument, Automation<T>::kType, locale);
+    return convertTo(*copy_.inout(), argument, Automation<T>::kType, locale);
   }
   HRESULT make(const Default* preset) {
-    return makeDefault(*copy_.operator->(), preset, Automation<T>::kType);
+    return makeDefault(*copy_.inout(), preset, Automation<T>::kType);
   }
-  T& get() { return Automation<T>::in(*copy_.operator->()); }
+  T& get() { return Automation<T>::in(*copy_.inout()); }
 
  private:
   Variant copy_;
@@ -129,12 +129,12 @@ class ReadCopy<BSTR> {
     const HRESULT borrowed = borrow(value, argument);
     if (FAILED(borrowed)) return borrowed;
     if (typeOf(value) == VT_BSTR) return text_.assign(V_BSTR(&value));
-    const HRESULT converted = changeType(copy_.operator->(), value, locale, VT_BSTR);
+    const HRESULT converted = changeType(copy_.inout(), value, locale, VT_BSTR);
     text_.borrow(V_BSTR(&copy_.get()));
     return converted;
   }
   HRESULT make(const Default* preset) {
-    const HRESULT made = makeDefault(*copy_.operator->(), preset, VT_BSTR);
+    const HRESULT made = makeDefault(*copy_.inout(), preset, VT_BSTR);
     text_.borrow(V_BSTR(&copy_.get()));
     return made;
   }
@@ -185,7 +185,7 @@ class Slot<VARIANT, use> {
 
   HRESULT load(const VARIANT* argument, const Default* preset, LCID) {
     if (!argument) {
-      const HRESULT made = dispatch_detail::makeDefault(*copy_.operator->(), preset, VT_VARIANT);
+      const HRESULT made = dispatch_detail::makeDefault(*copy_.inout(), preset, VT_VARIANT);
       passed_ = copy_.get();
       return made;
     }
@@ -195,7 +195,7 @@ class Slot<VARIANT, use> {
     }
     // Texts are what is referred to most: keys.
     if (FAILED(dispatch_detail::borrow(passed_, *argument)) || typeOf(passed_) != VT_BSTR) {
-      const HRESULT copied = copyIndirect(copy_.operator->(), *argument);
+      const HRESULT copied = copyIndirect(copy_.inout(), *argument);
       passed_ = copy_.get();
       return copied;
     }
@@ -235,13 +235,13 @@ class ResultSlot {
 
   Pointer pass() {
     if constexpr (std::is_same_v<T, VARIANT>) {
-      return value_.operator->();
+      return value_.inout();
     } else if constexpr (std::is_enum_v<T>) {
-      V_VT(value_.operator->()) = type;
-      return reinterpret_cast<Pointer>(&V_I4(value_.operator->()));
+      V_VT(value_.inout()) = type;
+      return reinterpret_cast<Pointer>(&V_I4(value_.inout()));
     } else {
-      V_VT(value_.operator->()) = type;
-      T& place = dispatch_detail::Automation<T>::in(*value_.operator->());
+      V_VT(value_.inout()) = type;
+      T& place = dispatch_detail::Automation<T>::in(*value_.inout());
       place = T{};  // a member that fails early leaves it as it is
       return &place;
     }
@@ -250,7 +250,7 @@ class ResultSlot {
   HRESULT handOver(VARIANT* result) {
     if (!result) return S_OK;
     *result = value_.get();
-    VariantInit(value_.operator->());
+    VariantInit(value_.inout());
     return S_OK;
   }
 

@@ -45,10 +45,10 @@ HRESULT readValue(const VARIANT& source, Variant& holder, const VARIANT*& value,
     const bool isReference = typeOf(*value) & VT_BYREF;
     if (!isReference && !isObject(typeOf(*value))) return S_OK;
     Variant next;
-    const HRESULT read = isReference ? copyIndirect(next.operator->(), *value)
-                                     : readDefault(V_UNKNOWN(value), next.operator->(), locale);
+    const HRESULT read = isReference ? copyIndirect(next.inout(), *value)
+                                     : readDefault(V_UNKNOWN(value), next.inout(), locale);
     if (FAILED(read)) return read;
-    std::swap(*holder.operator->(), *next.operator->());
+    std::swap(*holder.inout(), *next.inout());
     value = &holder.get();
   }
   return DISP_E_TYPEMISMATCH;
@@ -145,7 +145,7 @@ bool toExact(const VARIANT& number, DECIMAL& exact) {
   if (type == VT_UI8) return SUCCEEDED(VarDecFromUI8(V_UI8(&number), &exact));
   if (isWhole(number)) return SUCCEEDED(VarDecFromI8(toLongLong(number), &exact));
   Variant decimal;
-  const HRESULT result = changeType(decimal.operator->(), number, LOCALE_USER_DEFAULT, VT_DECIMAL);
+  const HRESULT result = changeType(decimal.inout(), number, LOCALE_USER_DEFAULT, VT_DECIMAL);
   exact = V_DECIMAL(&decimal.get());
   return SUCCEEDED(result);
 }
@@ -205,7 +205,7 @@ Text toText(const VARIANT& value) {
   Variant text;
   convert(text, value, VT_BSTR);
   Text result;
-  std::swap(*result.inout(), V_BSTR(text.operator->()));
+  std::swap(*result.inout(), V_BSTR(text.inout()));
   return result;
 }
 

@@ -16,15 +16,21 @@ namespace zsupport {
 class Variant {
  public:
   Variant() { V_VT(&value_) = VT_EMPTY; }
-  Variant(const Variant&) = delete;
+  Variant(Variant&& other) noexcept : value_(other.detach()) {}
   Variant& operator=(const Variant&) = delete;
   ~Variant() { clear(); }
 
   const VARIANT& get() const { return value_; }
-  VARIANT* operator->() { return &value_; }
+  // For by-reference and out parameters; what was held is freed first in the latter.
+  VARIANT* inout() { return &value_; }
   VARIANT* put() {
     clear();
     return &value_;
+  }
+  VARIANT detach() {
+    const VARIANT owned = value_;
+    V_VT(&value_) = VT_EMPTY;
+    return owned;
   }
 
  private:
@@ -38,6 +44,8 @@ class Variant {
 
   VARIANT value_;
 };
+
+inline VARIANT_BOOL toBoolean(bool value) { return value ? VARIANT_TRUE : VARIANT_FALSE; }
 
 inline VARTYPE typeOf(const VARIANT& value) { return V_VT(&value); }
 

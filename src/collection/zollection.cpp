@@ -48,36 +48,25 @@ void ZollectionObject::onFinalRelease() noexcept {
 }
 
 HRESULT ZollectionObject::put_CompareMode(LONG mode) {
-  return atBoundary(__uuidof(_Zollection), [&] {
-    framed(procedure(L"Let CompareMode"), [&] {
-      if (store_.count() != 0) {
-        raiseOwn(runtime::kSetNotPermitted, L"Zollection.CompareMode (Let)",
-                 L"Cannot change CompareMode. The collection contains items.");
-      }
-      index_.CompareMode(mode);
-    });
+  return kZollection.run(L"Let CompareMode", {}, [&] {
+    if (store_.count() != 0) {
+      raiseOwn(runtime::kSetNotPermitted, L"Zollection.CompareMode (Let)",
+               L"Cannot change CompareMode. The collection contains items.");
+    }
+    index_.CompareMode(mode);
   });
 }
 
 HRESULT ZollectionObject::get_CompareMode(LONG* mode) {
-  return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointer(mode);
-    *mode = index_.CompareMode();
-  });
+  return atBoundary(__uuidof(_Zollection), {mode}, [&] { *mode = index_.CompareMode(); });
 }
 
 HRESULT ZollectionObject::get_Count(LONG* count) {
-  return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointer(count);
-    *count = store_.count();
-  });
+  return atBoundary(__uuidof(_Zollection), {count}, [&] { *count = store_.count(); });
 }
 
 HRESULT ZollectionObject::get_Increment(LONG* increment) {
-  return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointer(increment);
-    *increment = store_.increment();
-  });
+  return atBoundary(__uuidof(_Zollection), {increment}, [&] { *increment = store_.increment(); });
 }
 
 // What is written is not what is read: deliberate.
@@ -87,10 +76,7 @@ HRESULT ZollectionObject::put_Increment(LONG increment) {
 }
 
 HRESULT ZollectionObject::get_UseDISPID(VARIANT_BOOL* useDispid) {
-  return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointer(useDispid);
-    *useDispid = useDispid_;
-  });
+  return atBoundary(__uuidof(_Zollection), {useDispid}, [&] { *useDispid = useDispid_; });
 }
 
 HRESULT ZollectionObject::put_UseDISPID(VARIANT_BOOL useDispid) {

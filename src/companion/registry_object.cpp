@@ -150,19 +150,19 @@ void RegistryObject::Value(Variant& value) {
   switch (data.type()) {
     case REG_SZ:
       V_BSTR(value.put()) = Text(data.text()).detach();
-      V_VT(value.operator->()) = VT_BSTR;
+      V_VT(value.inout()) = VT_BSTR;
       return;
     case REG_EXPAND_SZ:
       V_BSTR(value.put()) = Text(expanded(data.text())).detach();
-      V_VT(value.operator->()) = VT_BSTR;
+      V_VT(value.inout()) = VT_BSTR;
       return;
     case REG_DWORD:
       V_I4(value.put()) = data.number();
-      V_VT(value.operator->()) = VT_I4;
+      V_VT(value.inout()) = VT_I4;
       return;
     default:
       V_ARRAY(value.put()) = data.bytes();
-      V_VT(value.operator->()) = kByteArray;
+      V_VT(value.inout()) = kByteArray;
   }
 }
 

@@ -9,7 +9,7 @@
 #include "automation/error.h"
 #include "automation/runtime_rules.h"
 #include "support/gzsupport.h"
-#include "support/procedure.h"
+#include "support/member.h"
 
 namespace zsupport {
 namespace {
@@ -111,28 +111,22 @@ int compare(LONG a, LONG b) { return a < b ? -1 : a > b ? 1 : 0; }
 }  // namespace
 
 HRESULT GZSupportObject::VersionStamp(BSTR* text, VersionStampRecord* stamp) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(text, stamp);
-    *stamp = {};
-    *stamp =
-        framed(supportProcedure(L"Function VersionStamp"), [&] { return parse(viewOf(*text)); });
-  });
+  return kSupport.give(L"Function VersionStamp", {text}, stamp,
+                       [&] { return parse(viewOf(*text)); });
 }
 
 HRESULT GZSupportObject::VersionString(VersionStampRecord* stamp, VARIANT_BOOL* full,
                                        VARIANT_BOOL* includeReleaseType, VARIANT_BOOL* hideRevision,
                                        BSTR* text) {
-  return returnText(
-      L"Function VersionString", text,
-      [&] { return format(*stamp, *full, *includeReleaseType, *hideRevision); }, stamp, full,
-      includeReleaseType, hideRevision);
+  return kSupport.give(L"Function VersionString", {stamp, full, includeReleaseType, hideRevision},
+                       text,
+                       [&] { return format(*stamp, *full, *includeReleaseType, *hideRevision); });
 }
 
 // The release type takes no part: deliberate.
 HRESULT GZSupportObject::CompareVersionStamps(VersionStampRecord* left, VersionStampRecord* right,
                                               LONG* order) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(left, right, order);
+  return atBoundary(__uuidof(_GZSupport), {left, right, order}, [&] {
     *order = compare(left->Major, right->Major);
     if (*order == 0) *order = compare(left->Minor, right->Minor);
     if (*order == 0) *order = compare(left->Revision, right->Revision);
@@ -140,8 +134,7 @@ HRESULT GZSupportObject::CompareVersionStamps(VersionStampRecord* left, VersionS
 }
 
 HRESULT GZSupportObject::OSVersion(VersionStampRecord* version) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(version);
+  return atBoundary(__uuidof(_GZSupport), {version}, [&] {
     *version = {};
     OSVERSIONINFOA system{};
     system.dwOSVersionInfoSize = sizeof system;
