@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <initializer_list>
+#include <type_traits>
 
 namespace zsupport {
 
@@ -15,30 +16,32 @@ HRESULT reportToCaller(REFIID interfaceId) noexcept;
 void checkCall(HRESULT result);
 
 // Null pointers that a caller passes are refused before anything else happens.
+using RequiredPointers = std::initializer_list<const void*>;
 void requirePointer(const void* pointer);
 template <class... Pointers>
 void requirePointers(Pointers... pointers) {
   (requirePointer(pointers), ...);
 }
 
-// Runs the body of a COM method.
+// Runs the body of a COM method. A body may have an answer of its own.
 template <class Body>
 HRESULT atBoundary(REFIID interfaceId, Body&& body) noexcept {
   try {
-    body();
-    return S_OK;
+    if constexpr (std::is_same_v<decltype(body()), HRESULT>) {
+      return body();
+    } else {
+      body();
+      return S_OK;
+    }
   } catch (...) {
     return reportToCaller(interfaceId);
   }
 }
-
-// Of one that requires pointers.
 template <class Body>
-HRESULT atBoundary(REFIID interfaceId, std::initializer_list<const void*> required,
-                   Body&& body) noexcept {
+HRESULT atBoundary(REFIID interfaceId, RequiredPointers required, Body&& body) noexcept {
   return atBoundary(interfaceId, [&] {
     for (const void* const pointer : required) requirePointer(pointer);
-    body();
+    return body();
   });
 }
 

@@ -8,8 +8,10 @@
 namespace zsupport {
 namespace {
 
-void convert(Variant& target, const VARIANT& value, VARTYPE type) {
-  checkPlatform(changeType(target.put(), value, LOCALE_USER_DEFAULT, type));
+Variant converted(const VARIANT& value, VARTYPE type) {
+  Variant result;
+  checkPlatform(changeType(result.inout(), value, LOCALE_USER_DEFAULT, type));
+  return result;
 }
 
 // A text as the number that it reads as.
@@ -84,39 +86,14 @@ HRESULT copyIndirect(VARIANT* target, const VARIANT& source) {
 }
 
 bool isWhole(const VARIANT& value) {
-  switch (typeOf(value)) {
-    case VT_EMPTY:
-    case VT_I1:
-    case VT_I2:
-    case VT_I4:
-    case VT_I8:
-    case VT_INT:
-    case VT_UI1:
-    case VT_UI2:
-    case VT_UI4:
-    case VT_UI8:
-    case VT_UINT:
-    case VT_BOOL:
-      return true;
-    default:
-      return false;
-  }
+  return isOneOf<VT_EMPTY, VT_I1, VT_I2, VT_I4, VT_I8, VT_INT, VT_UI1, VT_UI2, VT_UI4, VT_UI8,
+                 VT_UINT, VT_BOOL>(typeOf(value));
 }
 
 bool isNumeric(const VARIANT& value) {
-  switch (typeOf(value)) {
-    case VT_R4:
-    case VT_R8:
-    case VT_CY:
-    case VT_DECIMAL:
-      return true;
-    case VT_BSTR: {
-      VARIANT number;
-      return toNumber(value, number);
-    }
-    default:
-      return isWhole(value);
-  }
+  VARIANT number;
+  return isWhole(value) || isOneOf<VT_R4, VT_R8, VT_CY, VT_DECIMAL>(typeOf(value)) ||
+         (typeOf(value) == VT_BSTR && toNumber(value, number));
 }
 
 namespace {
@@ -127,8 +104,7 @@ bool isNumberOrDate(const VARIANT& value) {
 
 // Whole numbers that the platform does not compare.
 bool isRefusedByVarCmp(VARTYPE type) {
-  return type == VT_I1 || type == VT_UI2 || type == VT_UI4 || type == VT_UI8 || type == VT_INT ||
-         type == VT_UINT;
+  return isOneOf<VT_I1, VT_UI2, VT_UI4, VT_UI8, VT_INT, VT_UINT>(type);
 }
 
 // A number to the last digit; false for what no whole number can equal.
@@ -190,23 +166,18 @@ std::optional<bool> compareEqual(const VARIANT& left, const VARIANT& right) {
 }
 
 LONG toLong(const VARIANT& value) {
-  Variant number;
-  convert(number, value, VT_I4);
+  const Variant number = converted(value, VT_I4);
   return V_I4(&number.get());
 }
 
 LONGLONG toLongLong(const VARIANT& value) {
-  Variant number;
-  convert(number, value, VT_I8);
+  const Variant number = converted(value, VT_I8);
   return V_I8(&number.get());
 }
 
 Text toText(const VARIANT& value) {
-  Variant text;
-  convert(text, value, VT_BSTR);
-  Text result;
-  std::swap(*result.inout(), V_BSTR(text.inout()));
-  return result;
+  const VARIANT text = converted(value, VT_BSTR).detach();
+  return Text::attach(V_BSTR(&text));
 }
 
 }  // namespace zsupport

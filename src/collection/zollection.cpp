@@ -1,8 +1,9 @@
-// Zollection: start, end and plain properties.
+// Zollection: start, end, plain properties, and its face for late-bound callers.
 #include "collection/zollection.h"
 
 #include <algorithm>
 
+#include "_Zollection_members.h"
 #include "automation/boundary.h"
 #include "events/procedure.h"
 
@@ -13,7 +14,11 @@ constexpr LONG kFirstIncrement = 4000;
 constexpr LONG kIncrementUnit = 16;
 constexpr LONG kLeastIncrement = 4;
 
+constexpr MemberTable kTable(__uuidof(_Zollection), members_of_Zollection::kMembers);
+
 }  // namespace
+
+const MemberTable& ZollectionObject::members() { return kTable; }
 
 HRESULT ZollectionObject::QueryInterface(REFIID id, void** object) {
   if (object && id == __uuidof(_Collection)) {

@@ -7,7 +7,7 @@
 
 namespace zsupport {
 
-inline constexpr MembersOf<_Zollection> kZollection(L"Zollection");
+inline constexpr MembersOf<_Zollection> kZollection = {L"Zollection"};
 
 inline Procedure procedure(const wchar_t* label) { return kZollection.procedure(label); }
 

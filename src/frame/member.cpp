@@ -4,11 +4,12 @@
 
 namespace zsupport {
 
-HRESULT MemberCall::run() const noexcept {
+HRESULT runMember(REFIID interfaceId, const Procedure& procedure, RequiredPointers required,
+                  ResultPlace result, void (*body)(const void*), const void* context) noexcept {
   return atBoundary(interfaceId, required, [&] {
-    if (resultSize > 0) {
-      requirePointer(result);
-      std::memset(result, 0, resultSize);
+    if (result.size > 0) {
+      requirePointer(result.address);
+      std::memset(result.address, 0, result.size);
     }
     framed(procedure, [&] { body(context); });
   });

@@ -21,18 +21,15 @@
 
 namespace zsupport {
 
-// One call of a member. The code around a body is there once, not in every member.
-struct MemberCall {
-  REFIID interfaceId;
-  Procedure procedure;
-  std::initializer_list<const void*> required;  // pointers that may not be null
-  void* result;                                 // nor may this one
-  size_t resultSize;                            // 0: there is no result
-  void (*body)(void* context);
-  void* context;
-
-  HRESULT run() const noexcept;
+// Where a member's result goes; size 0: it has none.
+struct ResultPlace {
+  void* address = nullptr;
+  size_t size = 0;
 };
+
+// What surrounds every body, there once and not in each member.
+HRESULT runMember(REFIID interfaceId, const Procedure& procedure, RequiredPointers required,
+                  ResultPlace result, void (*body)(const void*), const void* context) noexcept;
 
 // Hands a value out through the pointer of a member, with whatever it owns.
 template <class Result, class Value>
@@ -48,45 +45,28 @@ void handOut(Result* result, Value&& value) {
   }
 }
 
-// The members of one interface, which name themselves in errors by the class and a label: kind word
+// The members of one interface. In errors they name themselves by the class and a label: kind word
 // and name.
 template <class Interface>
-class MembersOf {
- public:
-  consteval explicit MembersOf(const wchar_t* className) : className_(className) {}
+struct MembersOf {
+  const wchar_t* className;
 
-  constexpr Procedure procedure(const wchar_t* label) const { return {className_, label}; }
+  constexpr Procedure procedure(const wchar_t* label) const { return {className, label}; }
 
   template <class Body>
-  HRESULT run(const wchar_t* label, std::initializer_list<const void*> required,
-              Body&& body) const noexcept {
-    return call(label, required, nullptr, 0, body);
+  HRESULT run(const wchar_t* label, RequiredPointers required, const Body& body,
+              ResultPlace result = {}) const noexcept {
+    const auto call = [](const void* context) { (*static_cast<const Body*>(context))(); };
+    return runMember(__uuidof(Interface), procedure(label), required, result, call, &body);
   }
 
   // Hands out what the body returns: a text, a reference, an array, a Boolean, a number, a record.
   template <class Result, class Body>
-  HRESULT give(const wchar_t* label, std::initializer_list<const void*> required, Result* result,
-               Body&& body) const noexcept {
+  HRESULT give(const wchar_t* label, RequiredPointers required, Result* result,
+               const Body& body) const noexcept {
     const auto giving = [&] { handOut(result, body()); };
-    return call(label, required, result, sizeof *result, giving);
+    return run(label, required, giving, {result, sizeof *result});
   }
-
- private:
-  template <class Body>
-  HRESULT call(const wchar_t* label, std::initializer_list<const void*> required, void* result,
-               size_t resultSize, Body& body) const noexcept {
-    const auto runBody = [](void* context) { (*static_cast<Body*>(context))(); };
-    return MemberCall{__uuidof(Interface),
-                      procedure(label),
-                      required,
-                      result,
-                      resultSize,
-                      runBody,
-                      const_cast<std::remove_const_t<Body>*>(&body)}
-        .run();
-  }
-
-  const wchar_t* className_;
 };
 
 }  // namespace zsupport

@@ -94,9 +94,8 @@ bool isListed(const std::string& path, DWORD attributes) {
 void makeFolderUnlessListed(std::wstring_view path) {
   const std::string folder = toAnsi(path);
   const std::string search = path.ends_with(kSeparator) ? folder + '*' : folder;
-  const bool exists = isListed(search, FILE_ATTRIBUTE_DIRECTORY) ||
-                      isListed(search, FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_HIDDEN) ||
-                      isListed(search, FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_SYSTEM);
+  const bool exists = isListed(search, 0) || isListed(search, FILE_ATTRIBUTE_HIDDEN) ||
+                      isListed(search, FILE_ATTRIBUTE_SYSTEM);
   if (!exists && !CreateDirectoryA(folder.c_str(), nullptr)) throw fileError();
 }
 

@@ -6,6 +6,6 @@
 
 namespace zsupport {
 
-inline constexpr MembersOf<_GZSupport> kSupport(L"GZSupport");
+inline constexpr MembersOf<_GZSupport> kSupport = {L"GZSupport"};
 
 }  // namespace zsupport

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 
+#include "automation/name_index.h"
 #include "companion/registry_object.h"
 #include "support/gzsupport.h"
 #include "support/member.h"
@@ -20,7 +21,6 @@ constexpr std::wstring_view kPolicyRoot = L"Software\\Policies\\Zarnow Instrumen
 
 // Without its case, a character is in these texts what it is to any language.
 bool isPlain(wchar_t c) { return c >= 0x20 && c < 0x7F; }
-wchar_t withoutCase(wchar_t c) { return c >= L'A' && c <= L'Z' ? c + (L'a' - L'A') : c; }
 
 // A comparison of texts. The platform's, which is slow, is asked only about characters that may be
 // equal to others.
@@ -28,7 +28,7 @@ bool isUnderCompanyRoot(std::wstring_view sectionKey) {
   const std::wstring_view start = sectionKey.substr(0, kCompanyRoot.size());
   if (std::all_of(start.begin(), start.end(), isPlain)) {
     return std::equal(start.begin(), start.end(), kCompanyRoot.begin(), kCompanyRoot.end(),
-                      [](wchar_t a, wchar_t b) { return withoutCase(a) == withoutCase(b); });
+                      [](wchar_t a, wchar_t b) { return lowerCase(a) == lowerCase(b); });
   }
   return sameTextIgnoringCase(Text(start).get(), Text(kCompanyRoot).get());
 }
@@ -83,17 +83,8 @@ LONG askForMode(const std::wstring& prompt) {
 }
 
 void chooseValueType(RegistryObject& registry, const VARIANT& value) {
-  switch (typeOf(value)) {
-    case VT_I2:
-    case VT_I4:
-    case VT_BOOL:
-    case VT_UI1:
-      return registry.ValueType(RegistryObject::kNumber);
-    case VT_DATE:
-    case VT_BSTR:
-      return registry.ValueType(RegistryObject::kText);
-    default:
-      return;
+  if (isOneOf<VT_I2, VT_I4, VT_BOOL, VT_UI1>(typeOf(value))) {
+    registry.ValueType(RegistryObject::kNumber);
   }
 }
 

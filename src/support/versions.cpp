@@ -39,24 +39,13 @@ const std::wstring& partAt(const std::vector<std::wstring>& parts, size_t index)
 // The mark of an alpha or beta build at the end of the last part, which loses it.
 LONG takeBuildMark(std::wstring& last) {
   if (last.empty()) return 0;
-  LONG mark = 0;
-  switch (nearestAnsiCode(last.back())) {
-    case 65:
-    case 97:
-    case 897:  // not 945, the letter that is written: deliberate
-      mark = kAlpha;
-      break;
-    case 66:
-    case 98:
-    case 223:
-    case 946:
-      mark = kBeta;
-      break;
-    default:
-      return 0;
-  }
+  const int code = nearestAnsiCode(last.back());
+  // Not 945, the letter that is written: deliberate.
+  const bool isAlpha = code == 65 || code == 97 || code == 897;
+  const bool isBeta = code == 66 || code == 98 || code == 223 || code == 946;
+  if (!isAlpha && !isBeta) return 0;
   last.pop_back();
-  return mark;
+  return isAlpha ? kAlpha : kBeta;
 }
 
 void removeAll(std::wstring& text, const std::wstring& what) {
