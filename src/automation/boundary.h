@@ -17,7 +17,10 @@ void checkCall(HRESULT result);
 
 // Null pointers that a caller passes are refused before anything else happens.
 using RequiredPointers = std::initializer_list<const void*>;
-void requirePointer(const void* pointer);
+[[noreturn]] void refuseNull();
+inline void requirePointer(const void* pointer) {
+  if (!pointer) refuseNull();
+}
 template <class... Pointers>
 void requirePointers(Pointers... pointers) {
   (requirePointer(pointers), ...);

@@ -3,8 +3,8 @@
 //   return kSupport.give(L"Function JoinLongs", {numbers, delimiter}, text,
 //                        [&] { return joined(*numbers, viewOf(*delimiter)); });
 //
-// Null pointers are refused before the frame, unrecorded. Then the result is emptied, and the body
-// runs in its error frame; what escapes that frame becomes HRESULT and error object. A member that
+// Null pointers are refused before the frame, unrecorded. In its error frame the result is emptied
+// and the body runs; what escapes that frame becomes HRESULT and error object. A member that
 // has no frame says so by running in atBoundary instead.
 #pragma once
 
@@ -21,15 +21,10 @@
 
 namespace zsupport {
 
-// Where a member's result goes; size 0: it has none.
-struct ResultPlace {
-  void* address = nullptr;
-  size_t size = 0;
-};
-
-// What surrounds every body, there once and not in each member.
+// What surrounds every body, there once and not in each member. The result's pointer is one more
+// that is required.
 HRESULT runMember(REFIID interfaceId, const Procedure& procedure, RequiredPointers required,
-                  ResultPlace result, void (*body)(const void*), const void* context) noexcept;
+                  RequiredPointers result, void (*body)(const void*), const void* context) noexcept;
 
 // Hands a value out through the pointer of a member, with whatever it owns.
 template <class Result, class Value>
@@ -55,7 +50,7 @@ struct MembersOf {
 
   template <class Body>
   HRESULT run(const wchar_t* label, RequiredPointers required, const Body& body,
-              ResultPlace result = {}) const noexcept {
+              RequiredPointers result = {}) const noexcept {
     const auto call = [](const void* context) { (*static_cast<const Body*>(context))(); };
     return runMember(__uuidof(Interface), procedure(label), required, result, call, &body);
   }
@@ -64,8 +59,11 @@ struct MembersOf {
   template <class Result, class Body>
   HRESULT give(const wchar_t* label, RequiredPointers required, Result* result,
                const Body& body) const noexcept {
-    const auto giving = [&] { handOut(result, body()); };
-    return run(label, required, giving, {result, sizeof *result});
+    const auto giving = [&] {
+      *result = {};
+      handOut(result, body());
+    };
+    return run(label, required, giving, {result});
   }
 };
 
