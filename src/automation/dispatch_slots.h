@@ -106,27 +106,21 @@ class Slot<VARIANT, use> {
 template <class Pointer, VARTYPE type>
 class ResultSlot {
   using T = std::remove_pointer_t<Pointer>;
+  using Content = std::conditional_t<std::is_enum_v<T>, LONG, T>;
   static constexpr bool agrees() {
     if constexpr (std::is_same_v<T, VARIANT>) {
       return type == VT_VARIANT;
-    } else if constexpr (std::is_enum_v<T>) {
-      return type == VT_I4;
     } else {
-      return type == Automation<T>::kType || (std::is_same_v<T, SHORT> && type == VT_I2);
+      return type == Automation<Content>::kType || (std::is_same_v<T, SHORT> && type == VT_I2);
     }
   }
   static_assert(agrees(), "the type library says otherwise");
 
  public:
-  ResultSlot() = default;
-  ResultSlot(const ResultSlot&) = delete;
-  ResultSlot& operator=(const ResultSlot&) = delete;
-
   Pointer pass() {
     if constexpr (std::is_same_v<T, VARIANT>) {
       return value_.inout();
     } else {
-      using Content = std::conditional_t<std::is_enum_v<T>, LONG, T>;
       V_VT(value_.inout()) = type;
       Content& place = Automation<Content>::in(*value_.inout());
       place = Content{};  // a member that fails early leaves it as it is

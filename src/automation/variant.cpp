@@ -38,6 +38,58 @@ HRESULT readDefault(IUnknown* object, VARIANT* value, LCID locale) {
                           &none, value, nullptr, nullptr);
 }
 
+bool isNumberOrDate(const VARIANT& value) {
+  return typeOf(value) == VT_DATE || (typeOf(value) != VT_BSTR && isNumeric(value));
+}
+
+// Whole numbers that the platform does not compare.
+bool isRefusedByVarCmp(VARTYPE type) {
+  return isOneOf<VT_I1, VT_UI2, VT_UI4, VT_UI8, VT_INT, VT_UINT>(type);
+}
+
+// A number to the last digit; false for what no whole number can equal.
+bool toExact(const VARIANT& number, DECIMAL& exact) {
+  constexpr double kTooLarge = 18'446'744'073'709'551'616.0;  // for every whole number's type
+  const VARTYPE type = typeOf(number);
+  if (type == VT_R4 || type == VT_R8 || type == VT_DATE) {
+    const double value = type == VT_R4 ? double{V_R4(&number)} : V_R8(&number);
+    if (std::trunc(value) != value || std::abs(value) >= kTooLarge) return false;
+    const HRESULT result = VarDecFromUI8(static_cast<ULONG64>(std::abs(value)), &exact);
+    exact.sign = value < 0 ? DECIMAL_NEG : 0;
+    return SUCCEEDED(result);
+  }
+  if (type == VT_UI8) return SUCCEEDED(VarDecFromUI8(V_UI8(&number), &exact));
+  if (isWhole(number)) return SUCCEEDED(VarDecFromI8(toLongLong(number), &exact));
+  Variant decimal;
+  const HRESULT result = changeType(decimal.inout(), number, LOCALE_USER_DEFAULT, VT_DECIMAL);
+  exact = V_DECIMAL(&decimal.get());
+  return SUCCEEDED(result);
+}
+
+std::optional<bool> compareNumbers(const VARIANT& a, const VARIANT& b) {
+  if (!isNumberOrDate(a) || !isNumberOrDate(b)) return std::nullopt;
+  if (isRefusedByVarCmp(typeOf(a)) || isRefusedByVarCmp(typeOf(b))) {
+    DECIMAL first, second;
+    return toExact(a, first) && toExact(b, second) &&
+           VarDecCmp(&first, &second) == static_cast<HRESULT>(VARCMP_EQ);
+  }
+  const HRESULT order =
+      VarCmp(const_cast<VARIANT*>(&a), const_cast<VARIANT*>(&b), LOCALE_USER_DEFAULT, 0);
+  if (FAILED(order)) return std::nullopt;
+  return order == static_cast<HRESULT>(VARCMP_EQ);
+}
+
+std::optional<bool> compareWithText(const VARIANT& text, const VARIANT& other) {
+  if (typeOf(other) == VT_BSTR) return viewOf(V_BSTR(&text)) == viewOf(V_BSTR(&other));
+  if (typeOf(other) == VT_EMPTY) return viewOf(V_BSTR(&text)).empty();
+  if (!isNumberOrDate(other)) return std::nullopt;
+  VARIANT number;
+  const bool isNumber =
+      isRefusedByVarCmp(typeOf(other)) ? toDecimal(text, number) : toNumber(text, number);
+  if (!isNumber) return false;
+  return compareNumbers(number, other);
+}
+
 }  // namespace
 
 HRESULT readValue(const VARIANT& source, Variant& holder, const VARIANT*& value, LCID locale) {
@@ -95,62 +147,6 @@ bool isNumeric(const VARIANT& value) {
   return isWhole(value) || isOneOf<VT_R4, VT_R8, VT_CY, VT_DECIMAL>(typeOf(value)) ||
          (typeOf(value) == VT_BSTR && toNumber(value, number));
 }
-
-namespace {
-
-bool isNumberOrDate(const VARIANT& value) {
-  return typeOf(value) == VT_DATE || (typeOf(value) != VT_BSTR && isNumeric(value));
-}
-
-// Whole numbers that the platform does not compare.
-bool isRefusedByVarCmp(VARTYPE type) {
-  return isOneOf<VT_I1, VT_UI2, VT_UI4, VT_UI8, VT_INT, VT_UINT>(type);
-}
-
-// A number to the last digit; false for what no whole number can equal.
-bool toExact(const VARIANT& number, DECIMAL& exact) {
-  constexpr double kTooLarge = 18'446'744'073'709'551'616.0;  // for every whole number's type
-  const VARTYPE type = typeOf(number);
-  if (type == VT_R4 || type == VT_R8 || type == VT_DATE) {
-    const double value = type == VT_R4 ? double{V_R4(&number)} : V_R8(&number);
-    if (std::trunc(value) != value || std::abs(value) >= kTooLarge) return false;
-    const HRESULT result = VarDecFromUI8(static_cast<ULONG64>(std::abs(value)), &exact);
-    exact.sign = value < 0 ? DECIMAL_NEG : 0;
-    return SUCCEEDED(result);
-  }
-  if (type == VT_UI8) return SUCCEEDED(VarDecFromUI8(V_UI8(&number), &exact));
-  if (isWhole(number)) return SUCCEEDED(VarDecFromI8(toLongLong(number), &exact));
-  Variant decimal;
-  const HRESULT result = changeType(decimal.inout(), number, LOCALE_USER_DEFAULT, VT_DECIMAL);
-  exact = V_DECIMAL(&decimal.get());
-  return SUCCEEDED(result);
-}
-
-std::optional<bool> compareNumbers(const VARIANT& a, const VARIANT& b) {
-  if (!isNumberOrDate(a) || !isNumberOrDate(b)) return std::nullopt;
-  if (isRefusedByVarCmp(typeOf(a)) || isRefusedByVarCmp(typeOf(b))) {
-    DECIMAL first, second;
-    return toExact(a, first) && toExact(b, second) &&
-           VarDecCmp(&first, &second) == static_cast<HRESULT>(VARCMP_EQ);
-  }
-  const HRESULT order =
-      VarCmp(const_cast<VARIANT*>(&a), const_cast<VARIANT*>(&b), LOCALE_USER_DEFAULT, 0);
-  if (FAILED(order)) return std::nullopt;
-  return order == static_cast<HRESULT>(VARCMP_EQ);
-}
-
-std::optional<bool> compareWithText(const VARIANT& text, const VARIANT& other) {
-  if (typeOf(other) == VT_BSTR) return viewOf(V_BSTR(&text)) == viewOf(V_BSTR(&other));
-  if (typeOf(other) == VT_EMPTY) return viewOf(V_BSTR(&text)).empty();
-  if (!isNumberOrDate(other)) return std::nullopt;
-  VARIANT number;
-  const bool isNumber =
-      isRefusedByVarCmp(typeOf(other)) ? toDecimal(text, number) : toNumber(text, number);
-  if (!isNumber) return false;
-  return compareNumbers(number, other);
-}
-
-}  // namespace
 
 std::optional<bool> compareEqual(const VARIANT& left, const VARIANT& right) {
   Variant leftHolder, rightHolder;

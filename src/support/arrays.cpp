@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "ZSupport_records.h"
-#include "automation/decimal_text.h"
 #include "automation/error.h"
+#include "automation/number_text.h"
 #include "automation/runtime_rules.h"
 #include "automation/safe_array.h"
 #include "automation/type_library.h"

@@ -116,6 +116,15 @@ void makeFolders(std::wstring_view path) {
   }
 }
 
+// A folder without flags and subfolder, through the object's own interface.
+HRESULT returnFolder(_GZSupport& support, const wchar_t* procName, LONG folder, BSTR* path) {
+  return kSupport.give(procName, {}, path, [&] {
+    Text result;
+    checkCall(support.GetFolderPath(&folder, nullptr, result.inout()));
+    return result;
+  });
+}
+
 }  // namespace
 
 HRESULT GZSupportObject::GetFolderPath(LONG* folder, BSTR subfolder, BSTR* path) {
@@ -129,19 +138,6 @@ HRESULT GZSupportObject::GetFolderPath(LONG* folder, BSTR subfolder, BSTR* path)
     return result;
   });
 }
-
-namespace {
-
-// A folder without flags and subfolder, through the object's own interface.
-HRESULT returnFolder(_GZSupport& support, const wchar_t* procName, LONG folder, BSTR* path) {
-  return kSupport.give(procName, {}, path, [&] {
-    Text result;
-    checkCall(support.GetFolderPath(&folder, nullptr, result.inout()));
-    return result;
-  });
-}
-
-}  // namespace
 
 HRESULT GZSupportObject::GetMyDocumentsPath(BSTR* path) {
   return returnFolder(*this, L"Function GetMyDocumentsPath", CSIDL_PERSONAL, path);

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "automation/ansi.h"
-#include "automation/decimal_text.h"
 #include "automation/error.h"
+#include "automation/number_text.h"
 #include "automation/runtime_rules.h"
 #include "support/gzsupport.h"
 #include "support/member.h"
