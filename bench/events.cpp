@@ -15,10 +15,11 @@ void hand(BareDispatch& client, DISPPARAMS& arguments) {
     require(VariantCopyInd(static_cast<VARIANT*>(array->pvData) + i,
                            &arguments.rgvarg[arguments.cArgs - 1 - i]));
   }
-  VARIANT byReference = variant(LONG{0});
+  VARIANT byReference = valueOf(LONG{0});
   V_VT(&byReference) = VT_BYREF | VT_ARRAY | VT_VARIANT;
   V_ARRAYREF(&byReference) = &array;
-  VARIANT lastFirst[] = {byReference, variant(LONG{2}), variant(&client), variant(LONG{1})};
+  VARIANT lastFirst[] = {byReference, valueOf(LONG{2}), valueOf<IDispatch*>(&client),
+                         valueOf(LONG{1})};
   DISPPARAMS parameters = {lastFirst, nullptr, 4, 0};
   client.Invoke(1, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, nullptr, nullptr,
                 nullptr);
@@ -38,7 +39,7 @@ void oneEvent(Report& report) {
   named.add(&byName);
   require(heard.z->put_UseDISPID(VARIANT_TRUE));
   const BSTR text = SysAllocString(L"an argument");
-  VARIANT values[] = {variant(LONG{1}), variant(text), variant(LONG{3})};
+  VARIANT values[] = {valueOf(LONG{1}), valueOf(text), valueOf(LONG{3})};
   for (const UINT count : {0u, 1u, 3u}) {
     DISPPARAMS arguments = {values, nullptr, count, 0};
     const std::string with = std::to_string(count) + " arguments";

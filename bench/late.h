@@ -6,26 +6,13 @@
 #include <vector>
 
 #include "ZSupport.h"
+#include "automation/variant.h"
+#include "events/connection.h"
 #include "measure.h"
 
-inline VARIANT variant(LONG number) {
-  VARIANT value;
-  V_VT(&value) = VT_I4;
-  V_I4(&value) = number;
-  return value;
-}
-inline VARIANT variant(BSTR text) {
-  VARIANT value;
-  V_VT(&value) = VT_BSTR;
-  V_BSTR(&value) = text;
-  return value;
-}
-inline VARIANT variant(IDispatch* object) {
-  VARIANT value;
-  V_VT(&value) = VT_DISPATCH;
-  V_DISPATCH(&value) = object;
-  return value;
-}
+using zsupport::kNoEvents;
+using zsupport::valueOf;
+
 inline VARIANT missing() {
   VARIANT value;
   V_VT(&value) = VT_ERROR;
@@ -104,7 +91,7 @@ class Both {
   _Zollection* const z = create<_Zollection>(L"ZSupport.Zollection");
   IDispatch* const dictionary = create<IDispatch>(L"Scripting.Dictionary");
   IDispatch* const item = create<IDispatch>(L"ZSupport.Zollection");
-  const BSTR noEvents = SysAllocString(L"{00000000-0000-0000-0000-000000000000}");
+  const BSTR noEvents = SysAllocString(kNoEvents);
   const Member add{z, L"Add", DISPATCH_METHOD}, addPeer{dictionary, L"Add", DISPATCH_METHOD};
   const Member get{z, L"Item", DISPATCH_PROPERTYGET},
       getPeer{dictionary, L"Item", DISPATCH_PROPERTYGET};
@@ -124,10 +111,10 @@ class Both {
     z->Release();
   }
   void fill(const std::vector<BSTR>& keys) const {
-    for (const BSTR key : keys) add({variant(key), variant(noEvents), variant(item)});
+    for (const BSTR key : keys) add({valueOf(key), valueOf(noEvents), valueOf(item)});
   }
   void fillPeer(const std::vector<BSTR>& keys) const {
-    for (const BSTR key : keys) addPeer({variant(item), variant(key)});
+    for (const BSTR key : keys) addPeer({valueOf(item), valueOf(key)});
   }
   void clear() const { require(z->Clear()); }
   void clearPeer() const { removeAllPeer({}); }
@@ -136,6 +123,6 @@ class Both {
 // Calls a member with each of some keys.
 inline Work eachOf(const std::vector<BSTR>& keys, const Member& member) {
   return {[&] {
-    for (const BSTR key : keys) member({variant(key)});
+    for (const BSTR key : keys) member({valueOf(key)});
   }};
 }

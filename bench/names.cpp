@@ -55,10 +55,10 @@ void benchNames(Report& report) {
   report.row("names Add, After, Key", 2'000, asking(both.z, {L"Add", L"After", L"Key"}), peer,
              0.25);
   report.row("keyed hit, its name asked for", 1'000, {[&] {
-               for (const BSTR key : keys.all()) both.get.byName({variant(key)});
+               for (const BSTR key : keys.all()) both.get.byName({valueOf(key)});
              }},
              {[&] {
-               for (const BSTR key : keys.all()) both.getPeer.byName({variant(key)});
+               for (const BSTR key : keys.all()) both.getPeer.byName({valueOf(key)});
              }},
              0.35);
   support->Release();

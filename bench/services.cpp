@@ -37,12 +37,12 @@ void settings(Report& report) {
   auto* const support = create<_GZSupport>(L"ZSupport.GZSupport");
   BSTR section = SysAllocString(kSection), name = SysAllocString(L"Number");
   BSTR prompt = SysAllocString(L"this");
-  VARIANT preset = variant(LONG{-1});
+  VARIANT preset = valueOf(LONG{-1});
   LONG number = 0;
   report.row(
       "WriteRegistryValue", kCalls, {[&] {
         for (int i = 0; i < kCalls; ++i) {
-          VARIANT value = variant(++number);
+          VARIANT value = valueOf(++number);
           LONG mode = rwm_User;
           require(support->WriteRegistryValue(&name, &value, &preset, &mode, &section, &prompt));
         }

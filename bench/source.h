@@ -121,7 +121,7 @@ class Heard {
     SysFreeString(source);
   }
   void addUnconnected(int count, IDispatch* item) const {
-    for (int i = 0; i < count; ++i) add(item, L"{00000000-0000-0000-0000-000000000000}");
+    for (int i = 0; i < count; ++i) add(item, kNoEvents);
   }
 
  private:

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "ZSupport.h"
+#include "events/connection.h"
 
 namespace {
 
@@ -154,7 +155,7 @@ int main(int argc, char** argv) {
   scene.z = make<_Zollection>(library, __uuidof(Zollection), &scene.factory);
   scene.support = make<_GZSupport>(library, __uuidof(GZSupport));
   scene.item = make<_Zollection>(library, __uuidof(Zollection));
-  scene.noEvents = SysAllocString(L"{00000000-0000-0000-0000-000000000000}");
+  scene.noEvents = SysAllocString(zsupport::kNoEvents);
   scene.text = SysAllocString(L"C:\\no such folder\\no such file");
   for (Caller& caller : callers) {
     caller.begin = CreateEventW(nullptr, TRUE, FALSE, nullptr);

@@ -154,7 +154,7 @@ TEST_F(Settings, ComeBackInTheTypeOfTheirKind) {
     Variant found, asText;
     EXPECT_EQ(S_OK, get(found, valueOfType(VT_NULL)));
     EXPECT_EQ(type, V_VT(&found.get()));
-    EXPECT_EQ(S_OK, VariantChangeType(asText.put(), found.operator->(), 0, VT_BSTR));
+    EXPECT_EQ(S_OK, VariantChangeType(asText.put(), found.inout(), 0, VT_BSTR));
     EXPECT_EQ(shown, V_BSTR(&asText.get()));
   }
 }

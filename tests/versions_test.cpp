@@ -88,7 +88,7 @@ TEST_F(Versions, TravelThroughLateBindingAsRecords) {
   const Text text(L"1.2.0.5RC3");
   Call stamp(support.get(), L"VersionStamp", {textValue(text)});
   ASSERT_EQ(S_OK, stamp.result);
-  VARIANT& record = *stamp.value.operator->();
+  VARIANT& record = *stamp.value.inout();
   ASSERT_EQ(VT_RECORD, V_VT(&record));
   EXPECT_EQ(19, static_cast<VersionStampRecord*>(V_RECORD(&record))->ReleaseType);
 

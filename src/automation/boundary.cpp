@@ -54,8 +54,6 @@ void checkCall(HRESULT result) {
   throw error;
 }
 
-void requirePointer(const void* pointer) {
-  if (!pointer) throw makeError(E_POINTER);
-}
+void refuseNull() { throw makeError(E_POINTER); }
 
 }  // namespace zsupport

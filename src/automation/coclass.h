@@ -17,12 +17,41 @@ HRESULT classInfoOf(REFCLSID classId, ITypeInfo** info) noexcept;
 // IID_NULL: a class without events.
 HRESULT sourceGuidOf(REFIID sourceInterface, DWORD kind, GUID* guid) noexcept;
 
-// Base of a coclass: Class is the class itself, Default its dual default interface, Source its
-// event interface, Others its further interfaces. Class has a static
-// members(), the table of Default, and may define onFinalRelease(), which runs
-// while the object is still whole and may be called back.
+// The face of a table of members to late-bound callers: Class::members() is the table of Interface.
+template <class Class, class Interface>
+class DispatchFace : public Interface {
+ public:
+  // IDispatch
+  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
+    if (!count) return E_POINTER;
+    *count = 1;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID, ITypeInfo** info) override {
+    return Class::members().typeInfo(index, info);
+  }
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID,
+                                          DISPID* ids) override {
+    return Class::members().idsOfNames(names, count, ids);
+  }
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID reserved, LCID locale, WORD flags,
+                                   DISPPARAMS* arguments, VARIANT* result, EXCEPINFO* exception,
+                                   UINT* badArgument) override {
+    return Class::members().invoke(static_cast<Interface*>(this), member, reserved, locale, flags,
+                                   arguments, result, exception, badArgument);
+  }
+
+ protected:
+  DispatchFace() = default;
+  ~DispatchFace() = default;
+};
+
+// Base of a coclass: Class is the class itself, CoClassTag what the generated header names the
+// coclass by (it carries the class id), Default its dual default interface, Source its event
+// interface, Others its further interfaces. Class has a static members(), the table of Default, and
+// may define onFinalRelease(), which runs while the object is still whole and may be called back.
 template <class Class, class CoClassTag, class Default, class Source, class... Others>
-class CoClass : public Default,
+class CoClass : public DispatchFace<Class, Default>,
                 public Others...,
                 public IProvideClassInfo2,
                 public ISupportErrorInfo,
@@ -57,26 +86,6 @@ class CoClass : public Default,
       return 0;
     }
     return static_cast<ULONG>(left);
-  }
-
-  // IDispatch
-  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
-    if (!count) return E_POINTER;
-    *count = 1;
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID, ITypeInfo** info) override {
-    return Class::members().typeInfo(index, info);
-  }
-  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID,
-                                          DISPID* ids) override {
-    return Class::members().idsOfNames(names, count, ids);
-  }
-  HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID reserved, LCID locale, WORD flags,
-                                   DISPPARAMS* arguments, VARIANT* result, EXCEPINFO* exception,
-                                   UINT* badArgument) override {
-    return Class::members().invoke(static_cast<Default*>(this), member, reserved, locale, flags,
-                                   arguments, result, exception, badArgument);
   }
 
   // IProvideClassInfo2

@@ -17,19 +17,14 @@ void givePoint(const ComPtr<IConnectionPoint>& held, IConnectionPoint** handed) 
   *handed = ComPtr(held).detach();
 }
 
-struct Connection {
-  ComPtr<IUnknown> sink;
-  DWORD cookie;
-};
-
-void giveConnection(const Connection& held, CONNECTDATA* handed) {
+void giveConnection(const ConnectionPoint::Client& held, CONNECTDATA* handed) {
   *handed = {ComPtr(held.sink).detach(), held.cookie};
 }
 
 using PointEnumerator = SnapshotEnumerator<IEnumConnectionPoints, ComPtr<IConnectionPoint>,
                                            IConnectionPoint*, givePoint>;
 using ConnectionEnumerator =
-    SnapshotEnumerator<IEnumConnections, Connection, CONNECTDATA, giveConnection>;
+    SnapshotEnumerator<IEnumConnections, ConnectionPoint::Client, CONNECTDATA, giveConnection>;
 
 }  // namespace
 
@@ -44,12 +39,8 @@ HRESULT ConnectionPoint::findFor(REFIID eventInterface, IConnectionPoint** point
 HRESULT ConnectionPoint::enumerate(IEnumConnectionPoints** points) noexcept {
   if (!points) return E_POINTER;
   *points = nullptr;
-  try {
-    *points = new PointEnumerator({ComPtr<IConnectionPoint>(this)});
-    return S_OK;
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
-  }
+  return unlessOutOfMemory(
+      [&] { *points = new PointEnumerator({ComPtr<IConnectionPoint>(this)}); });
 }
 
 void ConnectionPoint::fire(DISPID event, std::span<const VARIANTARG> arguments, Admits admits,
@@ -112,13 +103,10 @@ HRESULT ConnectionPoint::Advise(IUnknown* client, DWORD* cookie) {
   auto sink = ComPtr<IDispatch>::from(client, eventInterface_);
   if (!sink) sink = ComPtr<IDispatch>::from(client);
   if (!sink) return CONNECT_E_CANNOTCONNECT;
-  try {
+  return unlessOutOfMemory([&] {
     clients_.push_back({std::move(sink), lastCookie_ + 1});
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
-  }
-  *cookie = ++lastCookie_;
-  return S_OK;
+    *cookie = ++lastCookie_;
+  });
 }
 
 HRESULT ConnectionPoint::Unadvise(DWORD cookie) {
@@ -132,16 +120,7 @@ HRESULT ConnectionPoint::Unadvise(DWORD cookie) {
 HRESULT ConnectionPoint::EnumConnections(IEnumConnections** connections) {
   if (!connections) return E_POINTER;
   *connections = nullptr;
-  try {
-    std::vector<Connection> list;
-    for (const Client& client : clients_) {
-      list.push_back({ComPtr<IUnknown>(client.sink.get()), client.cookie});
-    }
-    *connections = new ConnectionEnumerator(std::move(list));
-    return S_OK;
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
-  }
+  return unlessOutOfMemory([&] { *connections = new ConnectionEnumerator(clients_); });
 }
 
 ConnectionPoint::Clients::iterator ConnectionPoint::firstAfter(DWORD cookie) {

@@ -49,12 +49,12 @@ class ConnectionPoint final : public IConnectionPoint {
   HRESULT STDMETHODCALLTYPE Unadvise(DWORD cookie) override;
   HRESULT STDMETHODCALLTYPE EnumConnections(IEnumConnections** connections) override;
 
- private:
   struct Client {
     ComPtr<IDispatch> sink;
     DWORD cookie;
   };
 
+ private:
   using Clients = std::vector<Client>;
   // In the order of connecting, which is that of the cookies.
   Clients::iterator find(DWORD cookie);

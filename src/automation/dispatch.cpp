@@ -5,149 +5,12 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
-#include <new>
 
 #include "automation/boundary.h"
 #include "automation/com_ptr.h"
 #include "automation/type_library.h"
 
 namespace zsupport {
-namespace dispatch_detail {
-namespace {
-
-constexpr int kDeepest = 16;  // a variable may refer to itself
-
-size_t sizeOfType(VARTYPE type) {
-  if (type & VT_ARRAY) return sizeof(SAFEARRAY*);
-  switch (type) {
-    case VT_I1:
-    case VT_UI1:
-      return 1;
-    case VT_I2:
-    case VT_UI2:
-    case VT_BOOL:
-      return 2;
-    case VT_I4:
-    case VT_UI4:
-    case VT_INT:
-    case VT_UINT:
-    case VT_R4:
-    case VT_ERROR:
-    case VT_BSTR:
-    case VT_DISPATCH:
-    case VT_UNKNOWN:
-      return 4;
-    case VT_I8:
-    case VT_UI8:
-    case VT_R8:
-    case VT_CY:
-    case VT_DATE:
-      return 8;
-    default:
-      return 0;
-  }
-}
-
-}  // namespace
-
-const VARIANT* variableOf(const VARIANT* argument) {
-  for (int depth = 0; typeOf(*argument) == (VT_BYREF | VT_VARIANT); ++depth) {
-    argument = V_VARIANTREF(argument);
-    if (!argument || depth == kDeepest) return nullptr;
-  }
-  return argument;
-}
-
-HRESULT borrow(VARIANT& value, const VARIANT& argument) {
-  const VARIANT* const variable = variableOf(&argument);
-  if (!variable) return DISP_E_TYPEMISMATCH;
-  if (!(typeOf(*variable) & VT_BYREF)) {
-    value = *variable;
-    return S_OK;
-  }
-  const void* const place = V_BYREF(variable);
-  const auto type = static_cast<VARTYPE>(typeOf(*variable) & ~VT_BYREF);
-  if (!place) return DISP_E_TYPEMISMATCH;
-  VariantInit(&value);
-  if (type == VT_RECORD) {
-    value = *variable;
-  } else if (type == VT_DECIMAL) {
-    V_DECIMAL(&value) = *static_cast<const DECIMAL*>(place);
-  } else {
-    const size_t size = sizeOfType(type);
-    if (size == 0) return DISP_E_BADVARTYPE;
-    std::memcpy(&V_UI1(&value), place, size);
-  }
-  V_VT(&value) = type;
-  return S_OK;
-}
-
-HRESULT convertTo(VARIANT& copy, const VARIANT& argument, VARTYPE type, LCID locale) {
-  VARIANT value;
-  const HRESULT borrowed = borrow(value, argument);
-  if (FAILED(borrowed)) return borrowed;
-  if (typeOf(value) == type) return VariantCopy(&copy, &value);
-  return changeType(&copy, value, locale, type);
-}
-
-HRESULT makeDefault(VARIANT& copy, const Default* preset, VARTYPE type) {
-  if (!preset) return DISP_E_PARAMNOTOPTIONAL;
-  V_VT(&copy) = type == VT_VARIANT ? preset->type : type;
-  if (preset->text) {
-    V_BSTR(&copy) = SysAllocString(preset->text);
-    return V_BSTR(&copy) ? S_OK : E_OUTOFMEMORY;
-  }
-  V_I4(&copy) = preset->number;  // a Boolean is its lower half
-  return S_OK;
-}
-
-HRESULT storeIn(const VARIANT& argument, const VARIANT& value, LCID locale) {
-  auto* const variable = const_cast<VARIANT*>(variableOf(&argument));
-  if (!variable) return DISP_E_TYPEMISMATCH;
-  if (!(typeOf(*variable) & VT_BYREF)) {
-    return variable == &argument ? S_OK : VariantCopy(variable, const_cast<VARIANT*>(&value));
-  }
-  if (!V_BYREF(variable)) return DISP_E_TYPEMISMATCH;
-  Variant converted;
-  const auto own = static_cast<VARTYPE>(typeOf(*variable) & ~VT_BYREF);
-  const HRESULT result = convertTo(*converted.operator->(), value, own, locale);
-  if (FAILED(result)) return result;
-  if (own == VT_DECIMAL) {
-    *V_DECIMALREF(variable) = V_DECIMAL(&converted.get());
-    V_DECIMALREF(variable)->wReserved = 0;
-    return S_OK;
-  }
-  // Swapped, so that what the variable held is freed with the copy.
-  const size_t size = sizeOfType(own);
-  std::byte old[8];
-  std::memcpy(old, V_BYREF(variable), size);
-  std::memcpy(V_BYREF(variable), &V_UI1(converted.operator->()), size);
-  std::memcpy(&V_UI1(converted.operator->()), old, size);
-  return S_OK;
-}
-
-void* recordIn(const VARIANT& variable, REFGUID id) {
-  if ((typeOf(variable) & ~VT_BYREF) != VT_RECORD || !V_RECORDINFO(&variable)) return nullptr;
-  GUID own;
-  return SUCCEEDED(V_RECORDINFO(&variable)->GetGuid(&own)) && own == id ? V_RECORD(&variable)
-                                                                        : nullptr;
-}
-
-HRESULT makeRecord(VARIANT& value, REFGUID id, const void* content, size_t size) {
-  return atBoundary(IID_NULL, [&] {
-    ComPtr<IRecordInfo> info = recordInfoOf(id);
-    void* const record = info->RecordCreate();
-    if (!record) throw std::bad_alloc();
-    std::memcpy(record, content, size);
-    V_RECORD(&value) = record;
-    V_RECORDINFO(&value) = info.detach();
-    V_VT(&value) = VT_RECORD;
-  });
-}
-
-}  // namespace dispatch_detail
-
 namespace {
 
 bool isOmitted(const VARIANTARG& argument) {
@@ -235,12 +98,11 @@ bool MemberTable::knows(LPOLESTR* names, UINT count, DISPID* ids) const {
   ids[0] = members_[*place].id;
   const auto parameters = members_[*place].parameterNames;
   for (UINT i = 1; i < count; ++i) {
-    size_t position = 0;
-    while (position < parameters.size() &&
-           !(names[i] && isSameName(parameters[position], names[i])))
-      ++position;
-    if (position == parameters.size()) return false;
-    ids[i] = static_cast<DISPID>(position);
+    const auto position = std::ranges::find_if(parameters, [&](const wchar_t* parameter) {
+      return names[i] && isSameName(parameter, names[i]);
+    });
+    if (position == parameters.end()) return false;
+    ids[i] = static_cast<DISPID>(position - parameters.begin());
   }
   return true;
 }

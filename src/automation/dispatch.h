@@ -215,7 +215,9 @@ class Thunk {
       typename decltype(resultSlot())::type result;
       outcome = (self->*callee)(std::get<i>(slots).pass()..., result.pass());
       outcome = finish();
-      return FAILED(outcome) ? outcome : result.handOver(invocation.result);
+      // Callers may not want the result.
+      const bool isWanted = SUCCEEDED(outcome) && invocation.result;
+      return isWanted ? result.handOver(*invocation.result) : outcome;
     } else {
       outcome = (self->*callee)(std::get<i>(slots).pass()...);
       return finish();

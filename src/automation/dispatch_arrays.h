@@ -54,10 +54,9 @@ template <VARTYPE type>
 class ArrayResultSlot {
  public:
   SAFEARRAY** pass() { return array_.inout(); }
-  HRESULT handOver(VARIANT* result) {
-    if (!result) return S_OK;
-    V_VT(result) = type;
-    V_ARRAY(result) = array_.detach();
+  HRESULT handOver(VARIANT& result) {
+    V_VT(&result) = type;
+    V_ARRAY(&result) = array_.detach();
     return S_OK;
   }
 

@@ -13,38 +13,18 @@ namespace zsupport {
 
 // By reference, for a method that reads.
 template <class T>
-requires requires { dispatch_detail::Automation<T>::kType; }
-class Slot<T*, Use::kRead> {
-  using Type = dispatch_detail::Automation<T>;
-
+requires requires { Automation<T>::kType; }
+class Slot<T*, Use::kRead> : public ReadSlot<T, true> {
  public:
-  static constexpr VARTYPE kType = Type::kType | VT_BYREF;
-
-  HRESULT load(const VARIANT* argument, const Default* preset, LCID locale) {
-    if (!argument) return copy_.make(preset);
-    const VARTYPE type = typeOf(*argument);
-    if (type == Type::kType) {
-      passed_ = &Type::in(const_cast<VARIANT&>(*argument));
-    } else if (type == kType && V_BYREF(argument)) {
-      passed_ = static_cast<T*>(V_BYREF(argument));
-    } else {
-      return copy_.make(*argument, locale);
-    }
-    return S_OK;
-  }
-  T* pass() { return passed_ ? passed_ : &copy_.get(); }
-  HRESULT store(LCID) { return S_OK; }
-
- private:
-  T* passed_ = nullptr;  // in the caller's variable or arguments
-  dispatch_detail::ReadCopy<T> copy_;
+  static constexpr VARTYPE kType = Automation<T>::kType | VT_BYREF;
+  T* pass() { return this->place(); }
 };
 
 // By reference, for a method that writes.
 template <class T, Use use>
-requires requires { dispatch_detail::Automation<T>::kType; }
+requires requires { Automation<T>::kType; }
 class Slot<T*, use> {
-  using Type = dispatch_detail::Automation<T>;
+  using Type = Automation<T>;
 
  public:
   static constexpr VARTYPE kType = Type::kType | VT_BYREF;
@@ -57,7 +37,7 @@ class Slot<T*, use> {
     }
     argument_ = argument;
     const HRESULT converted = dispatch_detail::convertTo(copy(), *argument, Type::kType, locale);
-    return SUCCEEDED(converted) ? VariantCopy(before_.operator->(), &copy()) : converted;
+    return SUCCEEDED(converted) ? VariantCopy(before_.inout(), &copy()) : converted;
   }
   T* pass() { return passed_ ? passed_ : &Type::in(copy()); }
   HRESULT store(LCID locale) {
@@ -66,14 +46,14 @@ class Slot<T*, use> {
   }
 
  private:
-  VARIANT& copy() { return *copy_.operator->(); }
+  VARIANT& copy() { return *copy_.inout(); }
   bool isWritten() {
     if constexpr (use == Use::kAnswer) {
       return true;
     } else if constexpr (std::is_same_v<T, BSTR>) {
       return viewOf(V_BSTR(&copy())) != viewOf(V_BSTR(&before_.get()));
     } else {
-      return Type::in(copy()) != Type::in(*before_.operator->());
+      return Type::in(copy()) != Type::in(*before_.inout());
     }
   }
 
@@ -97,15 +77,15 @@ class Slot<VARIANT*, use> {
   static constexpr VARTYPE kType = VT_VARIANT | VT_BYREF;
 
   HRESULT load(const VARIANT* argument, const Default* preset, LCID) {
-    if (!argument) return dispatch_detail::makeDefault(*copy_.operator->(), preset, VT_VARIANT);
+    if (!argument) return dispatch_detail::makeDefault(*copy_.inout(), preset, VT_VARIANT);
     const VARIANT* const variable = dispatch_detail::variableOf(argument);
     if (!variable) return DISP_E_TYPEMISMATCH;
     const bool isPlain = use == Use::kRead && !(typeOf(*argument) & VT_BYREF);
-    if (variable == argument && !isPlain) return copyIndirect(copy_.operator->(), *argument);
+    if (variable == argument && !isPlain) return copyIndirect(copy_.inout(), *argument);
     passed_ = const_cast<VARIANT*>(variable);
     return S_OK;
   }
-  VARIANT* pass() { return passed_ ? passed_ : copy_.operator->(); }
+  VARIANT* pass() { return passed_ ? passed_ : copy_.inout(); }
   HRESULT store(LCID) { return S_OK; }
 
  private:
@@ -118,13 +98,8 @@ struct DateValue {
   DATE days;
   bool operator==(const DateValue&) const = default;
 };
-namespace dispatch_detail {
 template <>
-struct Automation<DateValue> {
-  static constexpr VARTYPE kType = VT_DATE;
-  static DateValue& in(VARIANT& value) { return reinterpret_cast<DateValue&>(V_DATE(&value)); }
-};
-}  // namespace dispatch_detail
+struct Automation<DateValue> : AutomationType<DateValue, VT_DATE> {};
 template <Use use>
 class DateSlot : public Slot<DateValue*, use> {
  public:

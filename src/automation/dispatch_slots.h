@@ -16,7 +16,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "automation/variant.h"
+#include "automation/dispatch_values.h"
 
 namespace zsupport {
 
@@ -24,149 +24,39 @@ namespace zsupport {
 // value is another), or writes it always, perhaps with the value that was there.
 enum class Use { kRead, kChange, kAnswer };
 
-// What an omitted parameter gets.
-struct Default {
-  VARTYPE type;  // VT_ERROR: nothing, the method sees a missing VARIANT
-  LONG number = 0;
-  const wchar_t* text = nullptr;
-};
+// What a method only reads. By reference it gets the caller's own variable where that has the type.
+template <class T, bool byReference>
+class ReadSlot {
+  using Type = Automation<T>;
 
-// The records that members take: specialised with kId, the record's id in the type library.
-template <class T>
-struct RecordId;
-
-namespace dispatch_detail {
-
-template <class T>
-concept IsRecord = requires {
-  RecordId<T>::kId;
-};
-
-// The record that an argument holds or refers to; null when it is none of that id.
-void* recordIn(const VARIANT& variable, REFGUID id);
-// A record of that id in an empty variable.
-HRESULT makeRecord(VARIANT& value, REFGUID id, const void* content, size_t size);
-
-// The C++ types that automation knows, with their place in a VARIANT.
-template <class T>
-struct Automation;
-template <>
-struct Automation<LONG> {
-  static constexpr VARTYPE kType = VT_I4;
-  static LONG& in(VARIANT& value) { return V_I4(&value); }
-};
-template <>
-struct Automation<VARIANT_BOOL> {
-  static constexpr VARTYPE kType = VT_BOOL;
-  static VARIANT_BOOL& in(VARIANT& value) { return V_BOOL(&value); }
-};
-template <>
-struct Automation<double> {
-  static constexpr VARTYPE kType = VT_R8;
-  static double& in(VARIANT& value) { return V_R8(&value); }
-};
-template <>
-struct Automation<BSTR> {
-  static constexpr VARTYPE kType = VT_BSTR;
-  static BSTR& in(VARIANT& value) { return V_BSTR(&value); }
-};
-template <>
-struct Automation<IDispatch*> {
-  static constexpr VARTYPE kType = VT_DISPATCH;
-  static IDispatch*& in(VARIANT& value) { return V_DISPATCH(&value); }
-};
-template <>
-struct Automation<IUnknown*> {
-  static constexpr VARTYPE kType = VT_UNKNOWN;
-  static IUnknown*& in(VARIANT& value) { return V_UNKNOWN(&value); }
-};
-
-// To late-bound callers, an enumerator is an object of unknown kind.
-template <>
-struct Automation<IEnumVARIANT*> {
-  static constexpr VARTYPE kType = VT_UNKNOWN;
-  static IEnumVARIANT*& in(VARIANT& value) {
-    return reinterpret_cast<IEnumVARIANT*&>(V_UNKNOWN(&value));
-  }
-};
-
-// The argument or, when it refers to a caller's VARIANT, that variable.
-const VARIANT* variableOf(const VARIANT* argument);
-
-// The value that an argument stands for, without a copy: it owns nothing.
-HRESULT borrow(VARIANT& value, const VARIANT& argument);
-
-// A converted copy in an initialised variable.
-HRESULT convertTo(VARIANT& copy, const VARIANT& argument, VARTYPE type, LCID locale);
-HRESULT makeDefault(VARIANT& copy, const Default* preset, VARTYPE type);
-
-// Stores a value in the variable that an argument refers to: as it is in a VARIANT, converted in a
-// typed variable. A mere value has no place for it.
-HRESULT storeIn(const VARIANT& argument, const VARIANT& value, LCID locale);
-
-// A converted copy for a method that only reads it.
-template <class T>
-class ReadCopy {
  public:
-  HRESULT make(const VARIANT& argument, LCID locale) {
-    return convertTo(*copy_.operator->(), argument, Automation<T>::kType, locale);
+  HRESULT load(const VARIANT* argument, const Default* preset, LCID locale) {
+    if (!argument) return copy_.make(preset);
+    if (typeOf(*argument) == Type::kType) {
+      passed_ = &Type::in(const_cast<VARIANT&>(*argument));
+    } else if (byReference && typeOf(*argument) == (Type::kType | VT_BYREF) && V_BYREF(argument)) {
+      passed_ = static_cast<T*>(V_BYREF(argument));
+    } else {
+      return copy_.make(*argument, locale);
+    }
+    return S_OK;
   }
-  HRESULT make(const Default* preset) {
-    return makeDefault(*copy_.operator->(), preset, Automation<T>::kType);
-  }
-  T& get() { return Automation<T>::in(*copy_.operator->()); }
+  HRESULT store(LCID) { return S_OK; }
+
+ protected:
+  T* place() { return passed_ ? passed_ : &copy_.get(); }
 
  private:
-  Variant copy_;
+  T* passed_ = nullptr;  // in the caller's variable or arguments
+  dispatch_detail::ReadCopy<T> copy_;
 };
-
-// A text stays a text, and a short one costs no memory.
-template <>
-class ReadCopy<BSTR> {
- public:
-  HRESULT make(const VARIANT& argument, LCID locale) {
-    VARIANT value;
-    const HRESULT borrowed = borrow(value, argument);
-    if (FAILED(borrowed)) return borrowed;
-    if (typeOf(value) == VT_BSTR) return text_.assign(V_BSTR(&value));
-    const HRESULT converted = changeType(copy_.operator->(), value, locale, VT_BSTR);
-    text_.borrow(V_BSTR(&copy_.get()));
-    return converted;
-  }
-  HRESULT make(const Default* preset) {
-    const HRESULT made = makeDefault(*copy_.operator->(), preset, VT_BSTR);
-    text_.borrow(V_BSTR(&copy_.get()));
-    return made;
-  }
-  BSTR& get() { return text_.get(); }
-
- private:
-  Variant copy_;
-  TextCopy text_;
-};
-
-}  // namespace dispatch_detail
 
 // By value.
 template <class T, Use use = Use::kRead>
-class Slot {
-  using Type = dispatch_detail::Automation<T>;
-
+class Slot : public ReadSlot<T, false> {
  public:
-  static constexpr VARTYPE kType = Type::kType;
-
-  HRESULT load(const VARIANT* argument, const Default* preset, LCID locale) {
-    if (!argument) return copy_.make(preset);
-    if (typeOf(*argument) != kType) return copy_.make(*argument, locale);
-    passed_ = &Type::in(const_cast<VARIANT&>(*argument));
-    return S_OK;
-  }
-  T pass() { return passed_ ? *passed_ : copy_.get(); }
-  HRESULT store(LCID) { return S_OK; }
-
- private:
-  const T* passed_ = nullptr;  // in the caller's arguments
-  dispatch_detail::ReadCopy<T> copy_;
+  static constexpr VARTYPE kType = Automation<T>::kType;
+  T pass() { return *this->place(); }
 };
 
 // An enumeration by value is a Long.
@@ -185,7 +75,7 @@ class Slot<VARIANT, use> {
 
   HRESULT load(const VARIANT* argument, const Default* preset, LCID) {
     if (!argument) {
-      const HRESULT made = dispatch_detail::makeDefault(*copy_.operator->(), preset, VT_VARIANT);
+      const HRESULT made = dispatch_detail::makeDefault(*copy_.inout(), preset, VT_VARIANT);
       passed_ = copy_.get();
       return made;
     }
@@ -195,7 +85,7 @@ class Slot<VARIANT, use> {
     }
     // Texts are what is referred to most: keys.
     if (FAILED(dispatch_detail::borrow(passed_, *argument)) || typeOf(passed_) != VT_BSTR) {
-      const HRESULT copied = copyIndirect(copy_.operator->(), *argument);
+      const HRESULT copied = copyIndirect(copy_.inout(), *argument);
       passed_ = copy_.get();
       return copied;
     }
@@ -216,41 +106,29 @@ class Slot<VARIANT, use> {
 template <class Pointer, VARTYPE type>
 class ResultSlot {
   using T = std::remove_pointer_t<Pointer>;
+  using Content = std::conditional_t<std::is_enum_v<T>, LONG, T>;
   static constexpr bool agrees() {
     if constexpr (std::is_same_v<T, VARIANT>) {
       return type == VT_VARIANT;
-    } else if constexpr (std::is_enum_v<T>) {
-      return type == VT_I4;
     } else {
-      return type == dispatch_detail::Automation<T>::kType ||
-             (std::is_same_v<T, SHORT> && type == VT_I2);
+      return type == Automation<Content>::kType || (std::is_same_v<T, SHORT> && type == VT_I2);
     }
   }
   static_assert(agrees(), "the type library says otherwise");
 
  public:
-  ResultSlot() = default;
-  ResultSlot(const ResultSlot&) = delete;
-  ResultSlot& operator=(const ResultSlot&) = delete;
-
   Pointer pass() {
     if constexpr (std::is_same_v<T, VARIANT>) {
-      return value_.operator->();
-    } else if constexpr (std::is_enum_v<T>) {
-      V_VT(value_.operator->()) = type;
-      return reinterpret_cast<Pointer>(&V_I4(value_.operator->()));
+      return value_.inout();
     } else {
-      V_VT(value_.operator->()) = type;
-      T& place = dispatch_detail::Automation<T>::in(*value_.operator->());
-      place = T{};  // a member that fails early leaves it as it is
-      return &place;
+      V_VT(value_.inout()) = type;
+      Content& place = Automation<Content>::in(*value_.inout());
+      place = Content{};  // a member that fails early leaves it as it is
+      return reinterpret_cast<Pointer>(&place);
     }
   }
-  // Callers may not want the result.
-  HRESULT handOver(VARIANT* result) {
-    if (!result) return S_OK;
-    *result = value_.get();
-    VariantInit(value_.operator->());
+  HRESULT handOver(VARIANT& result) {
+    result = value_.detach();
     return S_OK;
   }
 
@@ -263,9 +141,8 @@ requires dispatch_detail::IsRecord<T>
 class ResultSlot<T*, VT_RECORD> {
  public:
   T* pass() { return &record_; }
-  HRESULT handOver(VARIANT* result) {
-    if (!result) return S_OK;
-    return dispatch_detail::makeRecord(*result, RecordId<T>::kId, &record_, sizeof record_);
+  HRESULT handOver(VARIANT& result) {
+    return dispatch_detail::makeRecord(result, RecordId<T>::kId, &record_, sizeof record_);
   }
 
  private:

@@ -7,8 +7,8 @@
 #include <cwctype>
 #include <limits>
 
-#include "automation/decimal_text.h"
 #include "automation/error.h"
+#include "automation/number_text.h"
 #include "automation/variant.h"
 
 namespace zsupport {

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "automation/error.h"
+#include "automation/variant.h"
 
 namespace zsupport {
 
@@ -79,23 +80,17 @@ class ArrayLock {
   size_t size_ = 0;
 };
 
-namespace safe_array_detail {
 template <class T>
-inline constexpr VARTYPE kElement = VT_EMPTY;
+inline constexpr VARTYPE kElementType = Automation<T>::kType;
 template <>
-inline constexpr VARTYPE kElement<LONG> = VT_I4;
-template <>
-inline constexpr VARTYPE kElement<BSTR> = VT_BSTR;
-template <>
-inline constexpr VARTYPE kElement<VARIANT> = VT_VARIANT;
-}  // namespace safe_array_detail
+inline constexpr VARTYPE kElementType<VARIANT> = VT_VARIANT;
 
 // By position in storage, from 0 on; of an array that is not dimensioned there are none.
 template <class T>
 class ArrayElements : public ArrayLock {
  public:
   explicit ArrayElements(SAFEARRAY* array) : ArrayLock(array) {
-    requireElements(safe_array_detail::kElement<T>, sizeof(T));
+    requireElements(kElementType<T>, sizeof(T));
   }
   T& operator[](size_t position) const { return *static_cast<T*>(address(position)); }
 };

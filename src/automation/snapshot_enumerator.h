@@ -14,6 +14,17 @@
 
 namespace zsupport {
 
+// Runs the body of a method that fails for want of memory only.
+template <class Body>
+HRESULT unlessOutOfMemory(Body&& body) noexcept {
+  try {
+    body();
+    return S_OK;
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
+}
+
 // Enumerator is the interface, Held what is kept per element (copyable), Handed what a caller
 // gets; give() turns the first into the second, with a reference for the caller.
 template <class Enumerator, class Held, class Handed, void (*give)(const Held&, Handed*)>
@@ -42,14 +53,11 @@ class SnapshotEnumerator final : public ComObject<Enumerator> {
   HRESULT STDMETHODCALLTYPE Clone(Enumerator** copy) override {
     if (!copy) return E_POINTER;
     *copy = nullptr;
-    try {
+    return unlessOutOfMemory([&] {
       auto clone = std::make_unique<SnapshotEnumerator>(list_);
       clone->position_ = position_;
       *copy = clone.release();
-      return S_OK;
-    } catch (const std::bad_alloc&) {
-      return E_OUTOFMEMORY;
-    }
+    });
   }
 
  private:

@@ -8,8 +8,10 @@
 namespace zsupport {
 namespace {
 
-void convert(Variant& target, const VARIANT& value, VARTYPE type) {
-  checkPlatform(changeType(target.put(), value, LOCALE_USER_DEFAULT, type));
+Variant converted(const VARIANT& value, VARTYPE type) {
+  Variant result;
+  checkPlatform(changeType(result.inout(), value, LOCALE_USER_DEFAULT, type));
+  return result;
 }
 
 // A text as the number that it reads as.
@@ -36,6 +38,58 @@ HRESULT readDefault(IUnknown* object, VARIANT* value, LCID locale) {
                           &none, value, nullptr, nullptr);
 }
 
+bool isNumberOrDate(const VARIANT& value) {
+  return typeOf(value) == VT_DATE || (typeOf(value) != VT_BSTR && isNumeric(value));
+}
+
+// Whole numbers that the platform does not compare.
+bool isRefusedByVarCmp(VARTYPE type) {
+  return isOneOf<VT_I1, VT_UI2, VT_UI4, VT_UI8, VT_INT, VT_UINT>(type);
+}
+
+// A number to the last digit; false for what no whole number can equal.
+bool toExact(const VARIANT& number, DECIMAL& exact) {
+  constexpr double kTooLarge = 18'446'744'073'709'551'616.0;  // for every whole number's type
+  const VARTYPE type = typeOf(number);
+  if (type == VT_R4 || type == VT_R8 || type == VT_DATE) {
+    const double value = type == VT_R4 ? double{V_R4(&number)} : V_R8(&number);
+    if (std::trunc(value) != value || std::abs(value) >= kTooLarge) return false;
+    const HRESULT result = VarDecFromUI8(static_cast<ULONG64>(std::abs(value)), &exact);
+    exact.sign = value < 0 ? DECIMAL_NEG : 0;
+    return SUCCEEDED(result);
+  }
+  if (type == VT_UI8) return SUCCEEDED(VarDecFromUI8(V_UI8(&number), &exact));
+  if (isWhole(number)) return SUCCEEDED(VarDecFromI8(toLongLong(number), &exact));
+  Variant decimal;
+  const HRESULT result = changeType(decimal.inout(), number, LOCALE_USER_DEFAULT, VT_DECIMAL);
+  exact = V_DECIMAL(&decimal.get());
+  return SUCCEEDED(result);
+}
+
+std::optional<bool> compareNumbers(const VARIANT& a, const VARIANT& b) {
+  if (!isNumberOrDate(a) || !isNumberOrDate(b)) return std::nullopt;
+  if (isRefusedByVarCmp(typeOf(a)) || isRefusedByVarCmp(typeOf(b))) {
+    DECIMAL first, second;
+    return toExact(a, first) && toExact(b, second) &&
+           VarDecCmp(&first, &second) == static_cast<HRESULT>(VARCMP_EQ);
+  }
+  const HRESULT order =
+      VarCmp(const_cast<VARIANT*>(&a), const_cast<VARIANT*>(&b), LOCALE_USER_DEFAULT, 0);
+  if (FAILED(order)) return std::nullopt;
+  return order == static_cast<HRESULT>(VARCMP_EQ);
+}
+
+std::optional<bool> compareWithText(const VARIANT& text, const VARIANT& other) {
+  if (typeOf(other) == VT_BSTR) return viewOf(V_BSTR(&text)) == viewOf(V_BSTR(&other));
+  if (typeOf(other) == VT_EMPTY) return viewOf(V_BSTR(&text)).empty();
+  if (!isNumberOrDate(other)) return std::nullopt;
+  VARIANT number;
+  const bool isNumber =
+      isRefusedByVarCmp(typeOf(other)) ? toDecimal(text, number) : toNumber(text, number);
+  if (!isNumber) return false;
+  return compareNumbers(number, other);
+}
+
 }  // namespace
 
 HRESULT readValue(const VARIANT& source, Variant& holder, const VARIANT*& value, LCID locale) {
@@ -45,10 +99,10 @@ HRESULT readValue(const VARIANT& source, Variant& holder, const VARIANT*& value,
     const bool isReference = typeOf(*value) & VT_BYREF;
     if (!isReference && !isObject(typeOf(*value))) return S_OK;
     Variant next;
-    const HRESULT read = isReference ? copyIndirect(next.operator->(), *value)
-                                     : readDefault(V_UNKNOWN(value), next.operator->(), locale);
+    const HRESULT read = isReference ? copyIndirect(next.inout(), *value)
+                                     : readDefault(V_UNKNOWN(value), next.inout(), locale);
     if (FAILED(read)) return read;
-    std::swap(*holder.operator->(), *next.operator->());
+    std::swap(*holder.inout(), *next.inout());
     value = &holder.get();
   }
   return DISP_E_TYPEMISMATCH;
@@ -84,97 +138,15 @@ HRESULT copyIndirect(VARIANT* target, const VARIANT& source) {
 }
 
 bool isWhole(const VARIANT& value) {
-  switch (typeOf(value)) {
-    case VT_EMPTY:
-    case VT_I1:
-    case VT_I2:
-    case VT_I4:
-    case VT_I8:
-    case VT_INT:
-    case VT_UI1:
-    case VT_UI2:
-    case VT_UI4:
-    case VT_UI8:
-    case VT_UINT:
-    case VT_BOOL:
-      return true;
-    default:
-      return false;
-  }
+  return isOneOf<VT_EMPTY, VT_I1, VT_I2, VT_I4, VT_I8, VT_INT, VT_UI1, VT_UI2, VT_UI4, VT_UI8,
+                 VT_UINT, VT_BOOL>(typeOf(value));
 }
 
 bool isNumeric(const VARIANT& value) {
-  switch (typeOf(value)) {
-    case VT_R4:
-    case VT_R8:
-    case VT_CY:
-    case VT_DECIMAL:
-      return true;
-    case VT_BSTR: {
-      VARIANT number;
-      return toNumber(value, number);
-    }
-    default:
-      return isWhole(value);
-  }
-}
-
-namespace {
-
-bool isNumberOrDate(const VARIANT& value) {
-  return typeOf(value) == VT_DATE || (typeOf(value) != VT_BSTR && isNumeric(value));
-}
-
-// Whole numbers that the platform does not compare.
-bool isRefusedByVarCmp(VARTYPE type) {
-  return type == VT_I1 || type == VT_UI2 || type == VT_UI4 || type == VT_UI8 || type == VT_INT ||
-         type == VT_UINT;
-}
-
-// A number to the last digit; false for what no whole number can equal.
-bool toExact(const VARIANT& number, DECIMAL& exact) {
-  constexpr double kTooLarge = 18'446'744'073'709'551'616.0;  // for every whole number's type
-  const VARTYPE type = typeOf(number);
-  if (type == VT_R4 || type == VT_R8 || type == VT_DATE) {
-    const double value = type == VT_R4 ? double{V_R4(&number)} : V_R8(&number);
-    if (std::trunc(value) != value || std::abs(value) >= kTooLarge) return false;
-    const HRESULT result = VarDecFromUI8(static_cast<ULONG64>(std::abs(value)), &exact);
-    exact.sign = value < 0 ? DECIMAL_NEG : 0;
-    return SUCCEEDED(result);
-  }
-  if (type == VT_UI8) return SUCCEEDED(VarDecFromUI8(V_UI8(&number), &exact));
-  if (isWhole(number)) return SUCCEEDED(VarDecFromI8(toLongLong(number), &exact));
-  Variant decimal;
-  const HRESULT result = changeType(decimal.operator->(), number, LOCALE_USER_DEFAULT, VT_DECIMAL);
-  exact = V_DECIMAL(&decimal.get());
-  return SUCCEEDED(result);
-}
-
-std::optional<bool> compareNumbers(const VARIANT& a, const VARIANT& b) {
-  if (!isNumberOrDate(a) || !isNumberOrDate(b)) return std::nullopt;
-  if (isRefusedByVarCmp(typeOf(a)) || isRefusedByVarCmp(typeOf(b))) {
-    DECIMAL first, second;
-    return toExact(a, first) && toExact(b, second) &&
-           VarDecCmp(&first, &second) == static_cast<HRESULT>(VARCMP_EQ);
-  }
-  const HRESULT order =
-      VarCmp(const_cast<VARIANT*>(&a), const_cast<VARIANT*>(&b), LOCALE_USER_DEFAULT, 0);
-  if (FAILED(order)) return std::nullopt;
-  return order == static_cast<HRESULT>(VARCMP_EQ);
-}
-
-std::optional<bool> compareWithText(const VARIANT& text, const VARIANT& other) {
-  if (typeOf(other) == VT_BSTR) return viewOf(V_BSTR(&text)) == viewOf(V_BSTR(&other));
-  if (typeOf(other) == VT_EMPTY) return viewOf(V_BSTR(&text)).empty();
-  if (!isNumberOrDate(other)) return std::nullopt;
   VARIANT number;
-  const bool isNumber =
-      isRefusedByVarCmp(typeOf(other)) ? toDecimal(text, number) : toNumber(text, number);
-  if (!isNumber) return false;
-  return compareNumbers(number, other);
+  return isWhole(value) || isOneOf<VT_R4, VT_R8, VT_CY, VT_DECIMAL>(typeOf(value)) ||
+         (typeOf(value) == VT_BSTR && toNumber(value, number));
 }
-
-}  // namespace
 
 std::optional<bool> compareEqual(const VARIANT& left, const VARIANT& right) {
   Variant leftHolder, rightHolder;
@@ -190,23 +162,18 @@ std::optional<bool> compareEqual(const VARIANT& left, const VARIANT& right) {
 }
 
 LONG toLong(const VARIANT& value) {
-  Variant number;
-  convert(number, value, VT_I4);
+  const Variant number = converted(value, VT_I4);
   return V_I4(&number.get());
 }
 
 LONGLONG toLongLong(const VARIANT& value) {
-  Variant number;
-  convert(number, value, VT_I8);
+  const Variant number = converted(value, VT_I8);
   return V_I8(&number.get());
 }
 
 Text toText(const VARIANT& value) {
-  Variant text;
-  convert(text, value, VT_BSTR);
-  Text result;
-  std::swap(*result.inout(), V_BSTR(text.operator->()));
-  return result;
+  const VARIANT text = converted(value, VT_BSTR).detach();
+  return Text::attach(V_BSTR(&text));
 }
 
 }  // namespace zsupport

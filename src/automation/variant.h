@@ -16,15 +16,21 @@ namespace zsupport {
 class Variant {
  public:
   Variant() { V_VT(&value_) = VT_EMPTY; }
-  Variant(const Variant&) = delete;
+  Variant(Variant&& other) noexcept : value_(other.detach()) {}
   Variant& operator=(const Variant&) = delete;
   ~Variant() { clear(); }
 
   const VARIANT& get() const { return value_; }
-  VARIANT* operator->() { return &value_; }
+  // For by-reference and out parameters; what was held is freed first in the latter.
+  VARIANT* inout() { return &value_; }
   VARIANT* put() {
     clear();
     return &value_;
+  }
+  VARIANT detach() {
+    const VARIANT owned = value_;
+    V_VT(&value_) = VT_EMPTY;
+    return owned;
   }
 
  private:
@@ -39,19 +45,45 @@ class Variant {
   VARIANT value_;
 };
 
+inline VARIANT_BOOL toBoolean(bool value) { return value ? VARIANT_TRUE : VARIANT_FALSE; }
+
 inline VARTYPE typeOf(const VARIANT& value) { return V_VT(&value); }
 
-// Values that own nothing: a text must outlive its value.
-inline VARIANT valueOf(LONG number) {
-  VARIANT value;
-  V_VT(&value) = VT_I4;
-  V_I4(&value) = number;
-  return value;
+template <VARTYPE... types>
+constexpr bool isOneOf(VARTYPE type) {
+  return ((type == types) || ...);
 }
-inline VARIANT valueOf(BSTR text) {
+
+// The C++ types that automation knows, with their place in a VARIANT.
+template <class T, VARTYPE type>
+struct AutomationType {
+  static constexpr VARTYPE kType = type;
+  static T& in(VARIANT& value) { return reinterpret_cast<T&>(V_UI1(&value)); }
+};
+template <class T>
+struct Automation;
+template <>
+struct Automation<LONG> : AutomationType<LONG, VT_I4> {};
+template <>
+struct Automation<VARIANT_BOOL> : AutomationType<VARIANT_BOOL, VT_BOOL> {};
+template <>
+struct Automation<double> : AutomationType<double, VT_R8> {};
+template <>
+struct Automation<BSTR> : AutomationType<BSTR, VT_BSTR> {};
+template <>
+struct Automation<IDispatch*> : AutomationType<IDispatch*, VT_DISPATCH> {};
+template <>
+struct Automation<IUnknown*> : AutomationType<IUnknown*, VT_UNKNOWN> {};
+// To late-bound callers, an enumerator is an object of unknown kind.
+template <>
+struct Automation<IEnumVARIANT*> : AutomationType<IEnumVARIANT*, VT_UNKNOWN> {};
+
+// A value that owns nothing: what it refers to must outlive it.
+template <class T>
+VARIANT valueOf(T content) {
   VARIANT value;
-  V_VT(&value) = VT_BSTR;
-  V_BSTR(&value) = text;
+  V_VT(&value) = Automation<T>::kType;
+  Automation<T>::in(value) = content;
   return value;
 }
 
@@ -83,16 +115,7 @@ inline const VARIANT& dereferenced(const VARIANT& value, Variant& holder) {
 
 // Whether a key given as a variant means a position: whole and floating numbers up to Double.
 inline bool isPosition(const VARIANT& key) {
-  switch (typeOf(key)) {
-    case VT_I2:
-    case VT_I4:
-    case VT_R4:
-    case VT_R8:
-    case VT_UI1:
-      return true;
-    default:
-      return false;
-  }
+  return isOneOf<VT_I2, VT_I4, VT_R4, VT_R8, VT_UI1>(typeOf(key));
 }
 
 // True for an omitted optional argument.

@@ -28,27 +28,6 @@ IDispatch* objectIn(const VARIANT& item) {
 
 const MemberTable& CollectionFace::members() { return kTable; }
 
-HRESULT CollectionFace::GetTypeInfoCount(UINT* count) {
-  if (!count) return E_POINTER;
-  *count = 1;
-  return S_OK;
-}
-
-HRESULT CollectionFace::GetTypeInfo(UINT index, LCID, ITypeInfo** info) {
-  return members().typeInfo(index, info);
-}
-
-HRESULT CollectionFace::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) {
-  return members().idsOfNames(names, count, ids);
-}
-
-HRESULT CollectionFace::Invoke(DISPID member, REFIID reserved, LCID locale, WORD flags,
-                               DISPPARAMS* arguments, VARIANT* result, EXCEPINFO* exception,
-                               UINT* badArgument) {
-  return members().invoke(static_cast<_Collection*>(this), member, reserved, locale, flags,
-                          arguments, result, exception, badArgument);
-}
-
 HRESULT CollectionFace::Item(VARIANT* index, VARIANT* item) {
   if (!index || !item) return E_POINTER;
   VariantInit(item);
@@ -61,9 +40,7 @@ HRESULT CollectionFace::Item(VARIANT* index, VARIANT* item) {
 }
 
 HRESULT CollectionFace::Add(VARIANT* item, VARIANT* key, VARIANT* before, VARIANT* after) {
-  HRESULT added = S_OK;
-  const HRESULT prepared = atBoundary(__uuidof(_Collection), [&] {
-    requirePointers(item, key, before, after);
+  return atBoundary(__uuidof(_Collection), {item, key, before, after}, [&] {
     // Held: the conversion of a key may run foreign code.
     const ComPtr<IDispatch> object(objectIn(*item));
     const ComPtr<_Zollection> alive(&owner_);
@@ -72,9 +49,8 @@ HRESULT CollectionFace::Add(VARIANT* item, VARIANT* key, VARIANT* before, VARIAN
     Text sourceIID;
     Text keyText;
     if (!isMissing(plainKey)) keyText = toText(plainKey);
-    added = owner_.Add(object.get(), sourceIID.inout(), keyText.inout(), before, after);
+    return owner_.Add(object.get(), sourceIID.inout(), keyText.inout(), before, after);
   });
-  return FAILED(prepared) ? prepared : added;
 }
 
 HRESULT CollectionFace::Count(LONG* count) { return owner_.get_Count(count); }

@@ -5,13 +5,13 @@
 #include <windows.h>
 
 #include "ZSupport.h"
-#include "automation/dispatch.h"
+#include "automation/coclass.h"
 
 namespace zsupport {
 
 // Part of the collection: it lives inside it and shares its identity and reference count. Its
 // members have no error frame of their own; errors of the members they call travel on as they are.
-class CollectionFace final : public _Collection {
+class CollectionFace final : public DispatchFace<CollectionFace, _Collection> {
  public:
   explicit CollectionFace(_Zollection& owner) : owner_(owner) {}
   CollectionFace(const CollectionFace&) = delete;
@@ -25,15 +25,6 @@ class CollectionFace final : public _Collection {
   }
   ULONG STDMETHODCALLTYPE AddRef() override { return owner_.AddRef(); }
   ULONG STDMETHODCALLTYPE Release() override { return owner_.Release(); }
-
-  // IDispatch
-  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;
-  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID, ITypeInfo** info) override;
-  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID,
-                                          DISPID* ids) override;
-  HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID reserved, LCID locale, WORD flags,
-                                   DISPPARAMS* arguments, VARIANT* result, EXCEPINFO* exception,
-                                   UINT* badArgument) override;
 
   // _Collection
   HRESULT STDMETHODCALLTYPE Item(VARIANT* index, VARIANT* item) override;

@@ -1,8 +1,9 @@
-// Zollection: start, end and plain properties.
+// Zollection: start, end, plain properties, and its face for late-bound callers.
 #include "collection/zollection.h"
 
 #include <algorithm>
 
+#include "_Zollection_members.h"
 #include "automation/boundary.h"
 #include "events/procedure.h"
 
@@ -13,7 +14,11 @@ constexpr LONG kFirstIncrement = 4000;
 constexpr LONG kIncrementUnit = 16;
 constexpr LONG kLeastIncrement = 4;
 
+constexpr MemberTable kTable(__uuidof(_Zollection), members_of_Zollection::kMembers);
+
 }  // namespace
+
+const MemberTable& ZollectionObject::members() { return kTable; }
 
 HRESULT ZollectionObject::QueryInterface(REFIID id, void** object) {
   if (object && id == __uuidof(_Collection)) {
@@ -49,36 +54,25 @@ void ZollectionObject::onFinalRelease() noexcept {
 }
 
 HRESULT ZollectionObject::put_CompareMode(LONG mode) {
-  return atBoundary(__uuidof(_Zollection), [&] {
-    framed(procedure(L"Let CompareMode"), [&] {
-      if (store_.count() != 0) {
-        raiseOwn(runtime::kSetNotPermitted, L"Zollection.CompareMode (Let)",
-                 L"Cannot change CompareMode. The collection contains items.");
-      }
-      index_.CompareMode(mode);
-    });
+  return kZollection.run(L"Let CompareMode", {}, [&] {
+    if (store_.count() != 0) {
+      raiseOwn(runtime::kSetNotPermitted, L"Zollection.CompareMode (Let)",
+               L"Cannot change CompareMode. The collection contains items.");
+    }
+    index_.CompareMode(mode);
   });
 }
 
 HRESULT ZollectionObject::get_CompareMode(LONG* mode) {
-  return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointer(mode);
-    *mode = index_.CompareMode();
-  });
+  return atBoundary(__uuidof(_Zollection), {mode}, [&] { *mode = index_.CompareMode(); });
 }
 
 HRESULT ZollectionObject::get_Count(LONG* count) {
-  return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointer(count);
-    *count = store_.count();
-  });
+  return atBoundary(__uuidof(_Zollection), {count}, [&] { *count = store_.count(); });
 }
 
 HRESULT ZollectionObject::get_Increment(LONG* increment) {
-  return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointer(increment);
-    *increment = store_.increment();
-  });
+  return atBoundary(__uuidof(_Zollection), {increment}, [&] { *increment = store_.increment(); });
 }
 
 // What is written is not what is read: deliberate.
@@ -88,10 +82,7 @@ HRESULT ZollectionObject::put_Increment(LONG increment) {
 }
 
 HRESULT ZollectionObject::get_UseDISPID(VARIANT_BOOL* useDispid) {
-  return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointer(useDispid);
-    *useDispid = useDispid_;
-  });
+  return atBoundary(__uuidof(_Zollection), {useDispid}, [&] { *useDispid = useDispid_; });
 }
 
 HRESULT ZollectionObject::put_UseDISPID(VARIANT_BOOL useDispid) {

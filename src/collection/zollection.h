@@ -94,7 +94,7 @@ class ZollectionObject final : public CoClass<ZollectionObject, Zollection, _Zol
   ItemRecord* recordByKey(BSTR key, const wchar_t* source);
   bool keyExists(BSTR key);
   LONG indexFromKey(BSTR key);
-  void removeOldKey(LONG index, BSTR newKey);
+  void changeKey(LONG index, BSTR newKey);
 
   // Removal (zollection_remove.cpp)
   void clear();

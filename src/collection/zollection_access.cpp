@@ -8,54 +8,37 @@
 namespace zsupport {
 namespace {
 
-VARIANT_BOOL toBoolean(bool value) { return value ? VARIANT_TRUE : VARIANT_FALSE; }
-
-// A reference for the caller; null while the item is being let go.
-IDispatch* handOut(const ItemRecord* record) {
-  return record ? ComPtr<IDispatch>(record->item).detach() : nullptr;
-}
+// A reference for the caller; empty while the item is being let go.
+ComPtr<IDispatch> itemOf(const ItemRecord* record) { return ComPtr<IDispatch>(record->item); }
 
 }  // namespace
 
 HRESULT ZollectionObject::get_Item(VARIANT key, IDispatch** item) {
-  return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointer(item);
-    *item = nullptr;
-    *item = handOut(framed(procedure(L"Get Item"), [&]() -> ItemRecord* {
-      constexpr wchar_t kSource[] = L"Zollection.Item (Get)";
-      Variant holder;
-      const VARIANT& plain = dereferenced(key, holder);
-      if (isPosition(plain)) return recordAt(toLong(plain), kSource);
-      if (typeOf(plain) == VT_BSTR) return recordByKey(V_BSTR(&plain), kSource);
-      raiseOwn(runtime::kInvalidCall, kSource);
-    }));
+  return kZollection.give(L"Get Item", {}, item, [&] {
+    constexpr wchar_t kSource[] = L"Zollection.Item (Get)";
+    Variant holder;
+    const VARIANT& plain = dereferenced(key, holder);
+    if (isPosition(plain)) return itemOf(recordAt(toLong(plain), kSource));
+    if (typeOf(plain) == VT_BSTR) return itemOf(recordByKey(V_BSTR(&plain), kSource));
+    raiseOwn(runtime::kInvalidCall, kSource);
   });
 }
 
 HRESULT ZollectionObject::ItemByIndex(LONG index, IDispatch** item) {
-  return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointer(item);
-    *item = nullptr;
-    *item = handOut(framed(procedure(L"Function ItemByIndex"),
-                           [&] { return recordAt(index, L"Zollection.ItemByIndex"); }));
-  });
+  return kZollection.give(L"Function ItemByIndex", {}, item,
+                          [&] { return itemOf(recordAt(index, L"Zollection.ItemByIndex")); });
 }
 
 HRESULT ZollectionObject::ItemByKey(BSTR* key, IDispatch** item) {
-  return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointers(key, item);
-    *item = nullptr;
-    // The source names the index member: deliberate.
-    *item = handOut(framed(procedure(L"Function ItemByKey"),
-                           [&] { return recordByKey(*key, L"Zollection.ItemByIndex"); }));
-  });
+  // The source names the index member: deliberate.
+  return kZollection.give(L"Function ItemByKey", {key}, item,
+                          [&] { return itemOf(recordByKey(*key, L"Zollection.ItemByIndex")); });
 }
 
+// No error frame: a failed conversion reaches the caller as it is.
 HRESULT ZollectionObject::get_Exists(VARIANT key, VARIANT_BOOL* exists) {
-  return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointer(exists);
+  return atBoundary(__uuidof(_Zollection), {exists}, [&] {
     *exists = VARIANT_FALSE;
-    // No error frame: a failed conversion reaches the caller as it is.
     Variant holder;
     const VARIANT& plain = dereferenced(key, holder);
     if (isPosition(plain)) {
@@ -66,47 +49,36 @@ HRESULT ZollectionObject::get_Exists(VARIANT key, VARIANT_BOOL* exists) {
   });
 }
 
+// Its frame, and that of the next, are those of what it shares with other members.
 HRESULT ZollectionObject::KeyExists(BSTR key, VARIANT_BOOL* exists) {
-  return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointer(exists);
+  return atBoundary(__uuidof(_Zollection), {exists}, [&] {
     *exists = VARIANT_FALSE;
     *exists = toBoolean(keyExists(key));
   });
 }
 
 HRESULT ZollectionObject::IndexFromKey(BSTR key, LONG* index) {
-  return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointer(index);
+  return atBoundary(__uuidof(_Zollection), {index}, [&] {
     *index = 0;
     *index = indexFromKey(key);
   });
 }
 
 HRESULT ZollectionObject::get_Key(LONG index, BSTR* key) {
-  return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointer(key);
-    *key = nullptr;
-    Text stored = framed(procedure(L"Get Key"), [&] {
-      return Text(viewOf(recordAt(index, L"Zollection.Key (Get)")->key));
-    });
-    *key = stored.detach();
-  });
-}
-
-HRESULT ZollectionObject::NewEnum(IEnumVARIANT** enumerator) {
-  return atBoundary(__uuidof(_Zollection), [&] {
-    requirePointer(enumerator);
-    *enumerator = nullptr;
-    *enumerator = framed(procedure(L"Function NewEnum"), [&] {
-                    if (!store_.heap()) Class_Initialize();
-                    return CreateIEnumVARIANT(store_.heap(), store_.items());
-                  }).detach();
+  return kZollection.give(L"Get Key", {}, key, [&] {
+    return Text(viewOf(recordAt(index, L"Zollection.Key (Get)")->key));
   });
 }
 
 HRESULT ZollectionObject::put_Key(LONG index, BSTR key) {
-  return atBoundary(__uuidof(_Zollection),
-                    [&] { framed(procedure(L"Let Key"), [&] { removeOldKey(index, key); }); });
+  return kZollection.run(L"Let Key", {}, [&] { changeKey(index, key); });
+}
+
+HRESULT ZollectionObject::NewEnum(IEnumVARIANT** enumerator) {
+  return kZollection.give(L"Function NewEnum", {}, enumerator, [&] {
+    if (!store_.heap()) Class_Initialize();
+    return CreateIEnumVARIANT(store_.heap(), store_.items());
+  });
 }
 
 ItemRecord* ZollectionObject::recordAt(LONG position, const wchar_t* source) const {
@@ -135,8 +107,8 @@ LONG ZollectionObject::indexFromKey(BSTR key) {
   });
 }
 
-// What a put of Key does. The new key is only held against the others, never entered: deliberate.
-void ZollectionObject::removeOldKey(LONG index, BSTR newKey) {
+// The new key is only held against the others, never entered: deliberate.
+void ZollectionObject::changeKey(LONG index, BSTR newKey) {
   constexpr wchar_t kSource[] = L"Zollection.Key (LET)";
   ItemRecord* const record = recordAt(index, kSource);
   if (!viewOf(newKey).empty() && index_.pvGetItemByKey(newKey)) {

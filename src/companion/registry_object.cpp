@@ -149,20 +149,17 @@ void RegistryObject::Value(Variant& value) {
   checkWin32(status);
   switch (data.type()) {
     case REG_SZ:
-      V_BSTR(value.put()) = Text(data.text()).detach();
-      V_VT(value.operator->()) = VT_BSTR;
+      *value.put() = valueOf(Text(data.text()).detach());
       return;
     case REG_EXPAND_SZ:
-      V_BSTR(value.put()) = Text(expanded(data.text())).detach();
-      V_VT(value.operator->()) = VT_BSTR;
+      *value.put() = valueOf(Text(expanded(data.text())).detach());
       return;
     case REG_DWORD:
-      V_I4(value.put()) = data.number();
-      V_VT(value.operator->()) = VT_I4;
+      *value.put() = valueOf(data.number());
       return;
     default:
       V_ARRAY(value.put()) = data.bytes();
-      V_VT(value.operator->()) = kByteArray;
+      V_VT(value.inout()) = kByteArray;
   }
 }
 

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "automation/module.h"
+#include "automation/number_text.h"
 #include "companion/log_file.h"
 
 namespace zsupport {
@@ -30,12 +31,6 @@ std::wstring timeText() {
   GetLocalTime(&now);
   wsprintfW(text, L"%04u-%02u-%02u %02u:%02u:%02u.%03u", now.wYear, now.wMonth, now.wDay, now.wHour,
             now.wMinute, now.wSecond, now.wMilliseconds);
-  return text;
-}
-
-std::wstring formatted(const wchar_t* format, ULONG number) {
-  wchar_t text[16];
-  wsprintfW(text, format, number);
   return text;
 }
 
@@ -72,6 +67,10 @@ void appendField(std::wstring& record, std::wstring_view field) {
     }
   }
 }
+
+constinit ServiceFactory factory = {
+    []() -> std::unique_ptr<TraceService> { return std::make_unique<TraceLog>(); },
+    []() -> std::unique_ptr<ContextService> { return std::make_unique<HostContext>(); }};
 
 }  // namespace
 
@@ -142,14 +141,6 @@ LONG TraceLog::ask(const ErrorReport& report) const {
       return kLeave;
   }
 }
-
-namespace {
-
-constinit ServiceFactory factory = {
-    []() -> std::unique_ptr<TraceService> { return std::make_unique<TraceLog>(); },
-    []() -> std::unique_ptr<ContextService> { return std::make_unique<HostContext>(); }};
-
-}  // namespace
 
 ServiceFactory& serviceFactory() { return factory; }
 

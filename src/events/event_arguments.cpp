@@ -72,8 +72,8 @@ void moveVector(VARIANTARG& target, VARIANT& value) {
   V_UI8(&value) = 0;
 }
 
-}  // namespace
-
+// Stores value where target, a by-reference argument, points; does nothing for other targets. The
+// type of a value is not held against the target's: numbers are copied byte for byte.
 void pvCopyValue(VARIANTARG& target, VARIANT& value) {
   framed(procedure(L"Sub pvCopyValue"), [&] {
     if (!(typeOf(target) & VT_BYREF) || !V_BYREF(&target)) return;
@@ -112,6 +112,8 @@ void pvCopyValue(VARIANTARG& target, VARIANT& value) {
     }
   });
 }
+
+}  // namespace
 
 void EventArguments::take(DISPPARAMS* fired) noexcept {
   if (fired && fired->rgvarg && fired->cArgs <= kMostParameters) {

@@ -41,8 +41,4 @@ class EventArguments {
   SAFEARRAY* array_ = nullptr;
 };
 
-// Stores value where target, a by-reference argument, points; does nothing for other targets. The
-// type of a value is not held against the target's: numbers are copied byte for byte.
-void pvCopyValue(VARIANTARG& target, VARIANT& value);
-
 }  // namespace zsupport

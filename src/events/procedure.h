@@ -1,12 +1,14 @@
-// How the procedures of Zollection name themselves in errors, those of its events among them.
+// The members of Zollection, and how they and its procedures name themselves in errors, those of
+// its events among them.
 #pragma once
 
-#include "frame/mdlErrorHandling.h"
+#include "ZSupport.h"
+#include "frame/member.h"
 
 namespace zsupport {
 
-inline constexpr wchar_t kZollection[] = L"Zollection";
+inline constexpr MembersOf<_Zollection> kZollection = {L"Zollection"};
 
-inline Procedure procedure(const wchar_t* procName) { return {kZollection, procName}; }
+inline Procedure procedure(const wchar_t* label) { return kZollection.procedure(label); }
 
 }  // namespace zsupport

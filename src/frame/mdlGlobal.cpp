@@ -22,7 +22,7 @@ void readDebugValue(const wchar_t* name, const VARIANT& preset, Variant& value) 
   Variant presetCopy;
   copyDereferenced(presetCopy, preset);
   VARIANT_BOOL noPolicySet = VARIANT_FALSE;
-  checkCall(SharedSupport().GetRegistryValue(valueKey.inout(), presetCopy.operator->(),
+  checkCall(SharedSupport().GetRegistryValue(valueKey.inout(), presetCopy.inout(),
                                              sectionKey.inout(), &noPolicySet, value.put()));
 }
 

@@ -42,13 +42,10 @@ class ClassFactory final : public ComObject<IClassFactory> {
     if (!object) return E_POINTER;
     *object = nullptr;
     if (outer) return CLASS_E_NOAGGREGATION;
-    HRESULT answer = S_OK;
-    const HRESULT created = atBoundary(IID_NULL, [&] {
+    return atBoundary(IID_NULL, [&] {
       threadState();  // what the thread needs when there is no more memory, too
-      const auto instance = ComPtr<IUnknown>::attach(create_());
-      answer = instance->QueryInterface(id, object);
+      return ComPtr<IUnknown>::attach(create_())->QueryInterface(id, object);
     });
-    return FAILED(created) ? created : answer;
   }
   HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override {
     holdModule(lock != FALSE);
@@ -66,12 +63,10 @@ HRESULT getClassFactory(REFCLSID classId, REFIID interfaceId, void** factory) no
   *factory = nullptr;
   for (const CreatableClass& creatable : kClasses) {
     if (creatable.id != classId) continue;
-    HRESULT answer = S_OK;
-    const HRESULT made = atBoundary(IID_NULL, [&] {
+    return atBoundary(IID_NULL, [&] {
       const auto instance = ComPtr<ClassFactory>::attach(new ClassFactory(creatable.create));
-      answer = instance->QueryInterface(interfaceId, factory);
+      return instance->QueryInterface(interfaceId, factory);
     });
-    return FAILED(made) ? made : answer;
   }
   return CLASS_E_CLASSNOTAVAILABLE;
 }

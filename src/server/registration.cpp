@@ -66,14 +66,20 @@ std::wstring classKey(REFCLSID id) { return inClasses(L"CLSID\\" + textOf(id)); 
 std::wstring interfaceKey(REFIID id) { return inClasses(L"Interface\\" + textOf(id)); }
 std::wstring versioned(const wchar_t* progId) { return std::wstring(progId) + L".1"; }
 
-void addClass(std::vector<Row>& rows, const RegisteredClass& registered) {
+// What programs of either kind find of a class.
+void addClassNames(std::vector<Row>& rows, const RegisteredClass& registered) {
   const std::wstring key = classKey(registered.id);
   rows.push_back({key, L"", registered.description});
   rows.push_back({key, L"AppID", kApplicationId});
-  rows.push_back({key + L"\\InprocServer32", L"", modulePath()});
-  rows.push_back({key + L"\\InprocServer32", L"ThreadingModel", L"Apartment"});
   rows.push_back({key + L"\\ProgID", L"", versioned(registered.progId)});
   rows.push_back({key + L"\\VersionIndependentProgID", L"", registered.progId});
+}
+
+void addClass(std::vector<Row>& rows, const RegisteredClass& registered) {
+  const std::wstring key = classKey(registered.id);
+  addClassNames(rows, registered);
+  rows.push_back({key + L"\\InprocServer32", L"", modulePath()});
+  rows.push_back({key + L"\\InprocServer32", L"ThreadingModel", L"Apartment"});
   rows.push_back({key + L"\\TypeLib", L"", libraryId()});
   rows.push_back({key + L"\\Version", L"", kLibraryVersion});
   rows.push_back({key + L"\\Programmable", L"", L""});
@@ -117,13 +123,7 @@ bool isOn64BitSystem() {
 // calls get there. Names, library and application are in both views anyway.
 void addFor64Bit(std::vector<Row>& rows) {
   std::vector<Row> visible;
-  for (const RegisteredClass& each : kRegisteredClasses) {
-    const std::wstring key = classKey(each.id);
-    visible.push_back({key, L"", each.description});
-    visible.push_back({key, L"AppID", kApplicationId});
-    visible.push_back({key + L"\\ProgID", L"", versioned(each.progId)});
-    visible.push_back({key + L"\\VersionIndependentProgID", L"", each.progId});
-  }
+  for (const RegisteredClass& each : kRegisteredClasses) addClassNames(visible, each);
   for (const RegisteredInterface& each : kRegisteredInterfaces) addInterface(visible, each);
   for (Row& row : visible) {
     row.view = k64BitView;

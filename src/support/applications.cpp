@@ -9,7 +9,7 @@
 #include "frame/mdlGlobal.h"
 #include "frame/thread_state.h"
 #include "support/gzsupport.h"
-#include "support/procedure.h"
+#include "support/member.h"
 #include "support/window_handles.h"
 
 namespace zsupport {
@@ -51,31 +51,20 @@ ComPtr<IDispatch> findOrCreate(const std::wstring& className, bool alwaysRunning
 }  // namespace
 
 HRESULT GZSupportObject::GetTaggedWindow2(BSTR application, LONG* window) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(window);
-    *window = 0;
-    *window = framed(supportProcedure(L"Function GetTaggedWindow2"),
-                     [&] { return toHandle(taggedWindow(viewOf(application))); });
-  });
+  return kSupport.give(L"Function GetTaggedWindow2", {}, window,
+                       [&] { return toHandle(taggedWindow(viewOf(application))); });
 }
 
 HRESULT GZSupportObject::SendData(LONG window, BSTR text, LONG number) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    framed(supportProcedure(L"Sub SendData"),
-           [&] { send(toWindow(window), viewOf(text), number); });
-  });
+  return kSupport.run(L"Sub SendData", {}, [&] { send(toWindow(window), viewOf(text), number); });
 }
 
 HRESULT GZSupportObject::GetROTObject(BSTR* className, VARIANT_BOOL* alwaysRunning,
                                       VARIANT_BOOL* createIfNotRunning, IDispatch** object) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(className, alwaysRunning, createIfNotRunning, object);
-    *object = nullptr;
-    *object = framed(supportProcedure(L"Function GetROTObject"), [&] {
-                return findOrCreate(std::wstring(viewOf(*className)), *alwaysRunning,
-                                    *createIfNotRunning);
-              }).detach();
-  });
+  return kSupport.give(
+      L"Function GetROTObject", {className, alwaysRunning, createIfNotRunning}, object, [&] {
+        return findOrCreate(std::wstring(viewOf(*className)), *alwaysRunning, *createIfNotRunning);
+      });
 }
 
 }  // namespace zsupport

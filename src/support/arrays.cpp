@@ -6,14 +6,14 @@
 #include <vector>
 
 #include "ZSupport_records.h"
-#include "automation/decimal_text.h"
 #include "automation/error.h"
+#include "automation/number_text.h"
 #include "automation/runtime_rules.h"
 #include "automation/safe_array.h"
 #include "automation/type_library.h"
 #include "automation/variant.h"
 #include "support/gzsupport.h"
-#include "support/procedure.h"
+#include "support/member.h"
 
 namespace zsupport {
 namespace {
@@ -29,9 +29,9 @@ SafeArray textsOf(SAFEARRAY* values) {
   for (ULONG i = 0; i < count; ++i) {
     Variant holder, text;
     const bool isReference = typeOf(source[i]) & VT_BYREF;
-    if (isReference && FAILED(copyIndirect(holder.operator->(), source[i]))) continue;
-    changeType(text.operator->(), isReference ? holder.get() : source[i], LOCALE_NEUTRAL, VT_BSTR);
-    if (typeOf(text.get()) == VT_BSTR) std::swap(texts[i], V_BSTR(text.operator->()));
+    if (isReference && FAILED(copyIndirect(holder.inout(), source[i]))) continue;
+    changeType(text.inout(), isReference ? holder.get() : source[i], LOCALE_NEUTRAL, VT_BSTR);
+    if (typeOf(text.get()) == VT_BSTR) std::swap(texts[i], V_BSTR(text.inout()));
   }
   return result;
 }
@@ -113,7 +113,7 @@ void addPair(SAFEARRAY* names, SAFEARRAY* values, std::wstring_view name, const 
   BSTR& nameSlot = nameElements.at(slot);
   VARIANT& valueSlot = valueElements.at(slot);
   std::swap(nameSlot, *newName.inout());
-  std::swap(valueSlot, *newValue.operator->());
+  std::swap(valueSlot, *newValue.inout());
 }
 
 // From an address that a caller gives; error 5 when nothing can be read there.
@@ -135,8 +135,7 @@ ULONG_PTR descriptorAt(LONG variable) {
 
 template <class Record>
 HRESULT returnDescriptor(LONG variable, Record* record) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(record);
+  return atBoundary(__uuidof(_GZSupport), {record}, [&] {
     *record = {};
     if (const ULONG_PTR descriptor = descriptorAt(variable)) {
       readAt(descriptor, record, sizeof *record);
@@ -186,36 +185,26 @@ void replace(SAFEARRAY*& place, SafeArray array) {
 }  // namespace
 
 HRESULT GZSupportObject::StringArray(SAFEARRAY** values, SAFEARRAY** texts) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(values, texts);
+  return atBoundary(__uuidof(_GZSupport), {values, texts}, [&] {
     *texts = nullptr;
     *texts = textsOf(*values).detach();
   });
 }
 
 HRESULT GZSupportObject::StringArray2(SAFEARRAY** values, SAFEARRAY** texts) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(values, texts);
-    *texts = nullptr;
-    *texts = framed(supportProcedure(L"Function StringArray2"), [&] {
-               return textsFromZero(*values);
-             }).detach();
-  });
+  return kSupport.give(L"Function StringArray2", {values}, texts,
+                       [&] { return textsFromZero(*values); });
 }
 
 HRESULT GZSupportObject::JoinLongs(SAFEARRAY** numbers, BSTR* delimiter, BSTR* text) {
-  return returnText(
-      L"Function JoinLongs", text, [&] { return joined(*numbers, viewOf(*delimiter)); }, numbers,
-      delimiter);
+  return kSupport.give(L"Function JoinLongs", {numbers, delimiter}, text,
+                       [&] { return joined(*numbers, viewOf(*delimiter)); });
 }
 
 HRESULT GZSupportObject::AddSVParameter(SAFEARRAY** names, SAFEARRAY** values, BSTR* name,
                                         VARIANT* value) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(names, values, name, value);
-    framed(supportProcedure(L"Sub AddSVParameter"),
-           [&] { addPair(*names, *values, viewOf(*name), *value); });
-  });
+  return kSupport.run(L"Sub AddSVParameter", {names, values, name, value},
+                      [&] { addPair(*names, *values, viewOf(*name), *value); });
 }
 
 HRESULT GZSupportObject::ArrayDescriptor(LONG address, ArrayHeader* descriptor) {
@@ -227,8 +216,7 @@ HRESULT GZSupportObject::ArrayDescriptor1D(LONG address, ArrayHeader1D* descript
 }
 
 HRESULT GZSupportObject::ArrayBounds(LONG address, SAFEARRAY** bounds, SHORT* dimensions) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(bounds, dimensions);
+  return atBoundary(__uuidof(_GZSupport), {bounds, dimensions}, [&] {
     *dimensions = 0;
     const auto found = boundsAt(address);
     replace(*bounds, toArray(found));

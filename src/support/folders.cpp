@@ -10,7 +10,7 @@
 #include "automation/error.h"
 #include "automation/system_library.h"
 #include "support/gzsupport.h"
-#include "support/procedure.h"
+#include "support/member.h"
 
 namespace zsupport {
 namespace {
@@ -48,7 +48,7 @@ std::wstring shellFolder(LONG folder, std::wstring_view subfolder) {
 
 // An empty text becomes a lone separator: deliberate.
 std::wstring AddBackslash(std::wstring text) {
-  return framed(supportProcedure(L"Function AddBackslash"), [&] {
+  return framed(kSupport.procedure(L"Function AddBackslash"), [&] {
     if (!text.ends_with(kSeparator)) text += kSeparator;
     return text;
   });
@@ -94,9 +94,8 @@ bool isListed(const std::string& path, DWORD attributes) {
 void makeFolderUnlessListed(std::wstring_view path) {
   const std::string folder = toAnsi(path);
   const std::string search = path.ends_with(kSeparator) ? folder + '*' : folder;
-  const bool exists = isListed(search, FILE_ATTRIBUTE_DIRECTORY) ||
-                      isListed(search, FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_HIDDEN) ||
-                      isListed(search, FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_SYSTEM);
+  const bool exists = isListed(search, 0) || isListed(search, FILE_ATTRIBUTE_HIDDEN) ||
+                      isListed(search, FILE_ATTRIBUTE_SYSTEM);
   if (!exists && !CreateDirectoryA(folder.c_str(), nullptr)) throw fileError();
 }
 
@@ -117,28 +116,9 @@ void makeFolders(std::wstring_view path) {
   }
 }
 
-}  // namespace
-
-HRESULT GZSupportObject::GetFolderPath(LONG* folder, BSTR subfolder, BSTR* path) {
-  return returnText(
-      L"Function GetFolderPath", path,
-      [&] {
-        const std::wstring_view below = viewOf(subfolder);
-        Text result(shellFolder(*folder, below));
-        if (!below.empty() && (*folder & CSIDL_FLAG_CREATE) && !result.view().empty()) {
-          VARIANT_BOOL exists;
-          checkCall(EnsureDirExists(result.inout(), &exists));
-        }
-        return result;
-      },
-      folder);
-}
-
-namespace {
-
 // A folder without flags and subfolder, through the object's own interface.
 HRESULT returnFolder(_GZSupport& support, const wchar_t* procName, LONG folder, BSTR* path) {
-  return returnText(procName, path, [&] {
+  return kSupport.give(procName, {}, path, [&] {
     Text result;
     checkCall(support.GetFolderPath(&folder, nullptr, result.inout()));
     return result;
@@ -146,6 +126,18 @@ HRESULT returnFolder(_GZSupport& support, const wchar_t* procName, LONG folder, 
 }
 
 }  // namespace
+
+HRESULT GZSupportObject::GetFolderPath(LONG* folder, BSTR subfolder, BSTR* path) {
+  return kSupport.give(L"Function GetFolderPath", {folder}, path, [&] {
+    const std::wstring_view below = viewOf(subfolder);
+    Text result(shellFolder(*folder, below));
+    if (!below.empty() && (*folder & CSIDL_FLAG_CREATE) && !result.view().empty()) {
+      VARIANT_BOOL exists;
+      checkCall(EnsureDirExists(result.inout(), &exists));
+    }
+    return result;
+  });
+}
 
 HRESULT GZSupportObject::GetMyDocumentsPath(BSTR* path) {
   return returnFolder(*this, L"Function GetMyDocumentsPath", CSIDL_PERSONAL, path);
@@ -161,31 +153,24 @@ HRESULT GZSupportObject::GetCommonAppDataPath(BSTR* path) {
 
 // Not the member's own name: deliberate.
 HRESULT GZSupportObject::GetTempPath(BSTR* path) {
-  return returnText(L"Function GetTempPathing", path, temporaryFolder);
+  return kSupport.give(L"Function GetTempPathing", {}, path, temporaryFolder);
 }
 
 HRESULT GZSupportObject::GetTempFileName2(BSTR* folder, BSTR* prefix, BSTR* path) {
-  return returnText(
-      L"Function GetTempFileName2", path,
-      [&] {
-        if (viewOf(*folder).empty()) {
-          Text temporary;
-          checkCall(GetTempPath(temporary.inout()));
-          std::swap(*folder, *temporary.inout());
-        }
-        return newTemporaryFile(toAnsi(viewOf(*folder)), toAnsi(viewOf(*prefix)));
-      },
-      folder, prefix);
+  return kSupport.give(L"Function GetTempFileName2", {folder, prefix}, path, [&] {
+    if (viewOf(*folder).empty()) {
+      Text temporary;
+      checkCall(GetTempPath(temporary.inout()));
+      std::swap(*folder, *temporary.inout());
+    }
+    return newTemporaryFile(toAnsi(viewOf(*folder)), toAnsi(viewOf(*prefix)));
+  });
 }
 
 HRESULT GZSupportObject::EnsureDirExists(BSTR* path, VARIANT_BOOL* exists) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(path, exists);
-    *exists = VARIANT_FALSE;
-    *exists = framed(supportProcedure(L"Function EnsureDirExists"), [&] {
-      makeFolders(viewOf(*path));
-      return VARIANT_TRUE;
-    });
+  return kSupport.give(L"Function EnsureDirExists", {path}, exists, [&] {
+    makeFolders(viewOf(*path));
+    return true;
   });
 }
 

@@ -9,7 +9,7 @@
 #include "automation/system_library.h"
 #include "frame/mdlSupport.h"
 #include "support/gzsupport.h"
-#include "support/procedure.h"
+#include "support/member.h"
 
 namespace zsupport {
 namespace {
@@ -101,9 +101,8 @@ LONG askToInstall(BSTR* prompt, const Text& product, const Text& component) {
 }  // namespace
 
 HRESULT GZSupportObject::GetComponentProductID(BSTR* component, BSTR* product) {
-  return returnText(
-      L"Function GetComponentProductID", product,
-      [&] { return productOf(toAnsi(viewOf(*component))); }, component);
+  return kSupport.give(L"Function GetComponentProductID", {component}, product,
+                       [&] { return productOf(toAnsi(viewOf(*component))); });
 }
 
 // Where the component is by the registry, which goes before the installer. The key becomes the one
@@ -131,44 +130,39 @@ Text GZSupportObject::chosenProduct(Text& component, BSTR* product, bool ignoreP
 HRESULT GZSupportObject::GetComponentLocation2(BSTR* component, BSTR* product, LONG* action,
                                                BSTR* prompt, VARIANT_BOOL* ignoreProduct,
                                                BSTR* path) {
-  return returnText(
-      L"Function GetComponentLocation2", path,
-      [&] {
-        Text wanted(viewOf(*component));
-        std::wstring location = overridingLocation(wanted);
-        if (!location.empty()) return location;
-        const Installer installer;
-        installer.setUILevel(Installer::kNone);
-        const Text owner = chosenProduct(wanted, product, *ignoreProduct);
-        if (!owner.view().empty()) location = installer.componentPath(owner, wanted);
-        if (!location.empty()) return location;
-        if (*action == im_Prompt) *action = askToInstall(prompt, owner, wanted);
-        if (*action == im_Install) {
-          installer.setUILevel(Installer::kDefault);
-          installMissingComponent(toAnsi(owner.view()), toAnsi(wanted.view()));
-          location = installer.componentPath(owner, wanted);
-        }
-        return location;
-      },
-      component, product, action, prompt, ignoreProduct);
+  return kSupport.give(L"Function GetComponentLocation2",
+                       {component, product, action, prompt, ignoreProduct}, path, [&] {
+                         Text wanted(viewOf(*component));
+                         std::wstring location = overridingLocation(wanted);
+                         if (!location.empty()) return location;
+                         const Installer installer;
+                         installer.setUILevel(Installer::kNone);
+                         const Text owner = chosenProduct(wanted, product, *ignoreProduct);
+                         if (!owner.view().empty())
+                           location = installer.componentPath(owner, wanted);
+                         if (!location.empty()) return location;
+                         if (*action == im_Prompt) *action = askToInstall(prompt, owner, wanted);
+                         if (*action == im_Install) {
+                           installer.setUILevel(Installer::kDefault);
+                           installMissingComponent(toAnsi(owner.view()), toAnsi(wanted.view()));
+                           location = installer.componentPath(owner, wanted);
+                         }
+                         return location;
+                       });
 }
 
 HRESULT GZSupportObject::GetProductInfo(BSTR* product, BSTR* property, BSTR* value) {
-  return returnText(
-      L"Function GetProductInfo", value,
-      [&] { return Installer().productInfo(Text(viewOf(*product)), Text(viewOf(*property))); },
-      product, property);
+  return kSupport.give(L"Function GetProductInfo", {product, property}, value, [&] {
+    return Installer().productInfo(Text(viewOf(*product)), Text(viewOf(*property)));
+  });
 }
 
 HRESULT GZSupportObject::GetProductSummaryInfo(BSTR* product, LONG* property, BSTR* value) {
-  return returnText(
-      L"Function GetProductSummaryInfo", value,
-      [&] {
-        const Installer installer;
-        const Text package(installer.productInfo(Text(viewOf(*product)), Text(L"LocalPackage")));
-        return installer.summaryProperty(package, *property);
-      },
-      product, property);
+  return kSupport.give(L"Function GetProductSummaryInfo", {product, property}, value, [&] {
+    const Installer installer;
+    const Text package(installer.productInfo(Text(viewOf(*product)), Text(L"LocalPackage")));
+    return installer.summaryProperty(package, *property);
+  });
 }
 
 }  // namespace zsupport

@@ -9,7 +9,7 @@
 #include "automation/error.h"
 #include "automation/system_library.h"
 #include "support/gzsupport.h"
-#include "support/procedure.h"
+#include "support/member.h"
 
 namespace zsupport {
 namespace {
@@ -75,22 +75,21 @@ std::wstring computerName() {
 }  // namespace
 
 HRESULT GZSupportObject::MakeLegalPath(BSTR text, BSTR* path) {
-  return returnText(L"Function MakeLegalPath", path,
-                    [&] { return legalPath(std::wstring(viewOf(text))); });
+  return kSupport.give(L"Function MakeLegalPath", {}, path,
+                       [&] { return legalPath(std::wstring(viewOf(text))); });
 }
 
 HRESULT GZSupportObject::GetLongPathName(BSTR* shortPath, BSTR* path) {
-  return returnText(
-      L"Function GetLongPathName", path, [&] { return longPath(toAnsi(viewOf(*shortPath))); },
-      shortPath);
+  return kSupport.give(L"Function GetLongPathName", {shortPath}, path,
+                       [&] { return longPath(toAnsi(viewOf(*shortPath))); });
 }
 
 HRESULT GZSupportObject::GetUserName(BSTR* name) {
-  return returnText(kGetUserName, name, userName);
+  return kSupport.give(kGetUserName, {}, name, userName);
 }
 
 HRESULT GZSupportObject::GetComputerName(BSTR* name) {
-  return returnText(kGetUserName, name, computerName);
+  return kSupport.give(kGetUserName, {}, name, computerName);
 }
 
 }  // namespace zsupport

@@ -8,9 +8,10 @@
 
 #include <algorithm>
 
+#include "automation/name_index.h"
 #include "companion/registry_object.h"
 #include "support/gzsupport.h"
-#include "support/procedure.h"
+#include "support/member.h"
 
 namespace zsupport {
 namespace {
@@ -20,7 +21,6 @@ constexpr std::wstring_view kPolicyRoot = L"Software\\Policies\\Zarnow Instrumen
 
 // Without its case, a character is in these texts what it is to any language.
 bool isPlain(wchar_t c) { return c >= 0x20 && c < 0x7F; }
-wchar_t withoutCase(wchar_t c) { return c >= L'A' && c <= L'Z' ? c + (L'a' - L'A') : c; }
 
 // A comparison of texts. The platform's, which is slow, is asked only about characters that may be
 // equal to others.
@@ -28,7 +28,7 @@ bool isUnderCompanyRoot(std::wstring_view sectionKey) {
   const std::wstring_view start = sectionKey.substr(0, kCompanyRoot.size());
   if (std::all_of(start.begin(), start.end(), isPlain)) {
     return std::equal(start.begin(), start.end(), kCompanyRoot.begin(), kCompanyRoot.end(),
-                      [](wchar_t a, wchar_t b) { return withoutCase(a) == withoutCase(b); });
+                      [](wchar_t a, wchar_t b) { return lowerCase(a) == lowerCase(b); });
   }
   return sameTextIgnoringCase(Text(start).get(), Text(kCompanyRoot).get());
 }
@@ -44,7 +44,7 @@ bool readPresent(RegistryObject& registry, Variant& value) {
 // means the object's own hive.
 bool pHasValue(RegistryObject& registry, HKEY hive, Variant& value) {
   const HKEY saved = registry.Hive();
-  const bool has = framed(supportProcedure(L"Function pHasValue"), [&] {
+  const bool has = framed(kSupport.procedure(L"Function pHasValue"), [&] {
     if (hive) registry.Hive(hive);
     return readPresent(registry, value);
   });
@@ -83,17 +83,8 @@ LONG askForMode(const std::wstring& prompt) {
 }
 
 void chooseValueType(RegistryObject& registry, const VARIANT& value) {
-  switch (typeOf(value)) {
-    case VT_I2:
-    case VT_I4:
-    case VT_BOOL:
-    case VT_UI1:
-      return registry.ValueType(RegistryObject::kNumber);
-    case VT_DATE:
-    case VT_BSTR:
-      return registry.ValueType(RegistryObject::kText);
-    default:
-      return;
+  if (isOneOf<VT_I2, VT_I4, VT_BOOL, VT_UI1>(typeOf(value))) {
+    registry.ValueType(RegistryObject::kNumber);
   }
 }
 
@@ -140,7 +131,7 @@ void resolve(Variant& value) {
   const VARIANT* read = nullptr;
   if (FAILED(readValue(value.get(), holder, read)) || read == &value.get()) return;
   copyDereferenced(copy, *read);
-  std::swap(*value.operator->(), *copy.operator->());
+  std::swap(*value.inout(), *copy.inout());
 }
 
 void remember(std::wstring& section, std::wstring_view sectionKey) {
@@ -157,58 +148,53 @@ VARIANT nullValue() {
 
 HRESULT GZSupportObject::GetRegistryValue(BSTR* valueKey, VARIANT* preset, BSTR* sectionKey,
                                           VARIANT_BOOL* noPolicySet, VARIANT* value) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(valueKey, preset, sectionKey, noPolicySet, value);
-    VariantInit(value);
-    framed(supportProcedure(L"Function GetRegistryValue"), [&] {
-      RegistryObject registry;
-      remember(readSection_, viewOf(*sectionKey));
-      registry.Hive(HKEY_CURRENT_USER);
-      registry.Default(nullValue());
-      registry.ValueKey(std::wstring(viewOf(*valueKey)));
-      Variant found;
-      *noPolicySet = VARIANT_FALSE;
-      const bool isPolicy = readPolicy(registry, readSection_, found);
-      if (!isPolicy) {
-        *noPolicySet = VARIANT_TRUE;
-        readSetting(registry, readSection_, *preset, found);
-      }
-      std::swap(*value, *found.operator->());
-    });
-  });
+  return kSupport.give(L"Function GetRegistryValue", {valueKey, preset, sectionKey, noPolicySet},
+                       value, [&] {
+                         RegistryObject registry;
+                         remember(readSection_, viewOf(*sectionKey));
+                         registry.Hive(HKEY_CURRENT_USER);
+                         registry.Default(nullValue());
+                         registry.ValueKey(std::wstring(viewOf(*valueKey)));
+                         Variant found;
+                         *noPolicySet = VARIANT_FALSE;
+                         const bool isPolicy = readPolicy(registry, readSection_, found);
+                         if (!isPolicy) {
+                           *noPolicySet = VARIANT_TRUE;
+                           readSetting(registry, readSection_, *preset, found);
+                         }
+                         return found;
+                       });
 }
 
 HRESULT GZSupportObject::WriteRegistryValue(BSTR* valueKey, VARIANT* value, VARIANT* preset,
                                             LONG* mode, BSTR* sectionKey, BSTR* prompt) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(valueKey, value, preset, mode, sectionKey, prompt);
-    framed(supportProcedure(L"Sub WriteRegistryValue"), [&] {
-      // All arguments are taken first: the caller's code runs while objects tell their values, and
-      // while the question stands.
-      Variant plain, plainPreset;
-      copyDereferenced(plain, *value);
-      copyDereferenced(plainPreset, *preset);
-      const std::wstring name(viewOf(*valueKey));
-      const std::wstring section(viewOf(*sectionKey));
-      const std::wstring subject(viewOf(*prompt));
-      resolve(plain);
-      resolve(plainPreset);
-      LONG chosen = *mode;
-      if (chosen == rwm_Prompt) *mode = chosen = askForMode(subject);
-      RegistryObject registry;
-      remember(writeSection_, section);
-      chooseValueType(registry, plain.get());
-      registry.Default(nullValue());
-      registry.SectionKey(writeSection_);
-      registry.ValueKey(name);
-      registry.Hive(HKEY_LOCAL_MACHINE);
-      if (chosen == rwm_User) {
-        writeForUser(registry, plain.get(), plainPreset.get());
-      } else {
-        writeForMachine(registry, plain.get(), plainPreset.get());
-      }
-    });
-  });
+  return kSupport.run(L"Sub WriteRegistryValue",
+                      {valueKey, value, preset, mode, sectionKey, prompt}, [&] {
+                        // All arguments are taken first: the caller's code runs while objects tell
+                        // their values, and while the question stands.
+                        Variant plain, plainPreset;
+                        copyDereferenced(plain, *value);
+                        copyDereferenced(plainPreset, *preset);
+                        const std::wstring name(viewOf(*valueKey));
+                        const std::wstring section(viewOf(*sectionKey));
+                        const std::wstring subject(viewOf(*prompt));
+                        resolve(plain);
+                        resolve(plainPreset);
+                        LONG chosen = *mode;
+                        if (chosen == rwm_Prompt) *mode = chosen = askForMode(subject);
+                        RegistryObject registry;
+                        remember(writeSection_, section);
+                        chooseValueType(registry, plain.get());
+                        registry.Default(nullValue());
+                        registry.SectionKey(writeSection_);
+                        registry.ValueKey(name);
+                        registry.Hive(HKEY_LOCAL_MACHINE);
+                        if (chosen == rwm_User) {
+                          writeForUser(registry, plain.get(), plainPreset.get());
+                        } else {
+                          writeForMachine(registry, plain.get(), plainPreset.get());
+                        }
+                      });
 }
 
 }  // namespace zsupport

@@ -8,12 +8,10 @@
 #include "automation/variant.h"
 #include "frame/thread_state.h"
 #include "support/gzsupport.h"
-#include "support/procedure.h"
+#include "support/member.h"
 
 namespace zsupport {
 namespace {
-
-VARIANT_BOOL toBoolean(bool value) { return value ? VARIANT_TRUE : VARIANT_FALSE; }
 
 bool isEqualVariant(const VARIANT& left, const VARIANT& right) {
   // Copies: reading an object's value runs code that may take the other one away.
@@ -74,51 +72,34 @@ void copyToClipboard(std::wstring_view text) {
 }  // namespace
 
 HRESULT GZSupportObject::IsEqualVariant(VARIANT* left, VARIANT* right, VARIANT_BOOL* equal) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(left, right, equal);
-    *equal = VARIANT_FALSE;
-    *equal = toBoolean(framed(supportProcedure(L"Function IsEqualVariant"),
-                              [&] { return isEqualVariant(*left, *right); }));
-  });
+  return kSupport.give(L"Function IsEqualVariant", {left, right}, equal,
+                       [&] { return isEqualVariant(*left, *right); });
 }
 
 HRESULT GZSupportObject::IsEqualDate(DATE* left, DATE* right, VARIANT_BOOL* equal) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(left, right, equal);
-    *equal = VARIANT_FALSE;
-    *equal = toBoolean(framed(supportProcedure(L"Function IsEqualDate"),
-                              [&] { return wholeSeconds(*left) == wholeSeconds(*right); }));
-  });
+  return kSupport.give(L"Function IsEqualDate", {left, right}, equal,
+                       [&] { return wholeSeconds(*left) == wholeSeconds(*right); });
 }
 
 HRESULT GZSupportObject::DateMultiple(DATE* span, DATE* unit, double* multiple) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(span, unit, multiple);
-    *multiple = 0;
-    *multiple = framed(supportProcedure(L"Function DateMultiple"),
+  return kSupport.give(L"Function DateMultiple", {span, unit}, multiple,
                        [&] { return multipleOf(*span, *unit); });
-  });
 }
 
 HRESULT GZSupportObject::NotImplemented(BSTR* feature, BSTR* message) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(feature, message);
-    framed(supportProcedure(L"Sub NotImplemented"), [&] {
-      const std::wstring whole =
-          std::wstring(viewOf(*message)) + L" - " + std::wstring(viewOf(*feature));
-      assign(message, whole);
-      copyToClipboard(whole);
-      HandleError(L"Not Implemented", whole.c_str(), true, 0);
-      MessageBoxW(GetActiveWindow(), whole.c_str(), L"", MB_ICONINFORMATION);
-    });
+  return kSupport.run(L"Sub NotImplemented", {feature, message}, [&] {
+    const std::wstring whole =
+        std::wstring(viewOf(*message)) + L" - " + std::wstring(viewOf(*feature));
+    assign(message, whole);
+    copyToClipboard(whole);
+    HandleError(L"Not Implemented", whole.c_str(), true, 0);
+    MessageBoxW(GetActiveWindow(), whole.c_str(), L"", MB_ICONINFORMATION);
   });
 }
 
 HRESULT GZSupportObject::get_VBoost(IDispatch** helper) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(helper);
-    *helper = ComPtr<IDispatch>(threadState().VBoost).detach();
-  });
+  return atBoundary(__uuidof(_GZSupport), {helper},
+                    [&] { *helper = ComPtr<IDispatch>(threadState().VBoost).detach(); });
 }
 
 }  // namespace zsupport

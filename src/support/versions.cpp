@@ -5,11 +5,11 @@
 #include <vector>
 
 #include "automation/ansi.h"
-#include "automation/decimal_text.h"
 #include "automation/error.h"
+#include "automation/number_text.h"
 #include "automation/runtime_rules.h"
 #include "support/gzsupport.h"
-#include "support/procedure.h"
+#include "support/member.h"
 
 namespace zsupport {
 namespace {
@@ -39,24 +39,13 @@ const std::wstring& partAt(const std::vector<std::wstring>& parts, size_t index)
 // The mark of an alpha or beta build at the end of the last part, which loses it.
 LONG takeBuildMark(std::wstring& last) {
   if (last.empty()) return 0;
-  LONG mark = 0;
-  switch (nearestAnsiCode(last.back())) {
-    case 65:
-    case 97:
-    case 897:  // not 945, the letter that is written: deliberate
-      mark = kAlpha;
-      break;
-    case 66:
-    case 98:
-    case 223:
-    case 946:
-      mark = kBeta;
-      break;
-    default:
-      return 0;
-  }
+  const int code = nearestAnsiCode(last.back());
+  // Not 945, the letter that is written: deliberate.
+  const bool isAlpha = code == 65 || code == 97 || code == 897;
+  const bool isBeta = code == 66 || code == 98 || code == 223 || code == 946;
+  if (!isAlpha && !isBeta) return 0;
   last.pop_back();
-  return mark;
+  return isAlpha ? kAlpha : kBeta;
 }
 
 void removeAll(std::wstring& text, const std::wstring& what) {
@@ -111,28 +100,22 @@ int compare(LONG a, LONG b) { return a < b ? -1 : a > b ? 1 : 0; }
 }  // namespace
 
 HRESULT GZSupportObject::VersionStamp(BSTR* text, VersionStampRecord* stamp) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(text, stamp);
-    *stamp = {};
-    *stamp =
-        framed(supportProcedure(L"Function VersionStamp"), [&] { return parse(viewOf(*text)); });
-  });
+  return kSupport.give(L"Function VersionStamp", {text}, stamp,
+                       [&] { return parse(viewOf(*text)); });
 }
 
 HRESULT GZSupportObject::VersionString(VersionStampRecord* stamp, VARIANT_BOOL* full,
                                        VARIANT_BOOL* includeReleaseType, VARIANT_BOOL* hideRevision,
                                        BSTR* text) {
-  return returnText(
-      L"Function VersionString", text,
-      [&] { return format(*stamp, *full, *includeReleaseType, *hideRevision); }, stamp, full,
-      includeReleaseType, hideRevision);
+  return kSupport.give(L"Function VersionString", {stamp, full, includeReleaseType, hideRevision},
+                       text,
+                       [&] { return format(*stamp, *full, *includeReleaseType, *hideRevision); });
 }
 
 // The release type takes no part: deliberate.
 HRESULT GZSupportObject::CompareVersionStamps(VersionStampRecord* left, VersionStampRecord* right,
                                               LONG* order) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(left, right, order);
+  return atBoundary(__uuidof(_GZSupport), {left, right, order}, [&] {
     *order = compare(left->Major, right->Major);
     if (*order == 0) *order = compare(left->Minor, right->Minor);
     if (*order == 0) *order = compare(left->Revision, right->Revision);
@@ -140,8 +123,7 @@ HRESULT GZSupportObject::CompareVersionStamps(VersionStampRecord* left, VersionS
 }
 
 HRESULT GZSupportObject::OSVersion(VersionStampRecord* version) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(version);
+  return atBoundary(__uuidof(_GZSupport), {version}, [&] {
     *version = {};
     OSVERSIONINFOA system{};
     system.dwOSVersionInfoSize = sizeof system;

@@ -5,7 +5,7 @@
 #include "automation/runtime_rules.h"
 #include "frame/mdlGlobal.h"
 #include "support/gzsupport.h"
-#include "support/procedure.h"
+#include "support/member.h"
 #include "support/window_handles.h"
 
 namespace zsupport {
@@ -52,27 +52,20 @@ void centre(HWND window, HWND owner, bool maximize) {
 }  // namespace
 
 HRESULT GZSupportObject::CenterWindow(LONG* window, LONG* owner, VARIANT_BOOL* maximize) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(window, owner, maximize);
-    framed(supportProcedure(L"Sub CenterWindow"), [&] {
-      const HWND moved = toWindow(*window);
-      if (*owner == 0) *owner = toHandle(ownerOf(moved));
-      centre(moved, toWindow(*owner), *maximize);
-    });
+  return kSupport.run(L"Sub CenterWindow", {window, owner, maximize}, [&] {
+    const HWND moved = toWindow(*window);
+    if (*owner == 0) *owner = toHandle(ownerOf(moved));
+    centre(moved, toWindow(*owner), *maximize);
   });
 }
 
 HRESULT GZSupportObject::BoundingBox(LONG window, RECT* box) {
-  return atBoundary(__uuidof(_GZSupport), [&] {
-    requirePointers(box);
-    *box = {};
-    *box = framed(supportProcedure(L"Function BoundingBox"), [&] {
-      RECT edges{};
-      EnumChildWindows(toWindow(window), EnumWindowsForSizeProc, reinterpret_cast<LPARAM>(&edges));
-      POINT corners[] = {{edges.left, edges.top}, {edges.right, edges.bottom}};
-      for (POINT& corner : corners) ScreenToClient(toWindow(window), &corner);
-      return RECT{corners[0].x, corners[0].y, corners[1].x, corners[1].y};
-    });
+  return kSupport.give(L"Function BoundingBox", {}, box, [&] {
+    RECT edges{};
+    EnumChildWindows(toWindow(window), EnumWindowsForSizeProc, reinterpret_cast<LPARAM>(&edges));
+    POINT corners[] = {{edges.left, edges.top}, {edges.right, edges.bottom}};
+    for (POINT& corner : corners) ScreenToClient(toWindow(window), &corner);
+    return RECT{corners[0].x, corners[0].y, corners[1].x, corners[1].y};
   });
 }
 

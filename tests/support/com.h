@@ -16,12 +16,13 @@
 #include "automation/com_ptr.h"
 #include "automation/text.h"
 #include "automation/variant.h"
+#include "events/connection.h"
 
 using zsupport::ComPtr;
+using zsupport::kNoEvents;
 using zsupport::Text;
 using zsupport::Variant;
 
-inline constexpr wchar_t kNoEvents[] = L"{00000000-0000-0000-0000-000000000000}";
 inline constexpr wchar_t kUnknownSource[] = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7CFF}";
 
 // VARIANTs that own nothing: texts must outlive them.
@@ -36,10 +37,10 @@ VARIANT makeValue(VARTYPE type, T content) {
   memcpy(&V_BYREF(&v), &content, sizeof content);
   return v;
 }
-inline VARIANT longValue(LONG value) { return makeValue(VT_I4, value); }
-inline VARIANT doubleValue(double value) { return makeValue(VT_R8, value); }
-inline VARIANT textValue(const Text& value) { return makeValue(VT_BSTR, value.get()); }
-inline VARIANT objectValue(IDispatch* object) { return makeValue(VT_DISPATCH, object); }
+inline VARIANT longValue(LONG value) { return zsupport::valueOf(value); }
+inline VARIANT doubleValue(double value) { return zsupport::valueOf(value); }
+inline VARIANT textValue(const Text& value) { return zsupport::valueOf(value.get()); }
+inline VARIANT objectValue(IDispatch* object) { return zsupport::valueOf(object); }
 inline VARIANT arrayValue(VARTYPE element, SAFEARRAY* a) {
   return makeValue(static_cast<VARTYPE>(VT_ARRAY | element), a);
 }
@@ -48,7 +49,7 @@ inline VARIANT reference(VARTYPE type, void* variable) {
   return makeValue(static_cast<VARTYPE>(type | VT_BYREF), variable);
 }
 inline VARIANT missing() { return makeValue(VT_ERROR, DISP_E_PARAMNOTFOUND); }
-inline VARIANT_BOOL flag(bool value) { return value ? VARIANT_TRUE : VARIANT_FALSE; }
+inline VARIANT_BOOL flag(bool value) { return zsupport::toBoolean(value); }
 template <class T>
 ComPtr<T> newObject(REFCLSID classId) {
   ComPtr<T> object;

@@ -88,7 +88,7 @@ class TestClient final : public DispatchStub {
       Variant text;
       const HRESULT converted = VariantChangeType(
           text.put(), static_cast<VARIANT*>(array->pvData) + i, VARIANT_ALPHABOOL, VT_BSTR);
-      texts.push_back(converted == S_OK ? V_BSTR(text.operator->()) : L"?");
+      texts.push_back(converted == S_OK ? V_BSTR(text.inout()) : L"?");
     }
     return texts;
   }
