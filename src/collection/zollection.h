@@ -100,8 +100,8 @@ class ZollectionObject final : public CoClass<ZollectionObject, Zollection, _Zol
   void clear();
   void removeByIndex(LONG index);
   void removeByKey(BSTR key);
-  template <class Body>
-  HRESULT reentrant(Body&& body);
+  template <class Call>
+  HRESULT reentrant(Call&& call);
   void dismiss(ItemRecord* record);
   void letGoOf(ItemRecord* record, std::exception_ptr& failure) noexcept;
   void removeKey(ItemRecord* record);

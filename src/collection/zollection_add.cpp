@@ -87,27 +87,25 @@ struct ZollectionObject::Addition {
 HRESULT ZollectionObject::Add(IDispatch* item, BSTR* sourceIID, BSTR* key, VARIANT* before,
                               VARIANT* after) {
   Addition addition(*this, item);
+  // Being out of memory is always raised: where it was recorded only, the item would be lost in
+  // silence.
   const auto body = [&] {
-    return atBoundary(__uuidof(_Zollection), [&] {
-      requirePointers(sourceIID, key, before, after);
-      framed(procedure(L"Sub Add"), [&] {
-        // Being out of memory is always raised: where it was recorded only, the item would be lost
-        // in silence.
-        try {
-          copyTo(addition.key, *key);
-          add(addition, sourceIID, *before, *after);
-        } catch (const std::bad_alloc&) {
-          addition.abandon();
-          raiseOwn(runtime::kOutOfMemory, kAddSource);
-        } catch (const Error& error) {
-          addition.abandon();
-          if (error.number == runtime::kOutOfMemory) raiseOwn(error.number, kAddSource);
-          throw;
-        }
-      });
-    });
+    try {
+      copyTo(addition.key, *key);
+      add(addition, sourceIID, *before, *after);
+    } catch (const std::bad_alloc&) {
+      addition.abandon();
+      raiseOwn(runtime::kOutOfMemory, kAddSource);
+    } catch (const Error& error) {
+      addition.abandon();
+      if (error.number == runtime::kOutOfMemory) raiseOwn(error.number, kAddSource);
+      throw;
+    }
   };
-  return passingExceptions(body, [&] { addition.giveBack(); });
+  const auto call = [&] {
+    return kZollection.run(L"Sub Add", {sourceIID, key, before, after}, body);
+  };
+  return passingExceptions(call, [&] { addition.giveBack(); });
 }
 
 void ZollectionObject::add(Addition& addition, BSTR* sourceIID, const VARIANT& before,

@@ -19,28 +19,6 @@ namespace {
 constexpr DISPID kEventRaised = 1;
 constexpr DISPID kConnectionFailed = 2;
 
-VARIANTARG longArgument(LONG value) {
-  VARIANTARG argument;
-  V_VT(&argument) = VT_I4;
-  V_I4(&argument) = value;
-  return argument;
-}
-
-// Borrowed, like the text below: arguments live no longer than their call.
-VARIANTARG objectArgument(IDispatch* object) {
-  VARIANTARG argument;
-  V_VT(&argument) = VT_DISPATCH;
-  V_DISPATCH(&argument) = object;
-  return argument;
-}
-
-VARIANTARG textArgument(BSTR text) {
-  VARIANTARG argument;
-  V_VT(&argument) = VT_BSTR;
-  V_BSTR(&argument) = text;
-  return argument;
-}
-
 EventName eventName(IDispatch* source, REFIID sourceIID, DISPID dispid,
                     SourceMemory& memory) noexcept {
   try {
@@ -104,9 +82,9 @@ void ZollectionObject::raiseEvent(const ItemRecord* record, DISPID dispid, DISPP
   V_ARRAYREF(&parameters) = firing.arguments.array();
   const VARIANTARG lastFirst[] = {
       parameters,
-      useDispid_ ? longArgument(dispid) : textArgument(firing.name.get()),
-      objectArgument(firing.source.get()),
-      longArgument(position),
+      useDispid_ ? valueOf(dispid) : valueOf(firing.name.get()),
+      valueOf(firing.source.get()),
+      valueOf(position),
   };
   const auto admits = [](void* route, IDispatch* client) {
     return mayReach(*static_cast<const EventRoute*>(route), client);
@@ -133,7 +111,7 @@ void ZollectionObject::raiseConnectionFailed(IDispatch* source, Text& sourceIID,
   VARIANTARG sourceIIDArgument;
   V_VT(&sourceIIDArgument) = VT_BYREF | VT_BSTR;
   V_BSTRREF(&sourceIIDArgument) = sourceIID.inout();
-  const VARIANTARG lastFirst[] = {longArgument(reason), sourceIIDArgument, objectArgument(source)};
+  const VARIANTARG lastFirst[] = {valueOf(reason), sourceIIDArgument, valueOf(source)};
   const auto admitsAll = [](void*, IDispatch*) { return true; };
   events_.fire(kConnectionFailed, lastFirst, admitsAll, nullptr);
 }

@@ -41,36 +41,37 @@ void release(ItemRecord* record, std::exception_ptr& failure) noexcept {
 
 }  // namespace
 
-// Runs the body of a member that foreign code may call in the midst of, and release the collection.
-template <class Body>
-HRESULT ZollectionObject::reentrant(Body&& body) {
+// For members in the midst of which foreign code may release the collection.
+template <class Call>
+HRESULT ZollectionObject::reentrant(Call&& call) {
   ComPtr<_Zollection> alive(this);
-  return passingExceptions([&] { return atBoundary(__uuidof(_Zollection), body); },
-                           [&] { alive.reset(); });
+  return passingExceptions(call, [&] { alive.reset(); });
 }
 
 HRESULT ZollectionObject::Clear() {
-  return reentrant([&] { framed(procedure(L"Sub Clear"), [&] { clear(); }); });
+  return reentrant([&] { return kZollection.run(L"Sub Clear", {}, [&] { clear(); }); });
 }
 
 HRESULT ZollectionObject::Remove(VARIANT key) {
-  return reentrant([&] {
-    framed(procedure(L"Sub Remove"), [&] {
-      Variant holder;
-      const VARIANT& plain = dereferenced(key, holder);
-      if (isPosition(plain)) return removeByIndex(toLong(plain));
-      if (typeOf(plain) == VT_BSTR) return removeByKey(V_BSTR(&plain));
-      // Any other type, in silence: deliberate.
-    });
-  });
+  const auto body = [&] {
+    Variant holder;
+    const VARIANT& plain = dereferenced(key, holder);
+    if (isPosition(plain)) return removeByIndex(toLong(plain));
+    if (typeOf(plain) == VT_BSTR) return removeByKey(V_BSTR(&plain));
+    // Any other type, in silence: deliberate.
+  };
+  return reentrant([&] { return kZollection.run(L"Sub Remove", {}, body); });
 }
 
+// The frames of these two are those of what they share with Remove.
 HRESULT ZollectionObject::RemoveByKey(BSTR key) {
-  return reentrant([&] { removeByKey(key); });
+  return reentrant(
+      [&] { return atBoundary(__uuidof(_Zollection), {}, [&] { removeByKey(key); }); });
 }
 
 HRESULT ZollectionObject::RemoveByIndex(LONG index) {
-  return reentrant([&] { removeByIndex(index); });
+  return reentrant(
+      [&] { return atBoundary(__uuidof(_Zollection), {}, [&] { removeByIndex(index); }); });
 }
 
 void ZollectionObject::removeByIndex(LONG index) {
