@@ -98,11 +98,12 @@ bool MemberTable::knows(LPOLESTR* names, UINT count, DISPID* ids) const {
   ids[0] = members_[*place].id;
   const auto parameters = members_[*place].parameterNames;
   for (UINT i = 1; i < count; ++i) {
-    const auto position = std::ranges::find_if(parameters, [&](const wchar_t* parameter) {
-      return names[i] && isSameName(parameter, names[i]);
-    });
-    if (position == parameters.end()) return false;
-    ids[i] = static_cast<DISPID>(position - parameters.begin());
+    size_t position = 0;
+    while (position < parameters.size() &&
+           !(names[i] && isSameName(parameters[position], names[i])))
+      ++position;
+    if (position == parameters.size()) return false;
+    ids[i] = static_cast<DISPID>(position);
   }
   return true;
 }
