@@ -33,19 +33,6 @@ class Collection : public CollectionTest {
   }
 };
 
-TEST_F(Collection, KeepsASixteenthOfAWrittenIncrement) {
-  const std::tuple<LONG, LONG> cases[] = {{1600, 100},   {63, 4}, {0, 4},  {-1, 4},
-                                          {LONG_MIN, 4}, {64, 4}, {80, 5}, {79, 4}};
-  LONG increment = 0;
-  EXPECT_EQ(S_OK, z->get_Increment(&increment));
-  EXPECT_EQ(4000, increment) << "at first";
-  for (const auto& [written, read] : cases) {
-    EXPECT_EQ(S_OK, z->put_Increment(written));
-    EXPECT_EQ(S_OK, z->get_Increment(&increment));
-    EXPECT_EQ(read, increment) << "after writing " << written;
-  }
-}
-
 // What an odd value means as a place, as what is to be removed, and as what is asked for.
 TEST_F(Collection, TakesNumbersAsPositionsAndTextsAsKeys) {
   const Text b(L"b"), two(L"2"), unknown(L"unknown");
@@ -102,18 +89,6 @@ TEST_F(Collection, TakesNumbersAsPositionsAndTextsAsKeys) {
     if (type == VT_DATE || type == VT_BOOL) continue;  // no number, and no 2
     EXPECT_EQ(L"axbcd", adding({.before = numberOf(type, 2)})) << type;
     EXPECT_EQ(L"abxcd", adding({.after = numberOf(type, 2)})) << type;
-  }
-}
-
-TEST_F(Collection, KeepsOrderThroughGrowthAndShrinking) {
-  ASSERT_EQ(S_OK, z->put_Increment(64));
-  std::vector<ComPtr<TestSource>> items;
-  for (int i = 0; i < 3000; ++i) items.push_back(added(std::to_wstring(i)));
-  for (LONG i = 2500; i > 500; --i) ASSERT_EQ(S_OK, z->RemoveByIndex(i));
-  ASSERT_EQ(1000, countOf(z.get()));
-  for (LONG i = 1; i <= 1000; ++i) {
-    const size_t expected = static_cast<size_t>(i <= 500 ? i - 1 : i + 1999);
-    ASSERT_EQ(itemAt(z.get(), i).get(), static_cast<IDispatch*>(items[expected].get())) << i;
   }
 }
 

@@ -35,40 +35,6 @@ TEST_F(LateBound, TakesArgumentsByPositionNameAndDefault) {
   EXPECT_EQ(2, lastLong());
 }
 
-TEST_F(LateBound, CallsMembersInEveryWayThatScriptsDo) {
-  ASSERT_EQ(S_OK, add(z.get(), item.get(), {.key = L"k"}));
-  const Text key(L"k"), number(L" 1 ");
-  VARIANT one = longValue(1), nested = reference(VT_VARIANT, &one);
-  SHORT integer = 1;
-  const VARIANT forms[] = {longValue(1),
-                           doubleValue(1.4),
-                           textValue(key),
-                           nested,
-                           reference(VT_VARIANT, &nested),
-                           reference(VT_I2, &integer)};
-  for (const VARIANT& form : forms) {
-    for (const int flags :
-         {DISPATCH_METHOD, DISPATCH_PROPERTYGET, DISPATCH_METHOD | DISPATCH_PROPERTYGET}) {
-      EXPECT_EQ(S_OK, invoke(L"Item", flags, {form})) << V_VT(&form);
-      EXPECT_EQ(static_cast<IDispatch*>(item.get()), V_DISPATCH(&last.value.get()));
-    }
-  }
-  EXPECT_EQ(S_OK, invoke(L"Count", DISPATCH_METHOD, {}));
-  EXPECT_EQ(1, lastLong());
-  EXPECT_EQ(S_OK, invoke(L"ItemByIndex", DISPATCH_METHOD, {textValue(number)})) << "text to Long";
-  for (const int flags : {DISPATCH_METHOD, DISPATCH_PROPERTYGET}) {
-    last.make(z.get(), DISPID_NEWENUM, flags, {});
-    EXPECT_EQ(S_OK, last.result);
-    EXPECT_EQ(VT_UNKNOWN, V_VT(&last.value.get()));
-  }
-  for (const int flags : {DISPATCH_PROPERTYPUT, DISPATCH_PROPERTYPUTREF}) {
-    EXPECT_EQ(S_OK, invoke(L"Increment", flags, {longValue(1600)}, {DISPID_PROPERTYPUT}));
-  }
-  EXPECT_EQ(S_OK, invoke(L"Key", DISPATCH_PROPERTYPUT, {longValue(1), textValue(number)},
-                         {DISPID_PROPERTYPUT}));
-  EXPECT_FALSE(keyExists(z.get(), L"k"));
-}
-
 TEST_F(LateBound, RefusesWhatDoesNotFitAndCallsNothing) {
   const Text word(L"word");
   const VARIANT one = longValue(1), text = textValue(word);
@@ -217,42 +183,6 @@ TEST_F(WrittenReferences, ReachTheCallersVariable) {
   RegDeleteKeyW(HKEY_CURRENT_USER, section.get());
 }
 
-TEST(CollectionFace, ServesClientsOfStandardCollections) {
-  const auto z = newCollection();
-  const auto face = ComPtr<_Collection>::from(z.get());
-  ASSERT_TRUE(face);
-  EXPECT_EQ(ComPtr<IUnknown>::from(z.get()).get(), ComPtr<IUnknown>::from(face.get()).get());
-  const auto item = TestSource::make();
-  IDispatch* variable = item.get();
-  const Text keyText(L"k");
-  VARIANT none = missing(), key = textValue(keyText), one = longValue(1),
-          nobody = objectValue(nullptr);
-  VARIANT byValue = objectValue(variable), byReference = reference(VT_DISPATCH, &variable),
-          number = longValue(5);
-  LONG count = 0;
-  EXPECT_EQ(S_OK, face->Add(&byValue, &key, &none, &none));
-  EXPECT_EQ(S_OK, face->Add(&byReference, &number, &one, &none));
-  EXPECT_EQ(runtimeError(5), face->Add(&key, &none, &none, &none));
-  EXPECT_EQ(L"Invalid procedure call or argument - Item must be an Object",
-            lastError().description);
-  EXPECT_EQ(runtimeError(7), face->Add(&nobody, &none, &none, &none));
-  EXPECT_EQ(S_OK, face->Count(&count));
-  EXPECT_EQ(2, count);
-  EXPECT_TRUE(keyExists(z.get(), L"5"));
-  Variant found;
-  EXPECT_EQ(S_OK, face->Item(&key, found.put()));
-  EXPECT_EQ(variable, V_DISPATCH(&found.get()));
-  EXPECT_EQ(S_OK, face->Remove(&one));
-
-  // Late bound, the same numbers mean other members than on the default interface.
-  Call outcome;
-  outcome.make(face.get(), 2, DISPATCH_METHOD, {});
-  EXPECT_EQ(1, V_I4(&outcome.value.get()));
-  outcome.make(face.get(), 1, DISPATCH_METHOD, {byValue});
-  EXPECT_EQ(S_OK, outcome.result);
-  EXPECT_EQ(2, countOf(z.get()));
-}
-
 TEST(Enumerator, DeliversOneItemACallFromALiveViewOfFrozenLength) {
   auto z = newCollection();
   ComPtr<IEnumVARIANT> items;
@@ -289,32 +219,6 @@ TEST(Enumerator, DeliversOneItemACallFromALiveViewOfFrozenLength) {
   z.reset();
   items->Reset();
   nextIs(nullptr);  // long after the collection
-}
-
-// Another apartment reaches the collection through the platform's type-library marshaller.
-TEST(Clients, InAnotherApartmentUseTheStandardMarshaller) {
-  const auto z = newCollection();
-  const auto item = TestSource::make();
-  ASSERT_EQ(S_OK, add(z.get(), item.get(), {.key = L"k"}));
-  IStream* stream = nullptr;
-  ASSERT_EQ(S_OK, CoMarshalInterThreadInterfaceInStream(__uuidof(_Zollection), z.get(), &stream));
-  const DWORD owner = GetCurrentThreadId();
-  std::thread other([&] {
-    onFreshThread([&] {
-      ComPtr<_Zollection> proxy;
-      EXPECT_EQ(S_OK,
-                CoGetInterfaceAndReleaseStream(stream, __uuidof(_Zollection), proxy.putVoid()));
-      EXPECT_NE(z.get(), proxy.get());
-      EXPECT_EQ(1, countOf(proxy.get()));
-      EXPECT_TRUE(keyExists(proxy.get(), L"k"));
-      EXPECT_EQ(runtimeError(381), proxy->RemoveByIndex(9));
-      EXPECT_EQ(1, V_I4(&Call(proxy.get(), L"Count", {}, DISPATCH_PROPERTYGET).value.get()));
-    });
-    PostThreadMessageW(owner, WM_QUIT, 0, 0);
-  });
-  MSG message;
-  while (GetMessageW(&message, nullptr, 0, 0) > 0) DispatchMessageW(&message);
-  other.join();
 }
 
 }  // namespace

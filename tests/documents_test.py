@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""What users read: the help file holds a topic for each help context of the type library, no link leads
-nowhere, the page is valid HTML, the README's commands exist, the policies are those of the settings.
+"""What users read: the reference says what the interface description says, the help file holds a topic
+for each help context of the type library, no link leads nowhere, the page is valid HTML, the README's commands exist, the policies are those of the settings.
 
 usage: documents_test.py TYPELIB WORK_FOLDER
 """
@@ -14,9 +14,11 @@ from xml.etree import ElementTree
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
-sys.path.insert(0, str(ROOT / "packaging"))
+sys.path += [str(ROOT / "packaging"), str(ROOT / "tools")]
 sys.dont_write_bytecode = True
+import interfaces
 import make_help
+from typelib import Library
 
 failures = []
 
@@ -46,27 +48,60 @@ class Page(HTMLParser):
 
 
 def contexts_of(path):
-    """Name and help context of every type and function, from the bytes of a type library."""
-    data = path.read_bytes()
+    """Name and help context of every type and function."""
+    library = Library(path)
+    for typeinfo in library.typeinfos:
+        yield library.type_name(typeinfo), library.word(typeinfo + 0x44)
+        for (record, _), (_, name) in zip(library.functions(typeinfo), library.ids_and_names(typeinfo)):
+            yield name, library.word(record + 24)
 
-    def word(offset, size=4):
-        return int.from_bytes(data[offset:offset + size], "little")
 
-    def segment(index):
-        return word(0x54 + 4 * word(0x20) + (4 if word(0x14) & 0x100 else 0) + 16 * index)
+BASIC = {"long": "Long", "short": "Integer", "BSTR": "String", "VARIANT_BOOL": "Boolean", "double": "Double",
+         "DATE": "Date", "VARIANT": "Variant", "IDispatch*": "Object", "IUnknown*": "Unknown",
+         "IEnumVARIANT*": "IEnumVARIANT", "VERSIONSTAMP": "VersionStamp", "FOLDER": "csidl",
+         "SUMMARY_PROPERTY": "sisPropertyID"}
 
-    def name(offset):
-        start = segment(7) + offset
-        return data[start + 12:start + 12 + data[start + 8]].decode()
 
-    for typeinfo in range(segment(0), segment(0) + 100 * word(0x20), 100):
-        yield name(word(typeinfo + 0x34)), word(typeinfo + 0x44)
-        functions, members = word(typeinfo + 0x18, 2), word(typeinfo + 0x18, 2) + word(typeinfo + 0x1A, 2)
-        record = word(typeinfo + 4) + 4  # behind the length of all records; then ids, then names
-        names = record + word(record - 4) + 4 * members
-        for index in range(functions):
-            yield name(word(names + 4 * index)), word(record + 24)
-            record += word(record, 2)
+def signature(kind, name, parameters):
+    """As Basic's users know it."""
+    shown, result = [], ""
+    for attributes, written, parameter in parameters:
+        plain = re.sub(r"(ANY|REF|SAFEARRAY)\(|\)", "", written)
+        is_object = plain.startswith("I") and plain.endswith("*") and "nstall" not in plain
+        is_pointer = "REF" in written or plain.endswith("**" if is_object else "*")
+        plain = plain[:-1] if plain.endswith("**" if is_object else "*") else plain
+        basic, array = BASIC.get(plain, plain), "()" if "SAFEARRAY" in written else ""
+        if "retval" in attributes:
+            result = f" As {basic}{array}"
+            continue
+        text = "" if is_pointer else "ByVal "
+        text += ("Value" if kind == "put" and parameter == parameters[-1][2] else parameter) + f"{array} As {basic}"
+        if preset := re.search(r"DEFAULT\((.*)\)", attributes):
+            text += " = " + ({"0": "False", "-1": "True"}[preset[1]] if basic == "Boolean" else preset[1])
+        shown.append(f"[{text}]" if "optional" in attributes else text)
+    return {"get": "Property Get ", "put": "Property Let ", "": ""}[kind] + f"{name}({', '.join(shown)}){result}"
+
+
+def test_reference():
+    idl, reference = ((ROOT / path).read_text() for path in ("typelib/ZSupport.idl", "docs/reference.md"))
+    described = {signature(kind, name, parameters)
+                 for interface in ("_Zollection", "_Collection", "__Zollection", "_GZSupport")
+                 for kind, _, name, parameters in interfaces.members(idl, interface)}
+    for kind, name, body in re.findall(r"  (enum|struct) (\w+) \{(.*?)\}", idl, re.DOTALL):
+        pairs = re.findall(r"(\w+) = (\S+?),?\n", body) if kind == "enum" else (
+            (field, BASIC[basic]) for basic, field in re.findall(r"(\w+) (\w+);", body))
+        described |= {f"{BASIC.get(name, name)}.{entry} = {value}" for entry, value in pairs}
+    said = set(re.findall(r"^`([^`]+)`$", reference, re.MULTILINE))
+    for section in re.split(r"^#+ ", reference, flags=re.MULTILINE):
+        name = section.split("\n")[0].split(" ")[-1]
+        said |= {f"{name}.{entry} = {value}" for entry, value in
+                 re.findall(r"^\| `(\S+)` \| (\S+) \|", section, re.MULTILINE)}
+    for line in sorted(described ^ said):
+        expect(False, f"only in the {'reference' if line in said else 'IDL'}: {line}")
+    expect(len(described) > 180, f"only {len(described)} entries")
+    # What misspells a member is refused by compilers.
+    expect(idl.count("helpstring(") == idl.count("helpcontext(") + 1, "an entry without help")
+    expect(idl.count("object, dual, oleautomation, nonextensible") == 3, "extensible interfaces")
 
 
 def test_help(typelib, work):
@@ -158,6 +193,7 @@ def main(typelib, work):
     shutil.rmtree(work, ignore_errors=True)
     work.mkdir(parents=True)
     test_help(Path(typelib), work)
+    test_reference()
     test_readme()
     test_policies()
     for failure in failures:

@@ -5,26 +5,23 @@ usage: interop_test.py ZSupport.idl ZSupport.cs
 """
 import re
 import sys
+from pathlib import Path
+
+sys.path.append(str(Path(__file__).resolve().parent.parent))
+sys.dont_write_bytecode = True
+import interfaces
 
 INTERFACES = ("_Zollection", "_GZSupport", "__Zollection")
 
 
-def body(text, name):
-    """The members of an interface, without comments."""
-    block = re.search(r"interface " + name + r"(?: : \w+)?\s*\{(.*?)\n\s*\}\n", text, re.DOTALL)
-    return re.sub(r"//.*", "", block[1])
+def idl_members(text, interface):
+    for kind, number, name, parameters in interfaces.members(text, interface):
+        yield number, kind, name, sum(attributes.startswith("in") for attributes, _, _ in parameters)
 
 
-def idl_members(text):
-    # Help texts and defaults hold brackets and commas.
-    text = re.sub(r'"[^"\n]*"', '""', text).replace("SAFEARRAY(", "(")
-    member = r"\[(?:(prop\w+), )?id\((-?\w+)\)[^]]*\]\s*(?:HRESULT|void) (\w+)\((.*?)\);"
-    for kind, number, name, parameters in re.findall(member, text, re.DOTALL):
-        count = len(re.findall(r"\[in", parameters))
-        yield int(number, 0), kind.replace("prop", "")[:3], name, count
-
-
-def cs_members(text):
+def cs_members(text, interface):
+    text = re.search(r"interface " + interface + r"\s*\{(.*?)\n\s*\}\n", text, re.DOTALL)[1]
+    text = re.sub(r"//.*", "", text)
     member = r"\[DispId\((-?\w+)\)\]\s*(?:\[return:[^]]*\]\s*)?[\w.\[\]]+ (\w+)\s*([({].*?[;}]\n)"
     for number, name, rest in re.findall(member, text + "\n", re.DOTALL):
         number = int(number, 0)
@@ -40,8 +37,7 @@ def cs_members(text):
 def main():
     idl, cs = (open(path, encoding="utf-8").read() for path in sys.argv[1:])
     for name in INTERFACES:
-        wanted, found = (list(f(body(text, name)))
-                         for f, text in ((idl_members, idl), (cs_members, cs)))
+        wanted, found = (list(idl_members(idl, name)), list(cs_members(cs, name)))
         print(name, len(wanted), "members")
         for pair in zip(wanted, found):
             if pair[0] != pair[1]:
