@@ -9,17 +9,16 @@ import re
 import shutil
 import subprocess
 import sys
-from html.parser import HTMLParser
 from xml.etree import ElementTree
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
 sys.path += [str(ROOT / "packaging"), str(ROOT / "tools")]
 sys.dont_write_bytecode = True
-import interfaces
 import make_help
 from typelib import Library
 
+IDL = re.sub(r'//.*|helpstring\("[^"]*"\)', "", (ROOT / "typelib/ZSupport.idl").read_text())
 failures = []
 
 
@@ -28,23 +27,10 @@ def expect(condition, what):
         failures.append(what)
 
 
-class Page(HTMLParser):
+class Page:
     def __init__(self, text):
-        super().__init__()
-        self.ids, self.links, self.headings, self.inside = set(), [], [], False
-        self.feed(text)
-
-    def handle_starttag(self, tag, attributes):
-        values = dict(attributes)
-        self.ids.add(values.get("id"))
-        if "href" in values:
-            self.links.append(values["href"])
-        self.inside = tag == "h1"
-
-    def handle_data(self, data):
-        if self.inside:
-            self.headings.append(data)
-        self.inside = False
+        self.ids, self.links, self.headings = (
+            re.findall(pattern, text) for pattern in (r'\bid="([^"]*)"', r'href="([^"]*)"', r"<h1[^>]*>([^<]*)"))
 
 
 def contexts_of(path):
@@ -60,6 +46,16 @@ BASIC = {"long": "Long", "short": "Integer", "BSTR": "String", "VARIANT_BOOL": "
          "DATE": "Date", "VARIANT": "Variant", "IDispatch*": "Object", "IUnknown*": "Unknown",
          "IEnumVARIANT*": "IEnumVARIANT", "VERSIONSTAMP": "VersionStamp", "FOLDER": "csidl",
          "SUMMARY_PROPERTY": "sisPropertyID"}
+
+
+def members(name):
+    """Kind, dispatch id, name and parameters (attributes, type, name) of each of an interface, in its order."""
+    body = re.search(r"interface " + name + r"(?: : \w+)?\s*\{(.*?)\n  \}\n", IDL, re.DOTALL)[1]
+    for attributes, member, parameters in re.findall(r"\[([^]]*)\]\s*(?:HRESULT|void) (\w+)\((.*?)\);",
+                                                     body, re.DOTALL):
+        kind = re.search(r"(?:prop(get|put))?", attributes)[1] or ""
+        yield (kind, int(re.search(r"\bid\((.*?)\)", attributes)[1], 0), member,
+               re.findall(r"\[(.*?)\]\s*(\S+?)\s+(\w+)(?=,|$)", parameters, re.DOTALL))
 
 
 def signature(kind, name, parameters):
@@ -83,11 +79,11 @@ def signature(kind, name, parameters):
 
 
 def test_reference():
-    idl, reference = ((ROOT / path).read_text() for path in ("typelib/ZSupport.idl", "docs/reference.md"))
+    reference = (ROOT / "docs/reference.md").read_text()
     described = {signature(kind, name, parameters)
                  for interface in ("_Zollection", "_Collection", "__Zollection", "_GZSupport")
-                 for kind, _, name, parameters in interfaces.members(idl, interface)}
-    for kind, name, body in re.findall(r"  (enum|struct) (\w+) \{(.*?)\}", idl, re.DOTALL):
+                 for kind, _, name, parameters in members(interface)}
+    for kind, name, body in re.findall(r"  (enum|struct) (\w+) \{(.*?)\}", IDL, re.DOTALL):
         pairs = re.findall(r"(\w+) = (\S+?),?\n", body) if kind == "enum" else (
             (field, BASIC[basic]) for basic, field in re.findall(r"(\w+) (\w+);", body))
         described |= {f"{BASIC.get(name, name)}.{entry} = {value}" for entry, value in pairs}
@@ -100,8 +96,7 @@ def test_reference():
         expect(False, f"only in the {'reference' if line in said else 'IDL'}: {line}")
     expect(len(described) > 180, f"only {len(described)} entries")
     # What misspells a member is refused by compilers.
-    expect(idl.count("helpstring(") == idl.count("helpcontext(") + 1, "an entry without help")
-    expect(idl.count("object, dual, oleautomation, nonextensible") == 3, "extensible interfaces")
+    expect(IDL.count("object, dual, oleautomation, nonextensible") == 3, "extensible interfaces")
 
 
 def test_help(typelib, work):
@@ -155,6 +150,17 @@ def anchors(path):
     return {"", *(make_help.anchor_of(heading, uses) for heading in headings)}
 
 
+def test_csharp():
+    """One member off, and calls go astray."""
+    source = (ROOT / "samples/csharp/ZSupport.cs").read_text()
+    for name in ("_Zollection", "_GZSupport", "__Zollection"):
+        body = re.search(rf"interface {name} \{{(.*?)\n\}}", source, re.DOTALL)[1]
+        found = [(int(number, 0), member) for number, member in re.findall(
+            r"\[DispId\((.*?)\)\]\s*(?:\[return:.*?\]\s*)?[\w.[\]]+ (?:[gp]et_|put_)?(\w+)", body)]
+        wanted = [(number, member) for _, number, member, _ in members(name)]
+        expect(list(dict.fromkeys(found)) == list(dict.fromkeys(wanted)), f"{name} in C#: {found}")
+
+
 def test_readme():
     usage = subprocess.run([ROOT / "dev", "help"], capture_output=True, text=True, check=True).stdout
     known = set(re.findall(r"^  (\w+)", usage, re.MULTILINE))
@@ -194,6 +200,7 @@ def main(typelib, work):
     work.mkdir(parents=True)
     test_help(Path(typelib), work)
     test_reference()
+    test_csharp()
     test_readme()
     test_policies()
     for failure in failures:

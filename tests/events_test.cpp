@@ -66,47 +66,35 @@ TEST_F(Events, AreNamedByTypeInformationThenByTheStandardTableThenInHexadecimal)
 TEST_F(Events, CarryChangesBackIntoByReferenceArguments) {
   const auto item = added(), object = TestSource::make(), other = TestSource::make();
   BYTE byte = 1;
-  CHAR character = 1;
-  SHORT integer = 1;
   LONG number = 1;
-  DOUBLE real = 1;
   CY money = {.int64 = 10000};
   DECIMAL decimal{};
   BSTR text = SysAllocString(L"old");
   IDispatch* dispatch = ComPtr<IDispatch>(object.get()).detach();
-  IUnknown* unknown = nullptr;
   Variant variant;
   client.onEvent = [&](SAFEARRAY** aParams) {
-    for (const LONG i : {0, 1, 2, 3, 11}) set(element(aParams, i), longValue(42));
-    V_DECIMAL(&element(aParams, 10)).Lo64 = 0x0807060504030201;
-    V_VT(&element(aParams, 10)) = VT_DECIMAL;
-    set(element(aParams, 4), doubleValue(2.5));
-    set(element(aParams, 5), makeValue(VT_CY, CY{.int64 = 70000}));
-    set(element(aParams, 6), longValue(7));  // becomes text
-    for (const LONG i : {7, 8})
-      set(element(aParams, i), objectValue(ComPtr<IDispatch>(other.get()).detach()));
-    set(element(aParams, 9), makeValue(VT_BSTR, SysAllocString(L"new")));
+    for (const LONG i : {0, 1, 6}) set(element(aParams, i), longValue(42));
+    set(element(aParams, 2), makeValue(VT_CY, CY{.int64 = 70000}));
+    set(element(aParams, 3), longValue(7));  // becomes text
+    set(element(aParams, 4), objectValue(ComPtr<IDispatch>(other.get()).detach()));
+    set(element(aParams, 5), makeValue(VT_BSTR, SysAllocString(L"new")));
+    V_DECIMAL(&element(aParams, 7)).Lo64 = 0x0807060504030201;
+    V_VT(&element(aParams, 7)) = VT_DECIMAL;
   };
-  item->fire(1, {reference(VT_UI1, &byte), reference(VT_I1, &character), reference(VT_I2, &integer),
-                 reference(VT_I4, &number), reference(VT_R8, &real), reference(VT_CY, &money),
-                 reference(VT_BSTR, &text), reference(VT_DISPATCH, &dispatch),
-                 reference(VT_UNKNOWN, &unknown), reference(VT_VARIANT, variant.put()),
-                 reference(VT_DECIMAL, &decimal), longValue(1)});
+  item->fire(1,
+             {reference(VT_UI1, &byte), reference(VT_I4, &number), reference(VT_CY, &money),
+              reference(VT_BSTR, &text), reference(VT_DISPATCH, &dispatch),
+              reference(VT_VARIANT, variant.put()), longValue(1), reference(VT_DECIMAL, &decimal)});
   EXPECT_EQ(1, byte) << "bytes are never written back";
-  EXPECT_EQ(std::tuple(42, 42, 42), std::tuple(character, integer, number));
-  EXPECT_EQ(2.5, real);
+  EXPECT_EQ(42, number);
   EXPECT_EQ(70000, money.int64);
   EXPECT_EQ(1, reinterpret_cast<BYTE*>(&decimal)[6]) << "two bytes before its place";
   EXPECT_STREQ(L"7", text);
   EXPECT_EQ(static_cast<IDispatch*>(other.get()), dispatch);
-  EXPECT_EQ(static_cast<IDispatch*>(other.get()), unknown);
   EXPECT_EQ(1u, object->references) << "the object that was replaced is released";
-  ASSERT_EQ(VT_BSTR, V_VT(&variant.get()));
-  EXPECT_STREQ(L"new", V_BSTR(&variant.get()));
+  EXPECT_EQ(L"new", zsupport::toText(variant.get()).view());
   SysFreeString(text);
   dispatch->Release();
-  unknown->Release();
-  EXPECT_EQ(1u, other->references);
 }
 
 TEST_F(Events, MoveArraysToTheFiringObject) {
@@ -217,8 +205,7 @@ TEST_F(Events, SurviveForeignExceptionsOfTheirHandlers) {
 
   const auto refused = TestSource::make();
   client.onConnectionFailed = [](BSTR*, LONG) { ForeignException::raise(); };
-  const Placement unknown = {
-      .key = L"x", .before = longValue(1), .sourceIID = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7CFF}"};
+  const Placement unknown = {.key = L"x", .before = longValue(1), .sourceIID = kUnknownSource};
   EXPECT_TRUE(ForeignException::leaves([&] { add(z.get(), refused.get(), unknown); }));
   EXPECT_EQ(1u, refused->references);
   EXPECT_FALSE(keyExists(z.get(), L"x"));
@@ -258,11 +245,9 @@ TEST_F(Events, ReachEveryClientAndLaterOnesSeeEarlierChanges) {
 }
 
 TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
-  const GUID plain = __uuidof(Plain), noDefault = __uuidof(NoDefault);
+  const GUID plain = __uuidof(Plain);
   const std::wstring dual = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C22}";
   const std::wstring custom = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C23}";
-  const Behaviour noDefaultSource = {
-      .described = &__uuidof(_NoDefault), .classInfo = &noDefault, .enumerates = true};
   const Behaviour vtableOnly = {
       .described = nullptr, .events = IID_IPropertyNotifySink, .enumerates = true};
   const struct {
@@ -279,7 +264,10 @@ TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
       {"dual source", {.described = &__uuidof(_WithDual)}, false, kNotDispinterface},
       {"custom source", {.described = &__uuidof(_WithCustom)}, false, kNotDispinterface},
       {"no type information: first point", {.described = nullptr, .enumerates = true}, true, 0},
-      {"no default source: first point", noDefaultSource, true, 0},
+      {"no default source: first point",
+       {.described = &__uuidof(_NoDefault), .enumerates = true},
+       true,
+       0},
       {"nothing to fall back on", {.described = nullptr}, false, kNoConnectionPoint},
       {"default source without a point: silent", {.events = IID_IEnumVARIANT}, false, 0},
       {"refused by the source: silent", {.adviseResult = E_ACCESSDENIED}, false, 0},
@@ -317,7 +305,6 @@ TEST_F(Events, OfDualInterfacesComeThroughEitherRoad) {
   item->fire(1);
   for (int i = 0; i < 1000; ++i) ASSERT_EQ(S_OK, sink->Fired());  // the stack stays where it was
   EXPECT_EQ(1001u, client.heard.size());
-  EXPECT_EQ(L"Fired", client.heard.back().name);
 
   client.onEvent = [](SAFEARRAY** aParams) {
     set(element(aParams, 2), longValue(43));
@@ -330,9 +317,8 @@ TEST_F(Events, OfDualInterfacesComeThroughEitherRoad) {
                                &garbage, &result));
   const Heard& values = client.heard.back();
   EXPECT_EQ(L"Values", values.name);
-  ASSERT_EQ(7u, values.arguments.size());
-  EXPECT_EQ((std::vector<std::wstring>{L"1.5", L"b", L"42", L"7", L"True"}),
-            std::vector(values.arguments.begin(), values.arguments.begin() + 5));
+  EXPECT_EQ((std::vector<std::wstring>{L"1.5", L"b", L"42", L"7", L"True", L"?", L""}),
+            values.arguments);
   EXPECT_EQ(std::tuple(43, 0), std::tuple(number, result));
   EXPECT_STREQ(L"out", garbage);
   SysFreeString(garbage);
@@ -344,7 +330,7 @@ TEST_F(Events, AskTheClientWhenTheInterfaceIsNotFound) {
   const Placement unknown = {.key = L"k", .sourceIID = L"{6c2e7e41-1c58-4b43-9d7d-0a3f2a5b7cff}"};
   const std::tuple<std::wstring, bool, int> cases[] = {
       {unknown.sourceIID, false, 1},                          // left alone
-      {L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7CFF}", false, 1},  // only the case differs
+      {kUnknownSource, false, 1},                             // only the case differs
       {kNoEvents, true, 1},                                   // without events, then
       {L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C21}", false, 3},  // only a signal to try again
   };
@@ -356,10 +342,6 @@ TEST_F(Events, AskTheClientWhenTheInterfaceIsNotFound) {
       if (++asked < 3) SysReAllocString(sourceIID, answer.c_str());
     };
     EXPECT_EQ(isAdded ? S_OK : kNoConnectionPoint, add(z.get(), item.get(), unknown));
-    if (!isAdded) {
-      EXPECT_EQ(L"Object support connection points but no connection point was found.",
-                lastError().description);
-    }
     EXPECT_EQ(expectedAsked, asked);
     EXPECT_EQ(isAdded ? 1 : 0, countOf(z.get()));
     EXPECT_EQ(S_OK, z->Clear());

@@ -1,6 +1,5 @@
 // A host as the library may meet it, in a process of its own: the compiler's shared run-time is
-// loaded before the library; the library is registered as installers do it, in their own process,
-// which unloads it again; then there is no memory, at the first throw and on new threads; and it is
+// loaded before the library; there is no memory, at the first throw and on new threads; and it is
 // loaded and released a thousand times.
 //
 // usage: host_test LIBRARY SHARED_RUNTIME
@@ -11,15 +10,10 @@ namespace {
 
 const char* path = nullptr;
 
-template <class Function>
-Function* entryPoint(HMODULE library, const char* name) {
-  return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library, name)));
-}
-
 ComPtr<IClassFactory> factoryOf(HMODULE library, REFCLSID classId) {
   ComPtr<IClassFactory> factory;
-  auto* const getClassObject =
-      entryPoint<HRESULT WINAPI(REFCLSID, REFIID, void**)>(library, "DllGetClassObject");
+  auto* const getClassObject = reinterpret_cast<HRESULT WINAPI (*)(REFCLSID, REFIID, void**)>(
+      reinterpret_cast<void*>(GetProcAddress(library, "DllGetClassObject")));
   EXPECT_EQ(S_OK, getClassObject(classId, IID_IClassFactory, factory.putVoid()));
   return factory;
 }
@@ -30,23 +24,6 @@ ComPtr<T> make(HMODULE library, REFCLSID classId) {
   EXPECT_EQ(S_OK,
             factoryOf(library, classId)->CreateInstance(nullptr, __uuidof(T), object.putVoid()));
   return object;
-}
-
-TEST(Host, MayRegisterTheLibraryInPassing) {
-  for (int i = 0; i < 3; ++i) {
-    const HMODULE library = LoadLibraryA(path);
-    auto* const install = entryPoint<HRESULT WINAPI(BOOL, LPCWSTR)>(library, "DllInstall");
-    HKEY sandbox;
-    ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyW(HKEY_CURRENT_USER, L"ZSupportTestHost", &sandbox));
-    RegOverridePredefKey(HKEY_CURRENT_USER, sandbox);
-    EXPECT_EQ(S_OK, install(TRUE, L"user"));
-    EXPECT_EQ(S_OK, install(FALSE, L"user"));
-    RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
-    RegCloseKey(sandbox);
-    RegDeleteTreeW(HKEY_CURRENT_USER, L"ZSupportTestHost");
-    FreeLibrary(library);
-    EXPECT_FALSE(GetModuleHandleA("ZSupport.dll"));
-  }
 }
 
 TEST(Host, LivesOnWithoutMemory) {

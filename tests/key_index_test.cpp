@@ -75,14 +75,6 @@ TEST(KeyIndex, LowersAsThePlatformDoes) {
   }
 }
 
-TEST(KeyIndex, HashesNarrowTextsAsWideOnes) {
-  for (const std::wstring& wide : textsOf(0, 2)) {
-    const std::string narrow(wide.begin(), wide.end());
-    ASSERT_EQ(LHashValOfNameSys(SYS_WIN16, 0, wide.c_str()),
-              LHashValOfNameSysA(SYS_WIN16, 0, narrow.c_str()));
-  }
-}
-
 // Short keys of few characters, so that they meet.
 class Keys {
  public:

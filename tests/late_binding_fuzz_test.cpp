@@ -83,8 +83,7 @@ class Round {
     for (int call = 0; call < kCallsARound && !testing::Test::HasFailure(); ++call) {
       Member member = members_[upTo(members_.size() - 1)];
       if (upTo(30) == 0) member.id = static_cast<DISPID>(random_());
-      if (isTraced)
-        std::printf("%lu %d %ls\n", seed_, call, member.name.c_str()), std::fflush(stdout);
+      if (isTraced) std::printf("%lu %d %ls\n", seed_, call, member.name.c_str());
       const auto trace = testing::Message()
                          << "seed " << seed_ << ", call " << call << ", " << member.name;
       SCOPED_TRACE(trace);
