@@ -83,8 +83,6 @@ TEST_F(Values, OfDatesAreSecondsAndSpans) {
   const std::tuple<DATE, DATE, HRESULT, bool> dates[] = {
       {noon, noon + 0.9999 * kSecond, S_OK, true},
       {noon + kSecond, noon + 0.9999 * kSecond, S_OK, false},
-      {0, 0.999999 * kSecond, S_OK, true},
-      {-1.25, -1.25 - 0.4 * kSecond, S_OK, true},
       {noon, 1e9, runtimeError(5), false},
       {noon, kNaN, runtimeError(5), false},
   };
