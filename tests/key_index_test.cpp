@@ -196,4 +196,23 @@ TEST(KeyIndex, KeepsWhatItHasWhenMemoryEnds) {
   exchangeImport(import, realHeapAlloc);
 }
 
+extern "C" void* hashImport __asm__("__imp__LHashValOfNameSys@12");
+
+ULONG WINAPI hashWithoutMemory(SYSKIND, LCID, const OLECHAR*) { return 0; }
+
+TEST(KeyIndex, EntersNoKeyWithoutItsChain) {
+  const auto heap = PrivateHeap::create(0);
+  KeyIndex index;
+  ItemRecord record = {};
+  const Text key(L"caf\u00e9");
+  ASSERT_TRUE(index.open(*heap.get()));
+  void* const real = exchangeImport(&hashImport, reinterpret_cast<void*>(hashWithoutMemory));
+  EXPECT_THROW(index.pvGetItemByKey(key.get(), &record), Error);
+  exchangeImport(&hashImport, real);
+  EXPECT_EQ(nullptr, index.pvGetItemByKey(key.get(), &record));
+  exchangeImport(&hashImport, reinterpret_cast<void*>(hashWithoutMemory));
+  EXPECT_EQ(&record, index.take(key.get()));
+  exchangeImport(&hashImport, real);
+}
+
 }  // namespace

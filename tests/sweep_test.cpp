@@ -6,7 +6,7 @@ namespace {
 constexpr wchar_t kPlainSource[] = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C21}";
 
 Operation adding(const char* name, Placement place, std::function<void(Scene&)> prepare = {}) {
-  place.key = place.key.empty() ? L"n\u00e9w" : place.key;
+  place.key = place.key.empty() ? L"new" : place.key;
   return {name, kNew, [place](Scene& s) { return add(s.z.get(), s.item(kNew), place); },
           std::move(prepare)};
 }
@@ -24,10 +24,10 @@ void ignoreCase(Scene& scene) {
 }
 
 std::vector<Operation> insertions() {
-  static const Text a(L"a"), b(L"b"), key(L"n\u00e9w");
+  static const Text a(L"a"), b(L"b"), key(L"new");
   return {
       adding("Add", {}),
-      adding("Add ignoring case", {.key = L"N\u00c9W"}, ignoreCase),
+      adding("Add ignoring case", {.key = L"NEW"}, ignoreCase),
       adding("Add before a position", {.before = longValue(2)}),
       adding("Add before a key", {.before = textValue(b)}),
       adding("Add after a position", {.after = doubleValue(1)}),
