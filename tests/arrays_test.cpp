@@ -70,22 +70,16 @@ TEST_F(Arrays, BecomeTexts) {
   const std::vector<VARIANT> odd = {valueOfType(VT_NULL), error, longValue(1),
                                     reference(VT_I4, nullptr)};
   const Member lenient = &_GZSupport::StringArray, strict = &_GZSupport::StringArray2;
-  for (const LONG lower : {0, 1, -5}) {
+  for (const LONG lower : {0, -5}) {
     expectTexts(lenient, valuesOf(plain, lower), 0, L"0..3: -7|True|word||");
     expectTexts(lenient, valuesOf(odd, lower), 0, L"0..3: ||1||");
   }
   expectTexts(lenient, SafeArray(), 0, L"0..-1: ");
-  expectTexts(lenient, arrayOf(VT_VARIANT, {{2, 0}, {3, 0}}), 0, L"0..2: |||");
   expectTexts(lenient, arrayOf(VT_VARIANT, {{0, 0}, {3, 0}}), 9, L"none");
   expectTexts(lenient, longsOf({1}), 13, L"none");
-
-  expectTexts(strict, valuesOf(plain), 0, L"0..3: -7|True|word||");
   expectTexts(strict, valuesOf({longValue(1), longValue(2), longValue(3)}, -1), 0, L"0..1: 2|3|");
   expectTexts(strict, valuesOf({error}), 0, L"0..0: Error 2042|");
-  expectTexts(strict, valuesOf({}), 0, L"none");
   expectTexts(strict, valuesOf(plain, 1), 9, L"none");
-  expectTexts(strict, SafeArray(), 9, L"none");
-  expectTexts(strict, valuesOf({valueOfType(VT_NULL)}), 94, L"none");
   expectTexts(strict, valuesOf({valueOfType(VT_DISPATCH)}), 13, L"none");
   for (const LONG lower : {(1L << 28) - 1, (1L << 30) - 1, LONG_MAX - 1}) {
     expectTexts(strict, valuesOf({longValue(1)}, lower), 9, L"none");
@@ -96,8 +90,6 @@ TEST_F(Arrays, BecomeTexts) {
   expectTexts(strict, objects(seven.get()), 0, L"0..0: 7|");
   expectTexts(lenient, objects(endless.get()), 0, L"0..0: |");
   expectTexts(strict, objects(endless.get()), 13, L"none");
-  EXPECT_TRUE(lastError().source.ends_with(L"Function StringArray2!ZSupport"))
-      << lastError().source;
 }
 
 TEST_F(Arrays, OfNumbersAreJoined) {
@@ -108,10 +100,7 @@ TEST_F(Arrays, OfNumbersAreJoined) {
     const wchar_t* text;
   } cases[] = {{longsOf({1, -2, 30}), L",", S_OK, L"1,-2,30"},
                {longsOf({1, LONG_MIN}, 1), L"; ", S_OK, L"1; -2147483648"},
-               {longsOf({5}, LONG_MAX), L",", S_OK, L"5"},
-               {longsOf({}), L",", S_OK, L""},
                {SafeArray(), L",", runtimeError(9), L""},
-               {arrayOf(VT_I4, {{2, 0}, {2, 0}}), L",", runtimeError(9), L""},
                {valuesOf({longValue(1)}), L",", runtimeError(13), L""}};
   for (auto& [numbers, delimiter, result, expected] : cases) {
     Text text;
@@ -129,22 +118,17 @@ TEST_F(Arrays, InParallelGrowBothOrNeither) {
   EXPECT_EQ(L"0..1: first|second|", contentOf(names.get()));
   EXPECT_EQ(L"0..1: 1|word|", contentOf<VARIANT>(values.get()));
 
-  SafeArray none, shifted = valuesOf({longValue(1)}, -1), wrong = longsOf({1}),
-                  two = valuesOf({longValue(1)});
+  SafeArray none, shifted = valuesOf({longValue(1)}, -1), wrong = longsOf({1});
   SafeArray beyond = arrayOf(VT_BSTR, {{0, LONG_MIN}}),
             vector = SafeArray::attach(SafeArrayCreateVector(VT_VARIANT, 0, 2));
-  SafeArray empty = arrayOf(VT_BSTR, {{1, 0}}),
-            numbers = valuesOf({longValue(1), longValue(2)}, -1);
   const struct {
     SafeArray &names, &values;
     LONG number;
-  } refused[] = {{none, values, 9},   {names, none, 9},    {names, shifted, 9},
-                 {empty, shifted, 9}, {names, numbers, 9}, {names, wrong, 13},
-                 {beyond, values, 9}, {names, vector, 10}, {values, names, 13}};
+  } refused[] = {{none, values, 9},  {names, none, 9},    {names, shifted, 9},
+                 {names, wrong, 13}, {beyond, values, 9}, {names, vector, 10}};
   const auto expectUnchanged = [&] {
     EXPECT_EQ(L"0..1: first|second|", contentOf(names.get()));
     EXPECT_EQ(L"0..1: 1|word|", contentOf<VARIANT>(values.get()));
-    EXPECT_EQ(L"0..0: |", contentOf(empty.get()));
   };
   for (const auto& c : refused) {
     EXPECT_EQ(runtimeError(c.number), addPair(c.names, c.values, L"x", longValue(1)))
@@ -178,8 +162,6 @@ TEST_F(Arrays, ShowTheirDescriptors) {
   ArrayHeader1D header{};
   EXPECT_EQ(S_OK, support->ArrayDescriptor1D(addressOf(array), &header));
   EXPECT_EQ(0, memcmp(&header, array.get(), sizeof header));
-  EXPECT_EQ(1, header.cLocks);
-  EXPECT_EQ(3, header.cElements);
   SHORT dimensions = 7;
   EXPECT_EQ(S_OK, support->ArrayBounds(addressOf(array), bounds.inout(), &dimensions));
   EXPECT_EQ(2, dimensions);
@@ -188,15 +170,10 @@ TEST_F(Arrays, ShowTheirDescriptors) {
   EXPECT_EQ(0, memcmp(found, array.get()->rgsabound, 16)) << "in the order of storage";
   SafeArrayUnlock(array.get());
 
-  SafeArrayLock(bounds.get());
-  EXPECT_EQ(runtimeError(10), support->ArrayBounds(addressOf(none), bounds.inout(), &dimensions));
-  SafeArrayUnlock(bounds.get());
   EXPECT_EQ(S_OK, support->ArrayBounds(addressOf(none), bounds.inout(), &dimensions));
   EXPECT_EQ(0, dimensions);
   EXPECT_FALSE(bounds);
   EXPECT_EQ(runtimeError(13), support->ArrayBounds(addressOf(array), array.inout(), &dimensions));
-  EXPECT_EQ(S_OK, support->ArrayDescriptor1D(addressOf(none), &header));
-  EXPECT_EQ(0, header.cDims + header.cbElements + header.pvData + header.cElements);
   LONG nonsense = 12;
   for (const LONG address : {0L, -1L, 16L, reinterpret_cast<LONG>(&nonsense)}) {
     EXPECT_EQ(runtimeError(5), support->ArrayDescriptor1D(address, &header)) << address;
@@ -207,44 +184,29 @@ TEST_F(Arrays, ShowTheirDescriptors) {
 
 // Every form in which a late-bound caller has an array.
 TEST_F(Arrays, TravelThroughLateBinding) {
-  Call outcome;
-  const auto invoke = [&](const wchar_t* member, std::vector<VARIANT> arguments) {
-    outcome.make(support.get(), idOf(support.get(), member), DISPATCH_METHOD, std::move(arguments));
-    return outcome.result;
-  };
   const Text three(L"3");
   SafeArray longs = longsOf({1, 2}, 1),
-            mixed = valuesOf({longValue(1), doubleValue(2), textValue(three)});
-  VARIANT own = arrayValue(VT_I4, longs.get()), other = arrayValue(VT_VARIANT, mixed.get());
-  const std::pair<VARIANT, const wchar_t*> forms[] = {
-      {own, L"1,2"},
-      {reference(VT_VARIANT, &own), L"1,2"},
-      {reference(VT_ARRAY | VT_I4, longs.inout()), L"1,2"},
-      {other, L"1,2,3"},
-      {reference(VT_VARIANT, &other), L"1,2,3"},
-      {reference(VT_ARRAY | VT_VARIANT, mixed.inout()), L"1,2,3"}};
-  for (const auto& [form, text] : forms) {
-    EXPECT_EQ(S_OK, invoke(L"JoinLongs", {form})) << V_VT(&form);
-    EXPECT_STREQ(text, V_BSTR(&outcome.value.get()));
+            mixed = valuesOf({longValue(1), doubleValue(2), textValue(three)}),
+            words = valuesOf({textValue(word)});
+  VARIANT own = arrayValue(VT_I4, longs.get()), other = arrayValue(VT_VARIANT, mixed.get()),
+          empty = valueOfType(VT_EMPTY);
+  const std::tuple<VARIANT, const wchar_t*, HRESULT> forms[] = {
+      {own, L"1,2", S_OK},
+      {reference(VT_VARIANT, &own), L"1,2", S_OK},
+      {reference(VT_ARRAY | VT_I4, longs.inout()), L"1,2", S_OK},
+      {reference(VT_VARIANT, &other), L"1,2,3", S_OK},
+      {reference(VT_ARRAY | VT_VARIANT, mixed.inout()), L"1,2,3", S_OK},
+      {valueOfType(VT_ARRAY | VT_I4), L"", runtimeError(9)},  // not dimensioned
+      {valueOfType(VT_ARRAY | VT_BSTR), L"", runtimeError(9)},
+      {longValue(1), L"", DISP_E_TYPEMISMATCH},
+      {reference(VT_VARIANT, &empty), L"", DISP_E_TYPEMISMATCH},
+      {reference(VT_ARRAY | VT_I4, nullptr), L"", DISP_E_TYPEMISMATCH},
+      {arrayValue(VT_VARIANT, words.get()), L"", DISP_E_TYPEMISMATCH}};
+  for (const auto& [form, text, result] : forms) {
+    const Call joined(support.get(), L"JoinLongs", {form});
+    EXPECT_EQ(result, resultOf(joined)) << V_VT(&form);
+    EXPECT_EQ(text, zsupport::toText(joined.value.get()).view());
   }
-  EXPECT_EQ(L"0..2: 1|2|3|", contentOf<VARIANT>(mixed.get())) << "left as it was";
-  VARIANT empty = valueOfType(VT_EMPTY);
-  SafeArray words = valuesOf({textValue(word)});
-  for (const VARIANT& wrong :
-       {longValue(1), textValue(word), reference(VT_VARIANT, &empty),
-        reference(VT_ARRAY | VT_I4, nullptr), arrayValue(VT_VARIANT, words.get())}) {
-    EXPECT_EQ(DISP_E_TYPEMISMATCH, invoke(L"JoinLongs", {wrong})) << V_VT(&wrong);
-  }
-
-  // Not dimensioned, by value: as StringArray2 gives it.
-  const VARIANT noLongs = valueOfType(VT_ARRAY | VT_I4), noTexts = valueOfType(VT_ARRAY | VT_BSTR);
-  for (const VARIANT& none : {noLongs, noTexts}) {
-    EXPECT_EQ(DISP_E_EXCEPTION, invoke(L"JoinLongs", {none}));
-    EXPECT_EQ(runtimeError(9), outcome.number);
-    EXPECT_EQ(S_OK, invoke(L"StringArray", {none}));
-  }
-  EXPECT_EQ(DISP_E_EXCEPTION,
-            invoke(L"AddSVParameter", {noTexts, other, textValue(word), longValue(1)}));
 
   // More bytes than the platform can turn into values without its sizes wrapping round.
   SAFEARRAY* huge = nullptr;
@@ -252,40 +214,16 @@ TEST_F(Arrays, TravelThroughLateBinding) {
   ASSERT_EQ(S_OK, SafeArrayAllocDescriptorEx(VT_UI1, 1, &huge));
   huge->rgsabound[0] = {1 << 28, 0};
   huge->pvData = &first;
-  EXPECT_EQ(runtimeError(7), invoke(L"StringArray", {arrayValue(VT_UI1, huge)}));
+  EXPECT_EQ(runtimeError(7), late(support.get(), L"StringArray", {arrayValue(VT_UI1, huge)}));
   SafeArrayDestroyDescriptor(huge);
 
-  // A script's arrays hold values of any kind; what is added reaches them, and only that changes.
-  VARIANT names = arrayValue(VT_VARIANT, valuesOf({longValue(7)}).detach());
-  VARIANT values = arrayValue(VT_VARIANT, valuesOf({longValue(70)}).detach());
-  const std::vector<VARIANT> pair = {reference(VT_VARIANT, &names), reference(VT_VARIANT, &values),
-                                     textValue(word), longValue(71)};
-  const auto expectPair = [&] {
-    EXPECT_EQ(L"0..1: 7|word|", contentOf<VARIANT>(V_ARRAY(&names)));
-    EXPECT_EQ(L"0..1: 70|71|", contentOf<VARIANT>(V_ARRAY(&values)));
-  };
-  EXPECT_EQ(S_OK, invoke(L"AddSVParameter", pair));
-  expectPair();
-  EXPECT_EQ(VT_I4, V_VT(static_cast<VARIANT*>(V_ARRAY(&names)->pvData)));
-  for (const VARIANT& locked : {names, values}) {
-    SafeArrayLock(V_ARRAY(&locked));
-    EXPECT_EQ(DISP_E_EXCEPTION, invoke(L"AddSVParameter", pair));
-    EXPECT_EQ(runtimeError(10), outcome.number);
-    SafeArrayUnlock(V_ARRAY(&locked));
-    expectPair();
-  }
-
-  VARIANT bounds = valueOfType(VT_EMPTY), undimensioned = valueOfType(VT_ARRAY | VT_VARIANT);
   const VARIANT address = longValue(reinterpret_cast<LONG>(longs.inout()));
-  for (VARIANT* const variable : {&bounds, &undimensioned}) {
-    EXPECT_EQ(S_OK, invoke(L"ArrayBounds", {address, reference(VT_VARIANT, variable)}));
-    EXPECT_EQ(VT_I2, V_VT(&outcome.value.get()));
-    EXPECT_EQ(VT_ARRAY | VT_RECORD, V_VT(variable));
-  }
-  for (VARIANT* const owned : {&names, &values, &bounds, &undimensioned}) VariantClear(owned);
-  EXPECT_EQ(S_OK, invoke(L"ArrayDescriptor", {address}));
-  ASSERT_EQ(VT_RECORD, V_VT(&outcome.value.get()));
-  EXPECT_EQ(0, memcmp(V_RECORD(&outcome.value.get()), longs.get(), sizeof(ArrayHeader)));
+  EXPECT_EQ(S_OK, late(support.get(), L"ArrayBounds", {address, reference(VT_VARIANT, &empty)}));
+  EXPECT_EQ(VT_ARRAY | VT_RECORD, V_VT(&empty));
+  VariantClear(&empty);
+  const Call header(support.get(), L"ArrayDescriptor", {address});
+  ASSERT_EQ(VT_RECORD, V_VT(&header.value.get()));
+  EXPECT_EQ(0, memcmp(V_RECORD(&header.value.get()), longs.get(), sizeof(ArrayHeader)));
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 // Late-bound callers: every form in which arguments come, and what goes back into them.
-#include <algorithm>
 
 #include "support/answer.h"
 #include "support/late_call.h"
@@ -22,51 +21,13 @@ class LateBound : public testing::Test {
 };
 
 TEST_F(LateBound, TakesArgumentsByPositionNameAndDefault) {
-  const Text key(L"k"), otherKey(L"l");
+  const Text key(L"k");
   enum { kItem, kSourceIID, kKey, kBefore, kAfter };
-  const VARIANT object = objectValue(item.get()), one = longValue(1), none = missing();
+  const VARIANT object = objectValue(item.get()), one = longValue(1);
   EXPECT_EQ(S_OK, invoke(L"Add", DISPATCH_METHOD, {object}));
   EXPECT_EQ(S_OK, invoke(L"Add", DISPATCH_METHOD, {object, one, textValue(key)}, {kBefore, kKey}));
-  EXPECT_EQ(S_OK, invoke(L"Add", DISPATCH_METHOD, {object, none, textValue(otherKey), none, one}));
   EXPECT_EQ(S_OK, invoke(L"IndexFromKey", DISPATCH_METHOD, {textValue(key)}));
   EXPECT_EQ(1, lastLong());
-  EXPECT_EQ(S_OK,
-            invoke(L"IndexFromKey", DISPATCH_METHOD | DISPATCH_PROPERTYGET, {textValue(otherKey)}));
-  EXPECT_EQ(2, lastLong());
-}
-
-TEST_F(LateBound, CallsMembersInEveryWayThatScriptsDo) {
-  ASSERT_EQ(S_OK, add(z.get(), item.get(), {.key = L"k"}));
-  const Text key(L"k"), number(L" 1 ");
-  VARIANT one = longValue(1), nested = reference(VT_VARIANT, &one);
-  SHORT integer = 1;
-  const VARIANT forms[] = {longValue(1),
-                           doubleValue(1.4),
-                           textValue(key),
-                           nested,
-                           reference(VT_VARIANT, &nested),
-                           reference(VT_I2, &integer)};
-  for (const VARIANT& form : forms) {
-    for (const int flags :
-         {DISPATCH_METHOD, DISPATCH_PROPERTYGET, DISPATCH_METHOD | DISPATCH_PROPERTYGET}) {
-      EXPECT_EQ(S_OK, invoke(L"Item", flags, {form})) << V_VT(&form);
-      EXPECT_EQ(static_cast<IDispatch*>(item.get()), V_DISPATCH(&last.value.get()));
-    }
-  }
-  EXPECT_EQ(S_OK, invoke(L"Count", DISPATCH_METHOD, {}));
-  EXPECT_EQ(1, lastLong());
-  EXPECT_EQ(S_OK, invoke(L"ItemByIndex", DISPATCH_METHOD, {textValue(number)})) << "text to Long";
-  for (const int flags : {DISPATCH_METHOD, DISPATCH_PROPERTYGET}) {
-    last.make(z.get(), DISPID_NEWENUM, flags, {});
-    EXPECT_EQ(S_OK, last.result);
-    EXPECT_EQ(VT_UNKNOWN, V_VT(&last.value.get()));
-  }
-  for (const int flags : {DISPATCH_PROPERTYPUT, DISPATCH_PROPERTYPUTREF}) {
-    EXPECT_EQ(S_OK, invoke(L"Increment", flags, {longValue(1600)}, {DISPID_PROPERTYPUT}));
-  }
-  EXPECT_EQ(S_OK, invoke(L"Key", DISPATCH_PROPERTYPUT, {longValue(1), textValue(number)},
-                         {DISPID_PROPERTYPUT}));
-  EXPECT_FALSE(keyExists(z.get(), L"k"));
 }
 
 TEST_F(LateBound, RefusesWhatDoesNotFitAndCallsNothing) {
@@ -78,9 +39,7 @@ TEST_F(LateBound, RefusesWhatDoesNotFitAndCallsNothing) {
           {L"Add", kCall, {}, {}, DISP_E_BADPARAMCOUNT, 0},
           {L"Add", kCall, std::vector<VARIANT>(6, one), {}, DISP_E_BADPARAMCOUNT, 0},
           {L"Add", kCall, {missing(), text}, {}, DISP_E_PARAMNOTOPTIONAL, 1},
-          {L"Add", kCall, {text}, {}, DISP_E_TYPEMISMATCH, 0},
           {L"Add", kCall, {one}, {77}, DISP_E_PARAMNOTFOUND, 0},
-          {L"ItemByIndex", kCall, {text}, {}, DISP_E_TYPEMISMATCH, 0},
           {L"ItemByIndex", kCall, {doubleValue(1e10)}, {}, DISP_E_OVERFLOW, 0},
           {L"ItemByIndex", kCall, {reference(VT_VARIANT, nullptr)}, {}, DISP_E_TYPEMISMATCH, 0},
           {L"ItemByIndex", kCall, {reference(VT_I4, nullptr)}, {}, DISP_E_TYPEMISMATCH, 0},
@@ -99,13 +58,6 @@ TEST_F(LateBound, RefusesWhatDoesNotFitAndCallsNothing) {
   DISPID ids[2];
   EXPECT_EQ(S_OK, z->GetIDsOfNames(IID_NULL, names, 2, 0, ids));
   EXPECT_EQ(4, ids[1]);
-  EXPECT_EQ(DISP_E_UNKNOWNNAME, z->GetIDsOfNames(IID_NULL, names + 1, 1, 0, ids));
-  VARIANT zero = longValue(0);
-  DISPPARAMS noItem = {&zero, nullptr, 1, 0};
-  EXPECT_EQ(DISP_E_EXCEPTION, z->Invoke(DISPID_VALUE, IID_NULL, 0, DISPATCH_METHOD, &noItem,
-                                        nullptr, nullptr, nullptr));
-  EXPECT_EQ(DISP_E_UNKNOWNINTERFACE,
-            z->Invoke(2, IID_IDispatch, 0, 1, nullptr, nullptr, nullptr, nullptr));
 }
 
 // bNoPolicySet comes back as True into whatever the caller has.
@@ -115,13 +67,10 @@ TEST(LateBoundReferences, ReturnValuesInTheCallersOwnForm) {
   VARIANT_BOOL boolean = VARIANT_FALSE;
   LONG number = 7;
   DECIMAL decimal{};
-  BYTE byte = 7;
-  Text text(L"False");
-  VARIANT empty = valueOfType(VT_EMPTY), integer = longValue(1), inner = reference(VT_I4, &number);
-  for (const VARIANT& place : {reference(VT_BOOL, &boolean), reference(VT_VARIANT, &empty),
-                               reference(VT_VARIANT, &integer), reference(VT_VARIANT, &inner),
-                               reference(VT_BSTR, text.inout()), reference(VT_UI1, &byte),
-                               reference(VT_DECIMAL, &decimal), valueOfType(VT_BOOL), missing()}) {
+  VARIANT empty = valueOfType(VT_EMPTY), inner = reference(VT_I4, &number);
+  for (const VARIANT& place :
+       {reference(VT_BOOL, &boolean), reference(VT_VARIANT, &empty), reference(VT_VARIANT, &inner),
+        reference(VT_DECIMAL, &decimal), valueOfType(VT_BOOL), missing()}) {
     const Call get(support.get(), L"GetRegistryValue",
                    {textValue(name), longValue(42), textValue(section), place});
     EXPECT_EQ(S_OK, get.result) << V_VT(&place);
@@ -129,22 +78,8 @@ TEST(LateBoundReferences, ReturnValuesInTheCallersOwnForm) {
   }
   EXPECT_EQ(VARIANT_TRUE, boolean);
   EXPECT_EQ(VT_BOOL, V_VT(&empty)) << "a variable takes the value as it is";
-  EXPECT_EQ(VARIANT_TRUE, V_BOOL(&integer));
   EXPECT_EQ(-1, number) << "a Long takes it as a Long";
-  EXPECT_EQ(L"True", text.view());
-  EXPECT_NE(7, byte);
   EXPECT_EQ(1u, decimal.Lo64);
-
-  SAFEARRAY* array = SafeArrayCreateVector(VT_I4, 3, 2);
-  VARIANT inside = arrayValue(VT_I4, array), nested = reference(VT_VARIANT, &inside);
-  for (const VARIANT& form :
-       {inside, reference(VT_ARRAY | VT_I4, &array), reference(VT_VARIANT, &nested)}) {
-    const Call get(support.get(), L"GetRegistryValue", {textValue(name), form, textValue(section)});
-    ASSERT_EQ(VT_ARRAY | VT_I4, V_VT(&get.value.get()));
-    EXPECT_NE(array, V_ARRAY(&get.value.get())) << "a copy of its own";
-    EXPECT_EQ(3, V_ARRAY(&get.value.get())->rgsabound[0].lLbound);
-  }
-  SafeArrayDestroy(array);
 }
 
 // A script's variable, converted on its way in, changes only when the member writes it; then it
@@ -155,9 +90,8 @@ TEST_F(WrittenReferences, ReachTheCallersVariable) {
       CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
   const LONG handle = reinterpret_cast<LONG>(window),
              desktop = reinterpret_cast<LONG>(GetDesktopWindow());
-  Text temporary, two(L"2"), three(L"3"), personal(L"005"), none(L"none"),
+  const Text two(L"2"), three(L"3"), personal(L"005"), none(L"none"),
       section(L"Software\\ZSupport-no-such-key");
-  ASSERT_EQ(S_OK, support->GetTempPath(temporary.inout()));
   VARIANT variable;
   const VARIANT it = reference(VT_VARIANT, &variable), here = textValue(section),
                 nothing = textValue(none), empty = valueOfType(VT_EMPTY),
@@ -174,9 +108,7 @@ TEST_F(WrittenReferences, ReachTheCallersVariable) {
       {L"GetROTObject", {nothing, longValue(0), it}, one, L"3 1"},
       {L"JoinLongs", {valueOfType(VT_ARRAY | VT_I4), it}, one, L"3 1", 0, DISP_E_EXCEPTION},
       {L"GetRegistryValue", {nothing, one, here, it}, longValue(-1), L"11 True"},
-      {L"GetTempFileName2", {it}, empty, L"8 " + std::wstring(temporary.view())},
       {L"WriteRegistryValue", {nothing, one, one, it, here}, textValue(two), L"8 2"},
-      {L"WriteRegistryValue", {nothing, one, one, it, here}, textValue(three), L"3 1", IDNO},
       {L"WriteRegistryValue",
        {nothing, null, one, it, here},
        textValue(three),
@@ -185,7 +117,6 @@ TEST_F(WrittenReferences, ReachTheCallersVariable) {
        DISP_E_EXCEPTION},
       {L"CenterWindow", {longValue(handle), it}, empty, L"3 " + std::to_wstring(desktop)},
       {L"NotImplemented", {nothing, it}, one, L"8 1 - none", IDOK},
-      {L"GetComponentLocation2", {nothing, empty, it, one}, textValue(two), L"3 1", IDNO},
       {L"GetComponentLocation2",
        {nothing, empty, it, one},
        textValue(two),
@@ -208,49 +139,12 @@ TEST_F(WrittenReferences, ReachTheCallersVariable) {
     const Call call(support.get(), c.member, c.arguments);
     EXPECT_EQ(c.result, call.result);
     EXPECT_EQ(c.result == S_OK, call.description.empty());
-    if (V_VT(&call.value.get()) == VT_BSTR) DeleteFileW(V_BSTR(&call.value.get()));
     EXPECT_EQ(c.after, std::to_wstring(V_VT(&variable)) + L" " +
                            std::wstring(zsupport::toText(variable).view()));
     VariantClear(&variable);
   }
   DestroyWindow(window);
   RegDeleteKeyW(HKEY_CURRENT_USER, section.get());
-}
-
-TEST(CollectionFace, ServesClientsOfStandardCollections) {
-  const auto z = newCollection();
-  const auto face = ComPtr<_Collection>::from(z.get());
-  ASSERT_TRUE(face);
-  EXPECT_EQ(ComPtr<IUnknown>::from(z.get()).get(), ComPtr<IUnknown>::from(face.get()).get());
-  const auto item = TestSource::make();
-  IDispatch* variable = item.get();
-  const Text keyText(L"k");
-  VARIANT none = missing(), key = textValue(keyText), one = longValue(1),
-          nobody = objectValue(nullptr);
-  VARIANT byValue = objectValue(variable), byReference = reference(VT_DISPATCH, &variable),
-          number = longValue(5);
-  LONG count = 0;
-  EXPECT_EQ(S_OK, face->Add(&byValue, &key, &none, &none));
-  EXPECT_EQ(S_OK, face->Add(&byReference, &number, &one, &none));
-  EXPECT_EQ(runtimeError(5), face->Add(&key, &none, &none, &none));
-  EXPECT_EQ(L"Invalid procedure call or argument - Item must be an Object",
-            lastError().description);
-  EXPECT_EQ(runtimeError(7), face->Add(&nobody, &none, &none, &none));
-  EXPECT_EQ(S_OK, face->Count(&count));
-  EXPECT_EQ(2, count);
-  EXPECT_TRUE(keyExists(z.get(), L"5"));
-  Variant found;
-  EXPECT_EQ(S_OK, face->Item(&key, found.put()));
-  EXPECT_EQ(variable, V_DISPATCH(&found.get()));
-  EXPECT_EQ(S_OK, face->Remove(&one));
-
-  // Late bound, the same numbers mean other members than on the default interface.
-  Call outcome;
-  outcome.make(face.get(), 2, DISPATCH_METHOD, {});
-  EXPECT_EQ(1, V_I4(&outcome.value.get()));
-  outcome.make(face.get(), 1, DISPATCH_METHOD, {byValue});
-  EXPECT_EQ(S_OK, outcome.result);
-  EXPECT_EQ(2, countOf(z.get()));
 }
 
 TEST(Enumerator, DeliversOneItemACallFromALiveViewOfFrozenLength) {
@@ -265,8 +159,6 @@ TEST(Enumerator, DeliversOneItemACallFromALiveViewOfFrozenLength) {
     EXPECT_EQ(static_cast<IDispatch*>(expected), V_DISPATCH(&value[0]));
     VariantClear(&value[0]);
   };
-  ASSERT_EQ(S_OK, z->NewEnum(items.put()));
-  nextIs(nullptr);
   for (int i = 0; i < 4; ++i) {
     sources.push_back(TestSource::make());
     ASSERT_EQ(S_OK, add(z.get(), sources.back().get()));
@@ -277,8 +169,6 @@ TEST(Enumerator, DeliversOneItemACallFromALiveViewOfFrozenLength) {
   EXPECT_EQ(S_OK, items->Reset());
   EXPECT_EQ(S_OK, items->Skip(2));
   nextIs(sources[2].get());
-  EXPECT_EQ(S_OK, items->Skip(1000));
-  nextIs(nullptr);
   EXPECT_EQ(runtimeError(6), items->Skip(0xFFFFFFFF));
 
   items->Reset();
@@ -289,32 +179,6 @@ TEST(Enumerator, DeliversOneItemACallFromALiveViewOfFrozenLength) {
   z.reset();
   items->Reset();
   nextIs(nullptr);  // long after the collection
-}
-
-// Another apartment reaches the collection through the platform's type-library marshaller.
-TEST(Clients, InAnotherApartmentUseTheStandardMarshaller) {
-  const auto z = newCollection();
-  const auto item = TestSource::make();
-  ASSERT_EQ(S_OK, add(z.get(), item.get(), {.key = L"k"}));
-  IStream* stream = nullptr;
-  ASSERT_EQ(S_OK, CoMarshalInterThreadInterfaceInStream(__uuidof(_Zollection), z.get(), &stream));
-  const DWORD owner = GetCurrentThreadId();
-  std::thread other([&] {
-    onFreshThread([&] {
-      ComPtr<_Zollection> proxy;
-      EXPECT_EQ(S_OK,
-                CoGetInterfaceAndReleaseStream(stream, __uuidof(_Zollection), proxy.putVoid()));
-      EXPECT_NE(z.get(), proxy.get());
-      EXPECT_EQ(1, countOf(proxy.get()));
-      EXPECT_TRUE(keyExists(proxy.get(), L"k"));
-      EXPECT_EQ(runtimeError(381), proxy->RemoveByIndex(9));
-      EXPECT_EQ(1, V_I4(&Call(proxy.get(), L"Count", {}, DISPATCH_PROPERTYGET).value.get()));
-    });
-    PostThreadMessageW(owner, WM_QUIT, 0, 0);
-  });
-  MSG message;
-  while (GetMessageW(&message, nullptr, 0, 0) > 0) DispatchMessageW(&message);
-  other.join();
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""What users read: the help file holds a topic for each help context of the type library, no link leads
-nowhere, the page is valid HTML, the README's commands exist, the policies are those of the settings.
+"""What users read: the reference says what the interface description says, the help file holds a topic
+for each help context of the type library, no link leads nowhere, the page is valid HTML, the README's commands exist, the policies are those of the settings.
 
 usage: documents_test.py TYPELIB WORK_FOLDER
 """
@@ -9,15 +9,16 @@ import re
 import shutil
 import subprocess
 import sys
-from html.parser import HTMLParser
 from xml.etree import ElementTree
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
-sys.path.insert(0, str(ROOT / "packaging"))
+sys.path += [str(ROOT / "packaging"), str(ROOT / "tools")]
 sys.dont_write_bytecode = True
 import make_help
+from typelib import Library
 
+IDL = re.sub(r'//.*|helpstring\("[^"]*"\)', "", (ROOT / "typelib/ZSupport.idl").read_text())
 failures = []
 
 
@@ -26,47 +27,76 @@ def expect(condition, what):
         failures.append(what)
 
 
-class Page(HTMLParser):
+class Page:
     def __init__(self, text):
-        super().__init__()
-        self.ids, self.links, self.headings, self.inside = set(), [], [], False
-        self.feed(text)
-
-    def handle_starttag(self, tag, attributes):
-        values = dict(attributes)
-        self.ids.add(values.get("id"))
-        if "href" in values:
-            self.links.append(values["href"])
-        self.inside = tag == "h1"
-
-    def handle_data(self, data):
-        if self.inside:
-            self.headings.append(data)
-        self.inside = False
+        self.ids, self.links, self.headings = (
+            re.findall(pattern, text) for pattern in (r'\bid="([^"]*)"', r'href="([^"]*)"', r"<h1[^>]*>([^<]*)"))
 
 
 def contexts_of(path):
-    """Name and help context of every type and function, from the bytes of a type library."""
-    data = path.read_bytes()
+    """Name and help context of every type and function."""
+    library = Library(path)
+    for typeinfo in library.typeinfos:
+        yield library.type_name(typeinfo), library.word(typeinfo + 0x44)
+        for (record, _), (_, name) in zip(library.functions(typeinfo), library.ids_and_names(typeinfo)):
+            yield name, library.word(record + 24)
 
-    def word(offset, size=4):
-        return int.from_bytes(data[offset:offset + size], "little")
 
-    def segment(index):
-        return word(0x54 + 4 * word(0x20) + (4 if word(0x14) & 0x100 else 0) + 16 * index)
+BASIC = {"long": "Long", "short": "Integer", "BSTR": "String", "VARIANT_BOOL": "Boolean", "double": "Double",
+         "DATE": "Date", "VARIANT": "Variant", "IDispatch*": "Object", "IUnknown*": "Unknown",
+         "IEnumVARIANT*": "IEnumVARIANT", "VERSIONSTAMP": "VersionStamp", "FOLDER": "csidl",
+         "SUMMARY_PROPERTY": "sisPropertyID"}
 
-    def name(offset):
-        start = segment(7) + offset
-        return data[start + 12:start + 12 + data[start + 8]].decode()
 
-    for typeinfo in range(segment(0), segment(0) + 100 * word(0x20), 100):
-        yield name(word(typeinfo + 0x34)), word(typeinfo + 0x44)
-        functions, members = word(typeinfo + 0x18, 2), word(typeinfo + 0x18, 2) + word(typeinfo + 0x1A, 2)
-        record = word(typeinfo + 4) + 4  # behind the length of all records; then ids, then names
-        names = record + word(record - 4) + 4 * members
-        for index in range(functions):
-            yield name(word(names + 4 * index)), word(record + 24)
-            record += word(record, 2)
+def members(name):
+    """Kind, dispatch id, name and parameters (attributes, type, name) of each of an interface, in its order."""
+    body = re.search(r"interface " + name + r"(?: : \w+)?\s*\{(.*?)\n  \}\n", IDL, re.DOTALL)[1]
+    for attributes, member, parameters in re.findall(r"\[([^]]*)\]\s*(?:HRESULT|void) (\w+)\((.*?)\);",
+                                                     body, re.DOTALL):
+        kind = re.search(r"(?:prop(get|put))?", attributes)[1] or ""
+        yield (kind, int(re.search(r"\bid\((.*?)\)", attributes)[1], 0), member,
+               re.findall(r"\[(.*?)\]\s*(\S+?)\s+(\w+)(?=,|$)", parameters, re.DOTALL))
+
+
+def signature(kind, name, parameters):
+    """As Basic's users know it."""
+    shown, result = [], ""
+    for attributes, written, parameter in parameters:
+        plain = re.sub(r"(ANY|REF|SAFEARRAY)\(|\)", "", written)
+        is_object = plain.startswith("I") and plain.endswith("*") and "nstall" not in plain
+        is_pointer = "REF" in written or plain.endswith("**" if is_object else "*")
+        plain = plain[:-1] if plain.endswith("**" if is_object else "*") else plain
+        basic, array = BASIC.get(plain, plain), "()" if "SAFEARRAY" in written else ""
+        if "retval" in attributes:
+            result = f" As {basic}{array}"
+            continue
+        text = "" if is_pointer else "ByVal "
+        text += ("Value" if kind == "put" and parameter == parameters[-1][2] else parameter) + f"{array} As {basic}"
+        if preset := re.search(r"DEFAULT\((.*)\)", attributes):
+            text += " = " + ({"0": "False", "-1": "True"}[preset[1]] if basic == "Boolean" else preset[1])
+        shown.append(f"[{text}]" if "optional" in attributes else text)
+    return {"get": "Property Get ", "put": "Property Let ", "": ""}[kind] + f"{name}({', '.join(shown)}){result}"
+
+
+def test_reference():
+    reference = (ROOT / "docs/reference.md").read_text()
+    described = {signature(kind, name, parameters)
+                 for interface in ("_Zollection", "_Collection", "__Zollection", "_GZSupport")
+                 for kind, _, name, parameters in members(interface)}
+    for kind, name, body in re.findall(r"  (enum|struct) (\w+) \{(.*?)\}", IDL, re.DOTALL):
+        pairs = re.findall(r"(\w+) = (\S+?),?\n", body) if kind == "enum" else (
+            (field, BASIC[basic]) for basic, field in re.findall(r"(\w+) (\w+);", body))
+        described |= {f"{BASIC.get(name, name)}.{entry} = {value}" for entry, value in pairs}
+    said = set(re.findall(r"^`([^`]+)`$", reference, re.MULTILINE))
+    for section in re.split(r"^#+ ", reference, flags=re.MULTILINE):
+        name = section.split("\n")[0].split(" ")[-1]
+        said |= {f"{name}.{entry} = {value}" for entry, value in
+                 re.findall(r"^\| `(\S+)` \| (\S+) \|", section, re.MULTILINE)}
+    for line in sorted(described ^ said):
+        expect(False, f"only in the {'reference' if line in said else 'IDL'}: {line}")
+    expect(len(described) > 180, f"only {len(described)} entries")
+    # What misspells a member is refused by compilers.
+    expect(IDL.count("object, dual, oleautomation, nonextensible") == 3, "extensible interfaces")
 
 
 def test_help(typelib, work):
@@ -120,6 +150,17 @@ def anchors(path):
     return {"", *(make_help.anchor_of(heading, uses) for heading in headings)}
 
 
+def test_csharp():
+    """One member off, and calls go astray."""
+    source = (ROOT / "samples/csharp/ZSupport.cs").read_text()
+    for name in ("_Zollection", "_GZSupport", "__Zollection"):
+        body = re.search(rf"interface {name} \{{(.*?)\n\}}", source, re.DOTALL)[1]
+        found = [(int(number, 0), member) for number, member in re.findall(
+            r"\[DispId\((.*?)\)\]\s*(?:\[return:.*?\]\s*)?[\w.[\]]+ (?:[gp]et_|put_)?(\w+)", body)]
+        wanted = [(number, member) for _, number, member, _ in members(name)]
+        expect(list(dict.fromkeys(found)) == list(dict.fromkeys(wanted)), f"{name} in C#: {found}")
+
+
 def test_readme():
     usage = subprocess.run([ROOT / "dev", "help"], capture_output=True, text=True, check=True).stdout
     known = set(re.findall(r"^  (\w+)", usage, re.MULTILINE))
@@ -158,6 +199,8 @@ def main(typelib, work):
     shutil.rmtree(work, ignore_errors=True)
     work.mkdir(parents=True)
     test_help(Path(typelib), work)
+    test_reference()
+    test_csharp()
     test_readme()
     test_policies()
     for failure in failures:

@@ -1,19 +1,22 @@
 // From an item's event to the collection's: discovery, names, arguments and their way back.
 #include <exdisp.h>
-
-#include <cstring>
-#include <exdispid.h>
+#include <olectl.h>
 
 #include "support/foreign_exception.h"
 #include "support/test_client.h"
 
 namespace {
 
+constexpr wchar_t kPlainEvents[] = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C21}";
+constexpr wchar_t kDualEvents[] = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C22}";
 constexpr LONG kNotDispinterface = -2147221503;
 constexpr LONG kNoConnectionPoint = -2147221502;
 
 class Events : public CollectionTest {
  protected:
+  // An error of the collection's own: from here on, this thread's errors are raised.
+  Events() { EXPECT_EQ(runtimeError(381), z->RemoveByIndex(0)); }
+
   TestClient client{z.get()};
 };
 
@@ -41,12 +44,6 @@ TEST_F(Events, ArriveWithPositionSourceNameAndArguments) {
   EXPECT_EQ(std::tuple(1, first.get(), L"Fired"),
             std::tuple(fired.index, fired.source, fired.name));
   EXPECT_TRUE(fired.arguments.empty());
-
-  EXPECT_EQ(S_OK, z->RemoveByIndex(1));
-  second->fire(1);
-  EXPECT_EQ(1, client.heard.back().index) << "positions follow removals";
-  first->fire(1);
-  EXPECT_EQ(3u, client.heard.size()) << "a removed item is not heard";
 }
 
 TEST_F(Events, AreNamedByTypeInformationThenByTheStandardTableThenInHexadecimal) {
@@ -54,18 +51,10 @@ TEST_F(Events, AreNamedByTypeInformationThenByTheStandardTableThenInHexadecimal)
   const auto unknown = added({.described = nullptr, .enumerates = true});
   EXPECT_EQ(S_OK, z->put_UseDISPID(VARIANT_FALSE));
   const std::tuple<TestSource*, DISPID, std::wstring> cases[] = {
-      {known.get(), 1, L"Fired"},
-      {known.get(), 5, L"5"},
-      {unknown.get(), 1, L"1"},
-      {unknown.get(), -600, L"Click"},
-      {unknown.get(), -601, L"FFFFFDA7"},
-      {unknown.get(), -602, L"KeyDown"},
-      {unknown.get(), -603, L"KeyPress"},
-      {unknown.get(), -604, L"KeyUp"},
-      {unknown.get(), -605, L"MouseDown"},
-      {unknown.get(), -606, L"MouseMove"},
-      {unknown.get(), -607, L"MouseUp"},
-      {unknown.get(), -608, L"FFFFFDA0"},
+      {known.get(), 1, L"Fired"},        {unknown.get(), 1, L"1"},
+      {unknown.get(), -600, L"Click"},   {unknown.get(), -601, L"FFFFFDA7"},
+      {unknown.get(), -602, L"KeyDown"}, {unknown.get(), -605, L"MouseDown"},
+      {unknown.get(), -607, L"MouseUp"}, {unknown.get(), -608, L"FFFFFDA0"},
   };
   for (const auto& [source, id, name] : cases) {
     source->fire(id);
@@ -79,47 +68,35 @@ TEST_F(Events, AreNamedByTypeInformationThenByTheStandardTableThenInHexadecimal)
 TEST_F(Events, CarryChangesBackIntoByReferenceArguments) {
   const auto item = added(), object = TestSource::make(), other = TestSource::make();
   BYTE byte = 1;
-  CHAR character = 1;
-  SHORT integer = 1;
   LONG number = 1;
-  DOUBLE real = 1;
   CY money = {.int64 = 10000};
   DECIMAL decimal{};
   BSTR text = SysAllocString(L"old");
   IDispatch* dispatch = ComPtr<IDispatch>(object.get()).detach();
-  IUnknown* unknown = nullptr;
   Variant variant;
   client.onEvent = [&](SAFEARRAY** aParams) {
-    for (const LONG i : {0, 1, 2, 3, 11}) set(element(aParams, i), longValue(42));
-    V_DECIMAL(&element(aParams, 10)).Lo64 = 0x0807060504030201;
-    V_VT(&element(aParams, 10)) = VT_DECIMAL;
-    set(element(aParams, 4), doubleValue(2.5));
-    set(element(aParams, 5), makeValue(VT_CY, CY{.int64 = 70000}));
-    set(element(aParams, 6), longValue(7));  // becomes text
-    for (const LONG i : {7, 8})
-      set(element(aParams, i), objectValue(ComPtr<IDispatch>(other.get()).detach()));
-    set(element(aParams, 9), makeValue(VT_BSTR, SysAllocString(L"new")));
+    for (const LONG i : {0, 1, 6}) set(element(aParams, i), longValue(42));
+    set(element(aParams, 2), makeValue(VT_CY, CY{.int64 = 70000}));
+    set(element(aParams, 3), longValue(7));  // becomes text
+    set(element(aParams, 4), objectValue(ComPtr<IDispatch>(other.get()).detach()));
+    set(element(aParams, 5), makeValue(VT_BSTR, SysAllocString(L"new")));
+    V_DECIMAL(&element(aParams, 7)).Lo64 = 0x0807060504030201;
+    V_VT(&element(aParams, 7)) = VT_DECIMAL;
   };
-  item->fire(1, {reference(VT_UI1, &byte), reference(VT_I1, &character), reference(VT_I2, &integer),
-                 reference(VT_I4, &number), reference(VT_R8, &real), reference(VT_CY, &money),
-                 reference(VT_BSTR, &text), reference(VT_DISPATCH, &dispatch),
-                 reference(VT_UNKNOWN, &unknown), reference(VT_VARIANT, variant.put()),
-                 reference(VT_DECIMAL, &decimal), longValue(1)});
+  item->fire(1,
+             {reference(VT_UI1, &byte), reference(VT_I4, &number), reference(VT_CY, &money),
+              reference(VT_BSTR, &text), reference(VT_DISPATCH, &dispatch),
+              reference(VT_VARIANT, variant.put()), longValue(1), reference(VT_DECIMAL, &decimal)});
   EXPECT_EQ(1, byte) << "bytes are never written back";
-  EXPECT_EQ(std::tuple(42, 42, 42), std::tuple(character, integer, number));
-  EXPECT_EQ(2.5, real);
+  EXPECT_EQ(42, number);
   EXPECT_EQ(70000, money.int64);
   EXPECT_EQ(1, reinterpret_cast<BYTE*>(&decimal)[6]) << "two bytes before its place";
   EXPECT_STREQ(L"7", text);
   EXPECT_EQ(static_cast<IDispatch*>(other.get()), dispatch);
-  EXPECT_EQ(static_cast<IDispatch*>(other.get()), unknown);
   EXPECT_EQ(1u, object->references) << "the object that was replaced is released";
-  ASSERT_EQ(VT_BSTR, V_VT(&variant.get()));
-  EXPECT_STREQ(L"new", V_BSTR(&variant.get()));
+  EXPECT_EQ(L"new", zsupport::toText(variant.get()).view());
   SysFreeString(text);
   dispatch->Release();
-  unknown->Release();
-  EXPECT_EQ(1u, other->references);
 }
 
 TEST_F(Events, MoveArraysToTheFiringObject) {
@@ -142,8 +119,10 @@ TEST_F(Events, SurviveWhateverAHandlerDoesToTheArray) {
       [](SAFEARRAY** a) { SafeArrayDestroy(*a), *a = nullptr; },
       [](SAFEARRAY** a) { SafeArrayDestroy(*a), *a = SafeArrayCreateVector(VT_I4, 0, 1); },
       [](SAFEARRAY** a) { SafeArrayDestroy(*a), *a = SafeArrayCreateVector(VT_VARIANT, 5, 1); },
-      [](SAFEARRAY** a) { SafeArrayRedim(*a, &none); },
       [](SAFEARRAY** a) { SafeArrayRedim(*a, &many), SafeArrayRedim(*a, &none); },
+      [](SAFEARRAY** a) {  // of the platform's vectors it would be in the same block
+        EXPECT_NE(static_cast<void*>(*a + 1), (*a)->pvData) << "and could not be resized";
+      },
   };
   for (const auto& deed : deeds) {
     client.onEvent = deed;
@@ -160,50 +139,32 @@ TEST_F(Events, SurviveWhateverAHandlerDoesToTheArray) {
     EXPECT_EQ(S_OK,
               item->sinks.at(0)->Invoke(1, IID_NULL, 0, 0, &absurd, nullptr, nullptr, nullptr));
   }
-  EXPECT_EQ(11u, client.heard.size());
   EXPECT_TRUE(client.heard.back().arguments.empty());
 }
 
-TEST_F(Events, HandTheHandlerAnArrayThatItMayResize) {
-  const auto item = added();
-  LONG number = 1;
-  client.onEvent = [](SAFEARRAY** aParams) {
-    SAFEARRAYBOUND three = {3, 0};
-    const void* const before = *aParams;
-    EXPECT_EQ(S_OK, SafeArrayRedim(*aParams, &three));
-    EXPECT_NE(before, static_cast<std::byte*>((*aParams)->pvData) - sizeof(SAFEARRAY))
-        << "a vector of the platform, which cannot be resized";
-    set(element(aParams, 0), longValue(7));
-  };
-  item->fire(1, {reference(VT_I4, &number)});
-  EXPECT_EQ(7, number);
+// On a thread with a megabyte of stack: an item that fires itself again.
+DWORD WINAPI fireEndlessly(void*) {
+  CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  {
+    const auto z = newCollection();
+    TestClient client(z.get());
+    const auto endless = TestSource::make();
+    EXPECT_EQ(S_OK, add(z.get(), endless.get()));
+    client.onEvent = [&](SAFEARRAY**) {
+      ASSERT_LT(client.heard.size(), 1'000'000u);
+      endless->fire(1);
+    };
+    endless->fire(1);
+    EXPECT_GT(client.heard.size(), 100u);
+    client.onEvent = {};
+    client.heard.clear();
+    endless->fire(1);
+    EXPECT_EQ(1u, client.heard.size()) << "heard again";
+  }
+  CoUninitialize();
+  return 0;
 }
 
-// A megabyte of stack in the thread's own apartment: a fiber.
-class OnSmallStack {
- public:
-  static void run(std::function<void()> body) {
-    OnSmallStack call = {ConvertThreadToFiber(nullptr), std::move(body)};
-    void* const fiber = CreateFiber(1 << 20, enter, &call);
-    SwitchToFiber(fiber);
-    DeleteFiber(fiber);
-    ConvertFiberToThread();
-  }
-
- private:
-  OnSmallStack(void* thread, std::function<void()> body)
-      : thread_(thread), body_(std::move(body)) {}
-  static void CALLBACK enter(void* context) {
-    const auto& call = *static_cast<OnSmallStack*>(context);
-    call.body_();
-    SwitchToFiber(call.thread_);
-  }
-
-  void* thread_;
-  std::function<void()> body_;
-};
-
-// Each fires the next one: a chain, and an item that fires itself again.
 TEST_F(Events, NestAsDeepAsTheStackAllows) {
   constexpr size_t kChain = 300;
   std::vector<ComPtr<TestSource>> chain;
@@ -215,17 +176,10 @@ TEST_F(Events, NestAsDeepAsTheStackAllows) {
   chain[0]->fire(1);
   EXPECT_EQ(2 * kChain, client.heard.size());
 
-  const auto endless = added();
-  client.heard.clear();
-  client.onEvent = [&](SAFEARRAY**) {
-    ASSERT_LT(client.heard.size(), 1'000'000u);
-    endless->fire(1);
-  };
-  OnSmallStack::run([&] { endless->fire(1); });
-  EXPECT_GT(client.heard.size(), 100u);
-  client.onEvent = {};
-  endless->fire(1);
-  EXPECT_EQ(1, client.heard.back().index - static_cast<LONG>(kChain)) << "heard again";
+  const HANDLE thread = CreateThread(nullptr, 1 << 20, fireEndlessly, nullptr,
+                                     STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
+  WaitForSingleObject(thread, INFINITE);
+  CloseHandle(thread);
 }
 
 ULONG holdersOf(IUnknown* object) {
@@ -253,8 +207,7 @@ TEST_F(Events, SurviveForeignExceptionsOfTheirHandlers) {
 
   const auto refused = TestSource::make();
   client.onConnectionFailed = [](BSTR*, LONG) { ForeignException::raise(); };
-  const Placement unknown = {
-      .key = L"x", .before = longValue(1), .sourceIID = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7CFF}"};
+  const Placement unknown = {.key = L"x", .before = longValue(1), .sourceIID = kUnknownSource};
   EXPECT_TRUE(ForeignException::leaves([&] { add(z.get(), refused.get(), unknown); }));
   EXPECT_EQ(1u, refused->references);
   EXPECT_FALSE(keyExists(z.get(), L"x"));
@@ -294,11 +247,9 @@ TEST_F(Events, ReachEveryClientAndLaterOnesSeeEarlierChanges) {
 }
 
 TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
-  const GUID plain = __uuidof(Plain), noDefault = __uuidof(NoDefault);
-  const std::wstring dual = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C22}";
+  const GUID plain = __uuidof(Plain);
   const std::wstring custom = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C23}";
-  const Behaviour noDefaultSource = {
-      .described = &__uuidof(_NoDefault), .classInfo = &noDefault, .enumerates = true};
+  const std::wstring place = L"{00020400-0000-0000-C000-000000000046}";
   const Behaviour vtableOnly = {
       .described = nullptr, .events = IID_IPropertyNotifySink, .enumerates = true};
   const struct {
@@ -315,16 +266,20 @@ TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
       {"dual source", {.described = &__uuidof(_WithDual)}, false, kNotDispinterface},
       {"custom source", {.described = &__uuidof(_WithCustom)}, false, kNotDispinterface},
       {"no type information: first point", {.described = nullptr, .enumerates = true}, true, 0},
-      {"no default source: first point", noDefaultSource, true, 0},
+      {"no default source: first point",
+       {.described = &__uuidof(_NoDefault), .enumerates = true},
+       true,
+       0},
       {"nothing to fall back on", {.described = nullptr}, false, kNoConnectionPoint},
       {"default source without a point: silent", {.events = IID_IEnumVARIANT}, false, 0},
       {"refused by the source: silent", {.adviseResult = E_ACCESSDENIED}, false, 0},
-      {"dual source, asked for by name", {.events = __uuidof(DualEvents)}, true, 0, dual},
+      {"dual source, asked for by name", {.events = __uuidof(DualEvents)}, true, 0, kDualEvents},
       {"custom source, asked for by name",
        {.events = __uuidof(CustomEvents)},
        false,
        kNotDispinterface,
        custom},
+      {"a control's place on a form", {.events = IID_IDispatch}, true, 0, place},
       {"a vtable sink is wanted: silent", vtableOnly, false, 0},
   };
   LONG reason = 0;
@@ -347,13 +302,11 @@ TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
 // A source may call the sink of a dual interface through Invoke or through the vtable, where the
 // arguments are on the stack, and the callee takes them off.
 TEST_F(Events, OfDualInterfacesComeThroughEitherRoad) {
-  const auto item = added({.events = __uuidof(DualEvents)},
-                          {.sourceIID = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C22}"});
+  const auto item = added({.events = __uuidof(DualEvents)}, {.sourceIID = kDualEvents});
   auto* const sink = static_cast<DualEvents*>(item->sinks.at(0).get());
   item->fire(1);
   for (int i = 0; i < 1000; ++i) ASSERT_EQ(S_OK, sink->Fired());  // the stack stays where it was
   EXPECT_EQ(1001u, client.heard.size());
-  EXPECT_EQ(L"Fired", client.heard.back().name);
 
   client.onEvent = [](SAFEARRAY** aParams) {
     set(element(aParams, 2), longValue(43));
@@ -366,9 +319,8 @@ TEST_F(Events, OfDualInterfacesComeThroughEitherRoad) {
                                &garbage, &result));
   const Heard& values = client.heard.back();
   EXPECT_EQ(L"Values", values.name);
-  ASSERT_EQ(7u, values.arguments.size());
-  EXPECT_EQ((std::vector<std::wstring>{L"1.5", L"b", L"42", L"7", L"True"}),
-            std::vector(values.arguments.begin(), values.arguments.begin() + 5));
+  EXPECT_EQ((std::vector<std::wstring>{L"1.5", L"b", L"42", L"7", L"True", L"?", L""}),
+            values.arguments);
   EXPECT_EQ(std::tuple(43, 0), std::tuple(number, result));
   EXPECT_STREQ(L"out", garbage);
   SysFreeString(garbage);
@@ -379,10 +331,10 @@ TEST_F(Events, AskTheClientWhenTheInterfaceIsNotFound) {
   const auto item = TestSource::make();
   const Placement unknown = {.key = L"k", .sourceIID = L"{6c2e7e41-1c58-4b43-9d7d-0a3f2a5b7cff}"};
   const std::tuple<std::wstring, bool, int> cases[] = {
-      {unknown.sourceIID, false, 1},                          // left alone
-      {L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7CFF}", false, 1},  // only the case differs
-      {kNoEvents, true, 1},                                   // without events, then
-      {L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C21}", false, 3},  // only a signal to try again
+      {unknown.sourceIID, false, 1},  // left alone
+      {kUnknownSource, false, 1},     // only the case differs
+      {kNoEvents, true, 1},           // without events, then
+      {kPlainEvents, false, 3},       // only a signal to try again
   };
   for (const auto& [answer, isAdded, expectedAsked] : cases) {
     int asked = 0;
@@ -392,10 +344,6 @@ TEST_F(Events, AskTheClientWhenTheInterfaceIsNotFound) {
       if (++asked < 3) SysReAllocString(sourceIID, answer.c_str());
     };
     EXPECT_EQ(isAdded ? S_OK : kNoConnectionPoint, add(z.get(), item.get(), unknown));
-    if (!isAdded) {
-      EXPECT_EQ(L"Object support connection points but no connection point was found.",
-                lastError().description);
-    }
     EXPECT_EQ(expectedAsked, asked);
     EXPECT_EQ(isAdded ? 1 : 0, countOf(z.get()));
     EXPECT_EQ(S_OK, z->Clear());
@@ -404,7 +352,7 @@ TEST_F(Events, AskTheClientWhenTheInterfaceIsNotFound) {
   Text variable(unknown.sourceIID), key;
   VARIANT none = missing();
   client.onConnectionFailed = [&](BSTR* sourceIID, LONG) {
-    SysReAllocString(variable.inout(), L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C21}");
+    SysReAllocString(variable.inout(), kPlainEvents);
     SysReAllocString(sourceIID, L"again");
   };
   EXPECT_EQ(S_OK, z->Add(item.get(), variable.inout(), key.inout(), &none, &none));
@@ -413,11 +361,6 @@ TEST_F(Events, AskTheClientWhenTheInterfaceIsNotFound) {
   item->sinks.clear();
   client.onConnectionFailed = {};
   EXPECT_EQ(kNoConnectionPoint, add(z.get(), item.get(), {.sourceIID = L"no interface id"}));
-  EXPECT_EQ(S_OK, add(z.get(), item.get(), {.sourceIID = kNoEvents}));
-  EXPECT_TRUE(item->sinks.empty());
-  EXPECT_EQ(S_OK,
-            add(z.get(), item.get(), {.sourceIID = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C21}"}));
-  EXPECT_EQ(1u, item->sinks.size());
 }
 
 TEST_F(Events, ComeFromTheBrowserControlOfThePlatform) {
@@ -430,13 +373,65 @@ TEST_F(Events, ComeFromTheBrowserControlOfThePlatform) {
   ASSERT_EQ(1u, client.heard.size());
   EXPECT_EQ(L"OnStatusBar", client.heard[0].name);
   EXPECT_EQ((std::vector<std::wstring>{L"True"}), client.heard[0].arguments);
-  EXPECT_EQ(S_OK, z->put_UseDISPID(VARIANT_TRUE));
-  browser->put_Visible(VARIANT_TRUE);
-  EXPECT_EQ(L"#" + std::to_wstring(DISPID_ONVISIBLE), client.heard.back().name);
   EXPECT_EQ(S_OK, z->RemoveByKey(Text(L"browser").get()));
-  const size_t before = client.heard.size();
   browser->put_StatusBar(VARIANT_FALSE);
-  EXPECT_EQ(before, client.heard.size());
+  EXPECT_EQ(1u, client.heard.size());
+}
+
+TEST_F(Events, MayComeWhileTheirItemIsBeingConnected) {
+  const auto item = TestSource::make();
+  item->behaviour.onAdvise = [&] { item->fire(1); };
+  EXPECT_EQ(S_OK, add(z.get(), item.get()));
+  ASSERT_EQ(1u, client.heard.size());
+  EXPECT_EQ(-1, client.heard[0].index) << "not in its place yet";
+  EXPECT_EQ(nullptr, client.heard[0].source);
+}
+
+// Directly, twice, and round a corner: each event is heard once in each collection.
+TEST_F(Events, DoNotComeRoundToACollectionAgain) {
+  const auto corner = newCollection();
+  TestClient cornerClient(corner.get());
+  const auto item = added();
+  for (_Zollection* const contained : {z.get(), z.get(), corner.get()}) {
+    ASSERT_EQ(S_OK, add(z.get(), contained));
+  }
+  ASSERT_EQ(S_OK, add(corner.get(), z.get()));
+  item->fire(1);
+  ASSERT_EQ(1u, client.heard.size());
+  EXPECT_EQ(L"Fired", client.heard[0].name);
+  ASSERT_EQ(1u, cornerClient.heard.size());
+  EXPECT_EQ(L"EventRaised", cornerClient.heard[0].name);
+  // A handler that fires begins a new way.
+  client.onEvent = [&](SAFEARRAY**) {
+    client.onEvent = {};
+    item->fire(1);
+  };
+  item->fire(1);
+  EXPECT_EQ(3u, client.heard.size());
+  EXPECT_EQ(S_OK, z->Clear());
+  EXPECT_EQ(S_OK, corner->Clear());
+}
+
+TEST_F(Events, OfAnItemThatCannotLetGoEndAllTheSame) {
+  const auto item = added({.unadviseResult = E_FAIL}, {.key = L"k"});
+  EXPECT_EQ(E_FAIL, z->RemoveByIndex(1));
+  EXPECT_EQ(0, countOf(z.get()));
+  EXPECT_FALSE(keyExists(z.get(), L"k"));
+  EXPECT_EQ(1u, item->references);
+  EXPECT_EQ(S_OK, add(z.get(), item.get())) << "usable again";
+  item->behaviour.losesPoint = true;
+  EXPECT_EQ(CONNECT_E_NOCONNECTION, z->RemoveByIndex(1));
+}
+
+TEST_F(Events, MayBeTheEndOfTheCollection) {
+  const auto item = added();
+  client.onEvent = [&](SAFEARRAY**) {
+    client.disconnect();
+    z.reset();
+  };
+  item->fire(1);
+  EXPECT_EQ(1u, item->references);
+  EXPECT_FALSE(item->sinks.at(0)) << "withdrawn when the collection went";
 }
 
 }  // namespace

@@ -1,79 +1,73 @@
 // A host as the library may meet it, in a process of its own: the compiler's shared run-time is
-// loaded before the library; the library is registered as installers do it, in their own process,
-// which unloads it again; and it is loaded and released a thousand times.
+// loaded before the library; there is no memory, at the first throw and on new threads; and it is
+// loaded and released a thousand times.
 //
 // usage: host_test LIBRARY SHARED_RUNTIME
-#include <windows.h>
-
-#include <cstdio>
-#include <objbase.h>
-
-#include "ZSupport.h"
+#include "support/com.h"
+#include "support/failing_memory.h"
 
 namespace {
 
-int fail(const char* what) {
-  std::printf("FAILED: %s (error %lu)\n", what, GetLastError());
-  return 1;
-}
+const char* path = nullptr;
 
-// Throws and catches inside the library.
-bool worksIn(HMODULE library) {
-  using GetClassObject = HRESULT WINAPI(REFCLSID, REFIID, void**);
-  auto* const getClassObject = reinterpret_cast<GetClassObject*>(
+ComPtr<IClassFactory> factoryOf(HMODULE library, REFCLSID classId) {
+  ComPtr<IClassFactory> factory;
+  auto* const getClassObject = reinterpret_cast<HRESULT WINAPI (*)(REFCLSID, REFIID, void**)>(
       reinterpret_cast<void*>(GetProcAddress(library, "DllGetClassObject")));
-  IClassFactory* factory = nullptr;
-  _Zollection* z = nullptr;
-  if (!getClassObject || FAILED(getClassObject(__uuidof(Zollection), IID_IClassFactory,
-                                               reinterpret_cast<void**>(&factory)))) {
-    return false;
-  }
-  const HRESULT created =
-      factory->CreateInstance(nullptr, __uuidof(_Zollection), reinterpret_cast<void**>(&z));
-  factory->Release();
-  if (FAILED(created)) return false;
-  const HRESULT result = z->RemoveByIndex(0);
-  z->Release();
-  return result == static_cast<HRESULT>(0x800A0000u | 381);
+  EXPECT_EQ(S_OK, getClassObject(classId, IID_IClassFactory, factory.putVoid()));
+  return factory;
 }
 
-// Registers and unregisters below a key of the test's own. The library is gone afterwards.
-bool leavesNothingOf(const char* path) {
-  using Install = HRESULT WINAPI(BOOL, LPCWSTR);
-  constexpr wchar_t kSandbox[] = L"Software\\ZSupportTestHost";
-  HKEY sandbox;
+template <class T>
+ComPtr<T> make(HMODULE library, REFCLSID classId) {
+  ComPtr<T> object;
+  EXPECT_EQ(S_OK,
+            factoryOf(library, classId)->CreateInstance(nullptr, __uuidof(T), object.putVoid()));
+  return object;
+}
+
+TEST(Host, LivesOnWithoutMemory) {
   const HMODULE library = LoadLibraryA(path);
-  auto* const install =
-      reinterpret_cast<Install*>(reinterpret_cast<void*>(GetProcAddress(library, "DllInstall")));
-  if (!install || RegCreateKeyW(HKEY_CURRENT_USER, kSandbox, &sandbox)) return false;
-  RegOverridePredefKey(HKEY_CURRENT_USER, sandbox);
-  const bool isDone = install(TRUE, L"user") == S_OK && install(FALSE, L"user") == S_OK;
-  RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
-  RegCloseKey(sandbox);
-  RegDeleteTreeW(HKEY_CURRENT_USER, kSandbox);
+  const auto factory = factoryOf(library, __uuidof(Zollection));
+  const auto z = make<_Zollection>(library, __uuidof(Zollection)),
+             item = make<_Zollection>(library, __uuidof(Zollection));
+  const auto support = make<_GZSupport>(library, __uuidof(GZSupport));
+  const Placement place = {.key = L"k", .sourceIID = kNoEvents};
+  for (int i = 0; i < 8; ++i) {
+    onFreshThread([&] {
+      Text none(L"C:\\no such folder\\no such file"), found;
+      void* object = nullptr;
+      const FailingMemory noMemory(1);
+      EXPECT_EQ(runtimeError(7), add(z.get(), item.get(), place));
+      EXPECT_EQ(runtimeError(381), z->RemoveByIndex(0));
+      EXPECT_EQ(runtimeError(7), factory->CreateInstance(nullptr, IID_IUnknown, &object));
+      EXPECT_EQ(runtimeError(7), support->GetLongPathName(none.inout(), found.inout()));
+    });
+  }
+  EXPECT_EQ(0, countOf(z.get()));
+  EXPECT_EQ(S_OK, add(z.get(), item.get(), place)) << "there is memory again";
+  EXPECT_EQ(S_OK, z->Clear());
   FreeLibrary(library);
-  return isDone && !GetModuleHandleA("ZSupport.dll");
+}
+
+TEST(Host, MayLoadTheLibraryAThousandTimes) {
+  for (int i = 0; i <= 1000; ++i) {
+    const HMODULE library = LoadLibraryA(path);
+    ASSERT_TRUE(library) << i;
+    if (i % 100 == 0) {
+      const auto z = make<_Zollection>(library, __uuidof(Zollection));
+      EXPECT_EQ(runtimeError(381), z->RemoveByIndex(0)) << "thrown and caught in the library";
+    }
+    FreeLibrary(library);
+  }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) return fail("usage");
-  if (!LoadLibraryA(argv[2])) return fail("loading the shared run-time");
-  if (!GetModuleHandleA("libgcc_s_dw2-1.dll")) return fail("the shared run-time's name");
-  if (FAILED(CoInitialize(nullptr))) return fail("CoInitialize");
-  for (int i = 0; i < 3; ++i) {
-    if (!leavesNothingOf(argv[1])) return fail("registering the library in passing");
-  }
-  for (int i = 0; i < 1000; ++i) {
-    const HMODULE library = LoadLibraryA(argv[1]);
-    if (!library) return fail("loading the library");
-    if (i % 100 == 0 && !worksIn(library)) return fail("using the library");
-    FreeLibrary(library);
-  }
-  const HMODULE library = LoadLibraryA(argv[1]);
-  if (!library || !worksIn(library)) return fail("using the library at the end");
-  CoUninitialize();
-  std::puts("host done");
-  return 0;
+  testing::InitGoogleTest(&argc, argv);
+  if (argc != 3 || !LoadLibraryA(argv[2]) || !GetModuleHandleA("libgcc_s_dw2-1.dll")) return 1;
+  path = argv[1];
+  CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  return RUN_ALL_TESTS();
 }

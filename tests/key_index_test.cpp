@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstring>
 #include <deque>
-#include <functional>
 #include <gtest/gtest.h>
 #include <random>
 #include <string>
@@ -15,6 +14,7 @@
 #include "ZSupport.h"
 #include "automation/error.h"
 #include "automation/text.h"
+#include "support/imports.h"
 #include "support/plain_chains.h"
 
 using namespace zsupport;
@@ -80,14 +80,6 @@ TEST(KeyIndex, LowersAsThePlatformDoes) {
     LCMapStringW(LOCALE_USER_DEFAULT, LCMAP_LOWERCASE, key.get(), size, lowered.get(), size);
     const KeyText sought(key.get(), true);
     EXPECT_EQ(lowered.view(), std::wstring_view(sought.get(), sought.length()));
-  }
-}
-
-TEST(KeyIndex, HashesNarrowTextsAsWideOnes) {
-  for (const std::wstring& wide : textsOf(0, 2)) {
-    const std::string narrow(wide.begin(), wide.end());
-    ASSERT_EQ(LHashValOfNameSys(SYS_WIN16, 0, wide.c_str()),
-              LHashValOfNameSysA(SYS_WIN16, 0, narrow.c_str()));
   }
 }
 
@@ -174,51 +166,14 @@ TEST(KeyIndex, FindsWhatAWalkOfTheChainsFinds) {
   }
 }
 
-// In the import table of this program, until it goes out of scope.
-template <class Function>
-class Replaced {
- public:
-  Replaced(Function*& import, Function* with) : import_(import), real_(import) { put(with); }
-  Replaced(const Replaced&) = delete;
-  Replaced& operator=(const Replaced&) = delete;
-  ~Replaced() { put(real_); }
-
- private:
-  void put(Function* function) {
-    DWORD protection;
-    VirtualProtect(&import_, sizeof import_, PAGE_READWRITE, &protection);
-    import_ = function;
-    VirtualProtect(&import_, sizeof import_, protection, &protection);
-  }
-
-  Function*& import_;
-  Function* const real_;
-};
-
-extern "C" {
-extern decltype(HeapAlloc)* heapAllocImport __asm__("__imp__HeapAlloc@12");
-extern decltype(LHashValOfNameSys)* hashImport __asm__("__imp__LHashValOfNameSys@12");
-}
-
 constexpr SIZE_T kLargestBlock = 8192;
 SIZE_T memoryLeft = 0;
-decltype(HeapAlloc)* realHeapAlloc = nullptr;
+void* realHeapAlloc = nullptr;
 
 LPVOID WINAPI scarceHeapAlloc(HANDLE heap, DWORD flags, SIZE_T bytes) {
   if (bytes > kLargestBlock || bytes > memoryLeft) return nullptr;
   memoryLeft -= bytes;
-  return realHeapAlloc(heap, flags, bytes);
-}
-
-ULONG WINAPI hashWithoutMemory(SYSKIND, LCID, const OLECHAR*) { return 0; }
-
-bool raisesOutOfMemory(const std::function<void()>& step) {
-  try {
-    step();
-  } catch (const Error& error) {
-    return error.number == runtime::kOutOfMemory;
-  }
-  return false;
+  return reinterpret_cast<decltype(HeapAlloc)*>(realHeapAlloc)(heap, flags, bytes);
 }
 
 // The shortcut stops growing long before memory ends.
@@ -228,12 +183,17 @@ TEST(KeyIndex, KeepsWhatItHasWhenMemoryEnds) {
   std::deque<Item> records(3'000);
   const auto key = [](size_t i) { return Text(L"key " + std::to_wstring(i)); };
   memoryLeft = 90'000;
-  realHeapAlloc = heapAllocImport;
-  const Replaced scarce(heapAllocImport, scarceHeapAlloc);
+  void** const import = importOf(GetModuleHandleW(nullptr), "HeapAlloc");
+  realHeapAlloc = exchangeImport(import, reinterpret_cast<void*>(scarceHeapAlloc));
   ASSERT_TRUE(index.open(*heap.get()));
   size_t count = 0;
-  const auto enter = [&] { index.pvGetItemByKey(key(count).get(), &records[count].node); };
-  while (count < records.size() && !raisesOutOfMemory(enter)) ++count;
+  try {
+    for (; count < records.size(); ++count) {
+      index.pvGetItemByKey(key(count).get(), &records[count].node);
+    }
+  } catch (const Error& error) {
+    EXPECT_EQ(runtime::kOutOfMemory, error.number);
+  }
   ASSERT_TRUE(count > 1'000 && count < records.size()) << count;
   EXPECT_EQ(nullptr, index.pvGetItemByKey(key(count).get()));
   memoryLeft = 0;
@@ -241,21 +201,26 @@ TEST(KeyIndex, KeepsWhatItHasWhenMemoryEnds) {
   for (size_t i = 0; i < count; ++i) {
     EXPECT_EQ(i % 3 ? &records[i] : nullptr, index.pvGetItemByKey(key(i).get()));
   }
+  exchangeImport(import, realHeapAlloc);
 }
+
+extern "C" void* hashImport __asm__("__imp__LHashValOfNameSys@12");
+
+ULONG WINAPI hashWithoutMemory(SYSKIND, LCID, const OLECHAR*) { return 0; }
 
 TEST(KeyIndex, EntersNoKeyWithoutItsChain) {
   const auto heap = PrivateHeap::create(0);
   KeyIndex index;
   Item item;
-  const Text key(L"caf\u00E9");
+  const Text key(L"caf\u00e9");
   ASSERT_TRUE(index.open(*heap.get()));
-  {
-    const Replaced noMemory(hashImport, hashWithoutMemory);
-    EXPECT_TRUE(raisesOutOfMemory([&] { index.pvGetItemByKey(key.get(), &item.node); }));
-  }
+  void* const real = exchangeImport(&hashImport, reinterpret_cast<void*>(hashWithoutMemory));
+  EXPECT_THROW(index.pvGetItemByKey(key.get(), &item.node), Error);
+  exchangeImport(&hashImport, real);
   EXPECT_EQ(nullptr, index.pvGetItemByKey(key.get(), &item.node));
-  const Replaced noMemory(hashImport, hashWithoutMemory);
+  exchangeImport(&hashImport, reinterpret_cast<void*>(hashWithoutMemory));
   EXPECT_EQ(&item, index.take(key.get()));
+  exchangeImport(&hashImport, real);
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 // member writes them.
 //
 // ZSUPPORT_FUZZ_SEED and ZSUPPORT_FUZZ_ROUNDS choose other calls; a failure names the seed of its
-// round, which alone repeats it. With ZSUPPORT_FUZZ_TRACE, every call is named before it is made.
+// round, which alone repeats it.
 #include <cstdlib>
 #include <set>
 
@@ -79,12 +79,10 @@ class Round {
   Round& operator=(const Round&) = delete;
   ~Round() { EXPECT_EQ(S_OK, z_->Clear()); }  // it may be an item of its own
 
-  void run(bool isTraced) {
+  void run() {
     for (int call = 0; call < kCallsARound && !testing::Test::HasFailure(); ++call) {
       Member member = members_[upTo(members_.size() - 1)];
       if (upTo(30) == 0) member.id = static_cast<DISPID>(random_());
-      if (isTraced)
-        std::printf("%lu %d %ls\n", seed_, call, member.name.c_str()), std::fflush(stdout);
       const auto trace = testing::Message()
                          << "seed " << seed_ << ", call " << call << ", " << member.name;
       SCOPED_TRACE(trace);
@@ -156,10 +154,9 @@ class Round {
 TEST(LateBinding, StandsAnyCall) {
   const unsigned long first = setting("ZSUPPORT_FUZZ_SEED", 1),
                       rounds = setting("ZSUPPORT_FUZZ_ROUNDS", 200);
-  const bool isTraced = setting("ZSUPPORT_FUZZ_TRACE", 0) > 0;
   for (unsigned long seed = first; seed < first + rounds && !HasFailure(); ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
-    const auto body = [&] { Round(seed).run(isTraced); };
+    const auto body = [&] { Round(seed).run(); };
     // A new thread does not raise errors yet: what fails is over in silence.
     seed % 2 ? onFreshThread(body) : body();
     EXPECT_EQ(0, ValueObject::alive);

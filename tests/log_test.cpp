@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
-#include <set>
 #include <tuple>
 #include <vector>
 
@@ -86,7 +85,6 @@ TEST_F(Log, GoesToItsPathOrToTheDefaultOne) {
   const std::tuple<std::wstring, std::wstring> cases[] = {
       {L"", fallback},
       {L"Z:\\no\\such\\folder\\that\\can\\be\\made\\?\\x.log", fallback},
-      {std::wstring(300, L'x'), fallback},
       {L"sub\\below.log", below},
       {path, path},
   };
@@ -106,11 +104,7 @@ TEST_F(Log, IsBoundedAndLosesNothingWhenItsOlderPartsAreInUse) {
   EXPECT_LE(contentOf(old).size(), kLogFileLimit);
   EXPECT_GT(contentOf(old).size(), kLogFileLimit / 2);
 
-  const HANDLE oldInUse = keptFrom(old);
-  for (int i = 0; i < 6; ++i) reportTo(path, longText);
-  EXPECT_LE(contentOf(path).size(), kLogFileLimit);
-  EXPECT_GT(contentOf(older).size(), kLogFileLimit / 2);
-  const HANDLE olderInUse = keptFrom(older);
+  const HANDLE oldInUse = keptFrom(old), olderInUse = keptFrom(older);
   for (int i = 0; i < 6; ++i) reportTo(path, longText);
   EXPECT_GT(contentOf(path).size(), kLogFileLimit);
   EXPECT_TRUE(has(path, "it grows on.\r\n"));
@@ -144,17 +138,12 @@ TEST_F(Log, TakesThreeProcessesAtOnceWithoutLosingALine) {
   }
   const std::string before = contentOf(old), content = before + contentOf(path);
   EXPECT_FALSE(before.empty()) << "renamed once, in the midst of it";
-  std::set<std::string> lines;
-  for (size_t start = 0, end; (end = content.find("\r\n", start)) != std::string::npos;
-       start = end + 2) {
-    EXPECT_EQ(kFill, std::count(content.begin() + static_cast<int>(start),
-                                content.begin() + static_cast<int>(end), '.') -
-                         1);
-    EXPECT_TRUE(lines.insert(content.substr(start + kFill, end - start - kFill)).second)
-        << "a line stands twice";
+  EXPECT_EQ(kWriters * kLines, std::count(content.begin(), content.end(), '\n'));
+  for (int i = 0; i < kWriters * kLines; ++i) {
+    const auto line =
+        ".<" + std::to_string(i / kLines) + "." + std::to_string(i % kLines) + ">\r\n";
+    EXPECT_NE(std::string::npos, content.find(line)) << line;
   }
-  EXPECT_EQ(static_cast<size_t>(kWriters * kLines), lines.size());
-  EXPECT_TRUE(lines.contains("<2.299>"));
 }
 
 }  // namespace

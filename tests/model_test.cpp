@@ -77,13 +77,17 @@ class Model : public RandomCalls {
   void changeMode() {
     const LONG mode = std::array{0, 1, 7}[below(3)];
     note("CompareMode", {}, mode);
-    EXPECT_EQ(S_OK, z->put_Increment(static_cast<LONG>(1) << below(14)));
+    const LONG written = (1 << below(14)) - 1;
+    LONG increment = 0;
+    EXPECT_EQ(S_OK, z->put_Increment(written));
+    z->get_Increment(&increment);
+    EXPECT_EQ(std::max(4L, written / 16), increment);
     EXPECT_EQ(S_OK, z->put_UseDISPID(flag(mode)));
     if (model_.count() != 0) {
       EXPECT_EQ(runtimeError(387), z->put_CompareMode(mode));
     } else {
       VARIANT_BOOL useDispid = 0;
-      LONG kept = 0, increment = 0;
+      LONG kept = 0;
       EXPECT_EQ(S_OK, z->put_CompareMode(mode));
       EXPECT_EQ(S_OK, z->Clear());  // of items that are not listed
       model_.clear();

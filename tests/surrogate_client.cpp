@@ -39,27 +39,6 @@ IDispatch* create() {
   return object;
 }
 
-// Late bound.
-HRESULT add(IDispatch* collection, IDispatch* item, const wchar_t* sourceIID) {
-  LPOLESTR name = const_cast<LPOLESTR>(L"Add");
-  DISPID id;
-  VARIANT arguments[2];
-  V_VT(&arguments[1]) = VT_DISPATCH;
-  V_DISPATCH(&arguments[1]) = item;
-  V_VT(&arguments[0]) = VT_BSTR;
-  V_BSTR(&arguments[0]) = SysAllocString(sourceIID);
-  DISPPARAMS parameters = {arguments, nullptr, 2, 0};
-  HRESULT result = collection->GetIDsOfNames(IID_NULL, &name, 1, LOCALE_USER_DEFAULT, &id);
-  if (SUCCEEDED(result)) {
-    result = collection->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters,
-                                nullptr, nullptr, nullptr);
-  }
-  VariantClear(&arguments[0]);
-  return result;
-}
-
-}  // namespace
-
 int wmain() {
   CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
   IDispatch *z = create(), *item = create();
@@ -75,12 +54,18 @@ int wmain() {
     std::puts("not connected");
     return 1;
   }
-  add(z, item, L"{11111111-2222-3333-4444-555555555555}");
-  point->Unadvise(cookie);
-  point->Release();
-  container->Release();
-  item->Release();
-  z->Release();
+  // Late bound: item and source interface.
+  LPOLESTR name = const_cast<LPOLESTR>(L"Add");
+  DISPID id = 0;
+  VARIANT arguments[2];
+  V_VT(&arguments[1]) = VT_DISPATCH;
+  V_DISPATCH(&arguments[1]) = item;
+  V_VT(&arguments[0]) = VT_BSTR;
+  V_BSTR(&arguments[0]) = SysAllocString(L"{11111111-2222-3333-4444-555555555555}");
+  DISPPARAMS parameters = {arguments, nullptr, 2, 0};
+  z->GetIDsOfNames(IID_NULL, &name, 1, LOCALE_USER_DEFAULT, &id);
+  z->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, nullptr, nullptr,
+            nullptr);
   CoUninitialize();
   return 0;
 }

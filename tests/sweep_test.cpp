@@ -42,11 +42,6 @@ std::vector<Operation> insertions() {
        [](Scene& s) {
          return late(s.z.get(), L"Add", {objectValue(s.item(kNew)), missing(), textValue(key)});
        }},
-      {"Add of the other face", kNew,
-       [](Scene& s) {
-         VARIANT item = objectValue(s.item(kNew)), keyValue = textValue(key), none = missing();
-         return s.face()->Add(&item, &keyValue, &none, &none);
-       }},
       {"Add of the other face, late bound", kNew,
        [](Scene& s) {
          return late(s.face().get(), L"Add", {objectValue(s.item(kNew)), textValue(key)});
@@ -60,21 +55,14 @@ std::vector<Operation> removals() {
   const auto removeB = [](Scene& s) { return s.z->RemoveByKey(b.get()); };
   return {
       {"RemoveByKey", kB, removeB},
-      {"RemoveByKey ignoring case", kB, removeB, ignoreCase},
       needingNoMemory({"RemoveByIndex", kB, [](Scene& s) { return s.z->RemoveByIndex(2); }}),
-      {"Remove a key", kB, [](Scene& s) { return s.z->Remove(textValue(b)); }},
-      needingNoMemory(
-          {"Remove a position", kB, [](Scene& s) { return s.z->Remove(doubleValue(2)); }}),
       {"RemoveByKey late bound", kB,
        [](Scene& s) { return late(s.z.get(), L"RemoveByKey", {textValue(b)}); }},
-      {"RemoveByIndex late bound", kB,
-       [](Scene& s) { return late(s.z.get(), L"RemoveByIndex", {longValue(2)}); }},
       {"RemoveByKey beside a record listed twice", kB, removeB, listTwice},
       {"RemoveByKey of an unlisted one", kC, [](Scene& s) { return s.z->RemoveByKey(c.get()); },
        listTwice},
       needingNoMemory({"RemoveByIndex beside a record listed twice", kB,
                        [](Scene& s) { return s.z->RemoveByIndex(3); }, listTwice}),
-      {"Clear", kAll, clear},
       {"Clear with records listed twice and not at all", kAll, clear, listTwice},
       needingNoMemory({"the last release", kAll,
                        [](Scene& s) {
@@ -107,12 +95,6 @@ std::vector<Operation> lookups() {
          EXPECT_EQ(result == S_OK ? s.item(kB) : nullptr, found.get());
          return result;
        }},
-      {"Item late bound", kNobody,
-       [](Scene& s) {
-         const Call call(s.z.get(), L"Item", {textValue(b)}, DISPATCH_PROPERTYGET);
-         EXPECT_TRUE(call.result != S_OK || V_DISPATCH(&call.value.get()) == s.item(kB));
-         return resultOf(call);
-       }},
       {"Key", kNobody,
        [](Scene& s) {
          Text key;
@@ -125,20 +107,6 @@ std::vector<Operation> lookups() {
        [](Scene& s) { return s.z->put_Key(1, b.get()); },
        {},
        runtimeError(457)},
-      {"IndexFromKey", kNobody,
-       [](Scene& s) {
-         LONG index = 0;
-         const HRESULT result = s.z->IndexFromKey(b.get(), &index);
-         EXPECT_TRUE(result != S_OK || index == 2);
-         return result;
-       }},
-      {"Exists", kNobody,
-       [](Scene& s) {
-         VARIANT_BOOL exists = 0;
-         const HRESULT result = s.z->get_Exists(textValue(b), &exists);
-         EXPECT_TRUE(result != S_OK || exists == VARIANT_TRUE);
-         return result;
-       }},
       {"For Each", kNobody,
        [](Scene& s) {
          ComPtr<IEnumVARIANT> each;

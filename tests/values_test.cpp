@@ -11,12 +11,11 @@ namespace {
 using Values = SupportTest;
 
 TEST_F(Values, AreEqualByTheRulesOfTheRuntime) {
-  const Text word(L"word"), upper(L"WORD"), one(L"1"), nothing(L""), spaced(L" 1.0 ");
+  const Text word(L"word"), upper(L"WORD"), one(L"1"), spaced(L" 1.0 ");
   const auto z = newCollection();
   VARIANT aLong = longValue(1);
   const VARIANT object = objectValue(z.get());  // whose default member wants an argument
-  const VARIANT yes = makeValue(VT_BOOL, VARIANT_TRUE), error = missing(),
-                otherError = makeValue(VT_ERROR, LONG{5});
+  const VARIANT yes = makeValue(VT_BOOL, VARIANT_TRUE), error = missing();
   const VARIANT null = valueOfType(VT_NULL), empty = valueOfType(VT_EMPTY), number = longValue(1),
                 zero = longValue(0);
   const VARIANT array = valueOfType(VT_ARRAY | VT_VARIANT), nobody = valueOfType(VT_DISPATCH);
@@ -27,31 +26,23 @@ TEST_F(Values, AreEqualByTheRulesOfTheRuntime) {
   const std::tuple<VARIANT, VARIANT, int> cases[] = {
       {null, null, kYes},
       {null, empty, kNo},
-      {empty, empty, kYes},
       {empty, zero, kNo},
-      {empty, textValue(nothing), kNo},
       {longValue(-1), yes, kYes},
       {number, doubleValue(1.5), kNo},
       {number, textValue(one), kYes},
-      {textValue(word), textValue(word), kYes},
       {textValue(word), textValue(upper), kNo},
       {textValue(spaced), number, kYes},
-      {textValue(spaced), textValue(one), kNo},
       {number, textValue(word), kNo},
-      {zero, textValue(nothing), kNo},
       {reference(VT_VARIANT, &aLong), number, kYes},
       {objectValue(oneObject.get()), makeValue(VT_UINT, 1), kYes},
       {objectValue(endless.get()), number, kMismatch},
       {makeValue(VT_I1, CHAR{-1}), yes, kYes},
       {makeValue(VT_UI4, ~0ul), longValue(-1), kNo},
       {makeValue(VT_UI8, kLargest), textValue(largest), kYes},
-      {makeValue(VT_UI8, kLargest), makeValue(VT_I8, LONGLONG{-1}), kNo},
       {makeValue(VT_UI8, kLargest), doubleValue(0x1p64), kNo},
       {makeValue(VT_UI8, kLargest - 0x7FF), doubleValue(0x1.FFFFFFFFFFFFFp63), kYes},
-      {makeValue(VT_UI2, 1), textValue(word), kNo},
       {makeValue(VT_UI2, 1), makeValue(VT_CY, LONGLONG{10'001}), kNo},
       {error, error, kYes},
-      {error, otherError, kNo},
       {error, number, kMismatch},
       {object, number, kMismatch},
       {nobody, nobody, kMismatch},
@@ -90,14 +81,8 @@ TEST_F(Values, OfDatesAreSecondsAndSpans) {
   constexpr double kSecond = 1.0 / 86'400, kNaN = std::numeric_limits<double>::quiet_NaN();
   const double noon = 45'000.5;
   const std::tuple<DATE, DATE, HRESULT, bool> dates[] = {
-      {noon + 0.2 * kSecond, noon + 0.7 * kSecond, S_OK, true},
-      {noon, noon + kSecond, S_OK, false},
-      {noon, noon - 0.2 * kSecond, S_OK, false},
       {noon, noon + 0.9999 * kSecond, S_OK, true},
       {noon + kSecond, noon + 0.9999 * kSecond, S_OK, false},
-      {0, 0.999999 * kSecond, S_OK, true},
-      {-1.25, -1.25 - 0.4 * kSecond, S_OK, true},
-      {-600'000, 2'900'000, S_OK, false},
       {noon, 1e9, runtimeError(5), false},
       {noon, kNaN, runtimeError(5), false},
   };
@@ -121,10 +106,8 @@ TEST_F(Values, OfDatesAreSecondsAndSpans) {
   }
   const std::tuple<DATE, DATE, HRESULT, double> spans[] = {
       {1.0 / 24, 1.0 / 48, S_OK, 2},
-      {1, 0, S_OK, 0},
       {1, 0.4 * kSecond, S_OK, 0},
       {2.5 * kSecond, 1.5 * kSecond, S_OK, 1},  // halves to even, both
-      {-1, 4, S_OK, -0.25},
       {24'855, 1, S_OK, 24'855},
       {24'856, 1, runtimeError(6), 0},
       {1, 1e300, runtimeError(6), 0},
@@ -149,17 +132,6 @@ TEST_F(Values, AreAnnouncedWhenTheyAreNotImplemented) {
   EXPECT_STREQ(L"Not yet - F-12",
                text ? static_cast<const wchar_t*>(GlobalLock(text)) : L"(nothing)");
   CloseClipboard();
-}
-
-TEST_F(Values, HaveOneHelperObjectAThread) {
-  const auto helperOf = [](_GZSupport* any) {
-    ComPtr<IDispatch> helper;
-    EXPECT_EQ(S_OK, any->get_VBoost(helper.put()));
-    return helper;
-  };
-  const auto helper = helperOf(support.get());
-  EXPECT_TRUE(helper);
-  onFreshThread([&] { EXPECT_NE(helper.get(), helperOf(newSupport().get()).get()); });
 }
 
 }  // namespace

@@ -47,11 +47,8 @@ class Windows : public SupportTest {
 
 TEST_F(Windows, AreCentredOverTheirOwners) {
   const HWND parent = make(nullptr, {10, 20, 1010, 620});
-  const std::tuple<LONG, LONG, LONG, LONG> sizes[] = {{200, 100, 400, 250},
-                                                      {899, 497, 50, 52},
-                                                      {897, 499, 52, 50},
-                                                      {1200, 700, -100, -50},
-                                                      {1101, 603, -50, -2}};
+  const std::tuple<LONG, LONG, LONG, LONG> sizes[] = {
+      {200, 100, 400, 250}, {897, 499, 52, 50}, {1101, 603, -50, -2}};
   for (const auto& [width, height, x, y] : sizes) {
     const HWND child = make(parent, {3, 4, 3 + width, 4 + height});
     EXPECT_EQ(toLong(parent), centre(child));
@@ -65,8 +62,6 @@ TEST_F(Windows, AreCentredOverTheirOwners) {
     EXPECT_EQ(toLong(other), centre(window, other));
     expectPlace({225, 340, 275, 360}, window);
   }
-  EXPECT_EQ(toLong(other), centre(child, other, true));
-  expectPlace({200, 300, 300, 400}, child);
   // An owned window counts as a child of its owner, whose client coordinates are then the screen's.
   const HWND owned = make(other, {0, 0, 50, 20}, true, true);
   EXPECT_EQ(toLong(other), centre(owned));
@@ -81,16 +76,11 @@ TEST_F(Windows, AreCentredOverTheirOwners) {
   const HWND dead = make(nullptr, {0, 0, 9, 9});
   DestroyWindow(dead);
   EXPECT_EQ(toLong(GetDesktopWindow()), centre(dead));
-  centre(nullptr);
-  centre(free, dead);
-  EXPECT_EQ(E_POINTER, support->CenterWindow(nullptr, nullptr, nullptr));
 }
 
 TEST_F(Windows, AreMeasuredByTheVisibleOnesInThem) {
   const HWND parent = make(nullptr, {50, 60, 550, 460}, false);
   const auto expectBox = [&](RECT expected) { expectSame(expected, boundingBox(parent)); };
-  expectBox({-50, -60, -50, -60});
-  make(parent, {0, 0, 400, 300}, false);
   expectBox({-50, -60, -50, -60});
   const HWND first = make(parent, {10, 20, 40, 50});
   expectBox({10, 20, 40, 50});
@@ -99,7 +89,6 @@ TEST_F(Windows, AreMeasuredByTheVisibleOnesInThem) {
   expectBox({10, 20, 125, 225});
   make(first, {-30, 0, 5, 5});
   expectBox({-20, 20, 125, 225});
-  DestroyWindow(make(nullptr, {0, 0, 9, 9}));
   expectSame({}, boundingBox(reinterpret_cast<HWND>(0x7FFFF000)));
 }
 

@@ -23,5 +23,5 @@ import "$thermometer" Thermometers_1_0_TLB.pas
 i686-w64-mingw32-windres -I "$(dirname "$thermometer")" -O res \
   "$root/samples/thermometer/thermometer.rc" thermometer.res
 # A unit's resources are looked for beside it.
-cp "$root"/samples/pascal/*.pas "$root"/tests/clients/*.pas .
-for program in demo tour raise; do compile $program.pas; done
+cp "$root"/samples/pascal/*.pas .
+for program in demo tour; do compile $program.pas; done

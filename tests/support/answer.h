@@ -5,20 +5,19 @@
 
 #include <string>
 
-// Presses a button of the next message box of this thread, and keeps its text and title. A box
+// Presses a button of the next message box of this thread, and keeps its text. A box
 // without that button stays, and hangs the test.
 class Answer {
  public:
   explicit Answer(int button) {
     button_ = button;
     question.clear();
-    title.clear();
     hook_ = SetWindowsHookExW(WH_CBT, onEvent, nullptr, GetCurrentThreadId());
   }
   Answer(const Answer&) = delete;
   Answer& operator=(const Answer&) = delete;
   ~Answer() { UnhookWindowsHookEx(hook_); }
-  static inline std::wstring question, title;
+  static inline std::wstring question;
 
  private:
   static LRESULT CALLBACK onEvent(int code, WPARAM window, LPARAM data) {
@@ -33,8 +32,6 @@ class Answer {
         GetWindowTextW(label, text, 512);
       }
       question = text;
-      GetWindowTextW(box, text, 512);
-      title = text;
     }
     return CallNextHookEx(nullptr, code, window, data);
   }

@@ -94,20 +94,6 @@ inline HRESULT runtimeError(LONG number) {
   return static_cast<HRESULT>(0x800A0000u | static_cast<ULONG>(number));
 }
 
-// What the last failed call left for its caller.
-struct ErrorTexts {
-  std::wstring source;
-  std::wstring description;
-};
-inline ErrorTexts lastError() {
-  ComPtr<IErrorInfo> info;
-  if (GetErrorInfo(0, info.put()) != S_OK) return {L"(no error object)", L""};
-  Text source, description;
-  info->GetSource(source.inout());
-  info->GetDescription(description.inout());
-  return {std::wstring(source.view()), std::wstring(description.view())};
-}
-
 // Runs on a thread of its own, in an apartment of its own: with the library's state fresh.
 inline void onFreshThread(const std::function<void()>& body) {
   std::thread([&] {

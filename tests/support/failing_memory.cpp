@@ -3,10 +3,9 @@
 #include <windows.h>
 #include <oleauto.h>
 
-#include <algorithm>
-#include <string_view>
 #include <type_traits>
-#include <utility>
+
+#include "support/imports.h"
 
 namespace {
 
@@ -105,33 +104,12 @@ const Import kImports[] = {
     IMPORT(VariantChangeTypeEx),
 };
 
-void replace(void*& slot, const Import& import) {
-  DWORD protection = 0;
-  VirtualProtect(&slot, sizeof slot, PAGE_READWRITE, &protection);
-  *import.original = std::exchange(slot, import.replacement);
-  VirtualProtect(&slot, sizeof slot, protection, &protection);
-}
-
 // Once for the process: the library is never unloaded.
 bool hookImports() {
-  auto* const base = reinterpret_cast<BYTE*>(GetModuleHandleW(L"ZSupport.dll"));
-  if (!base) return false;
-  const auto at = [base](DWORD offset) { return base + offset; };
-  const auto* const headers = reinterpret_cast<IMAGE_NT_HEADERS*>(
-      at(static_cast<DWORD>(reinterpret_cast<IMAGE_DOS_HEADER*>(base)->e_lfanew)));
-  const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-  auto* library = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(at(directory.VirtualAddress));
   size_t found = 0;
-  for (; library->Name; ++library) {
-    auto* name = reinterpret_cast<IMAGE_THUNK_DATA*>(at(library->OriginalFirstThunk));
-    auto* slot = reinterpret_cast<void**>(at(library->FirstThunk));
-    for (; name->u1.AddressOfData; ++name, ++slot) {
-      if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)) continue;
-      const auto* const named = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(at(name->u1.AddressOfData));
-      const auto import = std::ranges::find(
-          kImports, std::string_view(reinterpret_cast<const char*>(named->Name)), &Import::name);
-      if (import == std::end(kImports)) continue;
-      replace(*slot, *import);
+  for (const Import& import : kImports) {
+    if (void** const slot = importOf(GetModuleHandleW(L"ZSupport.dll"), import.name)) {
+      *import.original = exchangeImport(slot, import.replacement);
       ++found;
     }
   }

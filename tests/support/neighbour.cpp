@@ -9,28 +9,14 @@ namespace {
 
 constexpr wchar_t kReady[] = L"zsupport-tests-neighbour-ready";
 
-COPYDATASTRUCT last{};
 DWORD checksum = 0;
-WPARAM sender = 1;
 
-LRESULT CALLBACK onMessage(HWND window, UINT message, WPARAM first, LPARAM second) {
-  switch (message) {
-    case WM_COPYDATA:
-      last = *reinterpret_cast<const COPYDATASTRUCT*>(second);
-      checksum = checksumOf(last.lpData, last.cbData);
-      sender = first;
-      return TRUE;
-    case kAskNumber:
-      return static_cast<LRESULT>(last.dwData);
-    case kAskSize:
-      return static_cast<LRESULT>(last.cbData);
-    case kAskChecksum:
-      return static_cast<LRESULT>(checksum);
-    case kAskSender:
-      return static_cast<LRESULT>(sender);
-    default:
-      return DefWindowProcW(window, message, first, second);
-  }
+LRESULT CALLBACK onMessage(HWND window, UINT message, WPARAM sender, LPARAM content) {
+  if (message == kAskChecksum) return static_cast<LRESULT>(checksum);
+  if (message != WM_COPYDATA) return DefWindowProcW(window, message, sender, content);
+  const auto& data = *reinterpret_cast<const COPYDATASTRUCT*>(content);
+  checksum = sender ? 0 : checksumOf(data.lpData, data.cbData, static_cast<LONG>(data.dwData));
+  return TRUE;
 }
 
 void tagWindow(const wchar_t* property, LONG_PTR value) {
@@ -41,8 +27,8 @@ void tagWindow(const wchar_t* property, LONG_PTR value) {
 
 }  // namespace
 
-DWORD checksumOf(const void* bytes, size_t size) {
-  DWORD sum = 2166136261u;
+DWORD checksumOf(const void* bytes, size_t size, LONG number) {
+  DWORD sum = 2166136261u + static_cast<DWORD>(number);
   for (size_t i = 0; i < size; ++i) sum = (sum ^ static_cast<const BYTE*>(bytes)[i]) * 16777619u;
   return sum & 0x7FFFFFFF;
 }

@@ -5,8 +5,8 @@
 
 #include "ZSupport.h"
 
-// What its window answers about the last WM_COPYDATA, asked by these messages.
-enum : UINT { kAskNumber = WM_APP, kAskSize, kAskChecksum, kAskSender };
+// Asks its window for the sum of the last WM_COPYDATA.
+inline constexpr UINT kAskChecksum = WM_APP;
 
 // Of its windows, these are tagged: "zsuOne" one with 1, "zsuTwo" one with 2, "zsuBoth" two with 1.
 // A Zollection of its own with three items is in the running-object table.
@@ -25,5 +25,5 @@ class Neighbour {
   DWORD thread_ = 0;
 };
 
-// The sum that a neighbour makes of what it gets.
-DWORD checksumOf(const void* bytes, size_t size);
+// The sum that a neighbour makes of what it gets from no window.
+DWORD checksumOf(const void* bytes, size_t size, LONG number);
