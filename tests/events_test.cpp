@@ -2,6 +2,7 @@
 #include <exdisp.h>
 #include <olectl.h>
 
+#include "support/files.h"
 #include "support/foreign_exception.h"
 #include "support/test_client.h"
 
@@ -142,7 +143,8 @@ TEST_F(Events, SurviveWhateverAHandlerDoesToTheArray) {
   EXPECT_TRUE(client.heard.back().arguments.empty());
 }
 
-// On a thread with a megabyte of stack: an item that fires itself again.
+// On a thread with a megabyte of stack: an item that fires itself again. The event that finds no
+// room is dropped, and that is recorded.
 DWORD WINAPI fireEndlessly(void*) {
   CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
   {
@@ -176,10 +178,18 @@ TEST_F(Events, NestAsDeepAsTheStackAllows) {
   chain[0]->fire(1);
   EXPECT_EQ(2 * kChain, client.heard.size());
 
+  constexpr wchar_t kDebug[] = L"Software\\Zarnow Instruments Ltd.\\System\\ZSupport\\Debug";
+  wchar_t log[MAX_PATH];
+  GetTempPathW(MAX_PATH, log);
+  wcscat(log, L"ZSupportTestStack.log");
+  RegSetKeyValueW(HKEY_CURRENT_USER, kDebug, L"LogFile", REG_SZ, log, sizeof log);
   const HANDLE thread = CreateThread(nullptr, 1 << 20, fireEndlessly, nullptr,
                                      STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
   WaitForSingleObject(thread, INFINITE);
   CloseHandle(thread);
+  RegDeleteTreeW(HKEY_CURRENT_USER, kDebug);
+  EXPECT_NE(std::string::npos, contentOf(log).find("\tSub RaiseTheEvent\t28\t"));
+  DeleteFileW(log);
 }
 
 ULONG holdersOf(IUnknown* object) {
@@ -363,19 +373,38 @@ TEST_F(Events, AskTheClientWhenTheInterfaceIsNotFound) {
   EXPECT_EQ(kNoConnectionPoint, add(z.get(), item.get(), {.sourceIID = L"no interface id"}));
 }
 
-TEST_F(Events, ComeFromTheBrowserControlOfThePlatform) {
-  ComPtr<IDispatch> object;
-  ASSERT_EQ(S_OK, CoCreateInstance(CLSID_WebBrowser, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch,
-                                   object.putVoid()));
-  const auto browser = ComPtr<IWebBrowser2>::from(object.get());
-  ASSERT_EQ(S_OK, add(z.get(), object.get(), {.key = L"browser"}));
-  EXPECT_EQ(S_OK, browser->put_StatusBar(VARIANT_TRUE));
-  ASSERT_EQ(1u, client.heard.size());
-  EXPECT_EQ(L"OnStatusBar", client.heard[0].name);
-  EXPECT_EQ((std::vector<std::wstring>{L"True"}), client.heard[0].arguments);
-  EXPECT_EQ(S_OK, z->RemoveByKey(Text(L"browser").get()));
-  browser->put_StatusBar(VARIANT_FALSE);
-  EXPECT_EQ(1u, client.heard.size());
+void pumpUntilQuit() {
+  MSG message;
+  while (GetMessageW(&message, nullptr, 0, 0) > 0) DispatchMessageW(&message);
+}
+
+// Its type library does not carry every question over to this apartment.
+TEST_F(Events, OfAnItemInAnotherApartmentAreConnected) {
+  IStream* stream = nullptr;
+  DWORD there = 0, cookie = 0;
+  const DWORD here = GetCurrentThreadId();
+  const HANDLE ready = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  std::thread other([&] {
+    onFreshThread([&] {
+      const auto source = newCollection();
+      there = GetCurrentThreadId();
+      EXPECT_EQ(S_OK, CoMarshalInterThreadInterfaceInStream(IID_IDispatch, source.get(), &stream));
+      SetEvent(ready);
+      pumpUntilQuit();
+      TestClient probe(source.get());
+      cookie = probe.cookie();
+    });
+    PostThreadMessageW(here, WM_QUIT, 0, 0);
+  });
+  WaitForSingleObject(ready, INFINITE);
+  CloseHandle(ready);
+  ComPtr<IDispatch> item;
+  EXPECT_EQ(S_OK, CoGetInterfaceAndReleaseStream(stream, IID_IDispatch, item.putVoid()));
+  EXPECT_EQ(S_OK, add(z.get(), item.get()));
+  PostThreadMessageW(there, WM_QUIT, 0, 0);
+  pumpUntilQuit();
+  other.join();
+  EXPECT_EQ(2u, cookie) << "the first was the collection's";
 }
 
 TEST_F(Events, MayComeWhileTheirItemIsBeingConnected) {

@@ -37,6 +37,7 @@ class TestClient final : public DispatchStub {
     EXPECT_EQ(0, references) << "the collection kept a client";
   }
 
+  DWORD cookie() const { return cookie_; }
   void disconnect() {
     if (!point_) return;
     EXPECT_EQ(S_OK, point_->Unadvise(cookie_));
