@@ -13,7 +13,8 @@ namespace {
 
 constexpr int kDeepest = 16;  // a variable may refer to itself
 
-// 0 for what has no place of its own in a VARIANT.
+}  // namespace
+
 size_t sizeOfType(VARTYPE type) {
   if (isOneOf<VT_I1, VT_UI1>(type)) return 1;
   if (isOneOf<VT_I2, VT_UI2, VT_BOOL>(type)) return 2;
@@ -23,8 +24,6 @@ size_t sizeOfType(VARTYPE type) {
           type);
   return isWord || (type & VT_ARRAY) ? 4 : 0;
 }
-
-}  // namespace
 
 const VARIANT* variableOf(const VARIANT* argument) {
   for (int depth = 0; typeOf(*argument) == (VT_BYREF | VT_VARIANT); ++depth) {

@@ -32,6 +32,9 @@ void* recordIn(const VARIANT& variable, REFGUID id);
 // A record of that id in an empty variable.
 HRESULT makeRecord(VARIANT& value, REFGUID id, const void* content, size_t size);
 
+// In bytes, as a VARIANT refers to it; 0 for what it holds otherwise than in its eight bytes.
+size_t sizeOfType(VARTYPE type);
+
 // The argument or, when it refers to a caller's VARIANT, that variable.
 const VARIANT* variableOf(const VARIANT* argument);
 

@@ -5,7 +5,7 @@
 #include <cstddef>
 
 #include "automation/error.h"
-#include "events/event_sink.h"
+#include "events/hand_built.h"
 #include "frame/mdlErrorHandling.h"
 
 namespace zsupport {
@@ -49,36 +49,20 @@ EnumVariantBlock* blockOf(EnumVariant* self) {
 }
 
 HRESULT STDMETHODCALLTYPE IEnumVariant_QueryInterface(EnumVariant* self, REFIID riid, void** ppv) {
-  return atEntryPoint(
-      {kSinkModule, L"Function IEnumVariant_QueryInterface"}, E_UNEXPECTED, [&]() -> HRESULT {
-        if (!ppv) return E_POINTER;
-        *ppv = nullptr;
-        if (!IsEqualGUID(riid, IID_IUnknown) && !IsEqualGUID(riid, IID_IEnumVARIANT)) {
-          return E_NOINTERFACE;
-        }
-        self->references = addChecked(self->references, 1);
-        *ppv = self;
-        return S_OK;
-      });
+  return answerTo({&IID_IUnknown, &IID_IEnumVARIANT}, self, riid, ppv,
+                  L"Function IEnumVariant_QueryInterface");
 }
 
 ULONG STDMETHODCALLTYPE IEnumVariant_AddRef(EnumVariant* self) {
-  return atEntryPoint({kSinkModule, L"Function IEnumVariant_AddRef"}, ULONG{0}, [&] {
-    self->references = addChecked(self->references, 1);
-    return static_cast<ULONG>(self->references);
-  });
+  return addReference(self, L"Function IEnumVariant_AddRef");
 }
 
 ULONG STDMETHODCALLTYPE IEnumVariant_Release(EnumVariant* self) {
-  return atEntryPoint({kSinkModule, L"Function IEnumVariant_Release"}, ULONG{0}, [&] {
-    const LONG left = self->references = subtractChecked(self->references, 1);
-    if (left == 0) {
-      const auto heap = ComPtr<PrivateHeap>::attach(self->heap);
-      if (self->records) self->records->removeReader(blockOf(self)->reader);
-      heap->free(self->table);
-      heap->free(blockOf(self));
-    }
-    return static_cast<ULONG>(left);
+  return dropReference(self, L"Function IEnumVariant_Release", [&] {
+    const auto heap = ComPtr<PrivateHeap>::attach(self->heap);
+    if (self->records) self->records->removeReader(blockOf(self)->reader);
+    heap->free(self->table);
+    heap->free(blockOf(self));
   });
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "automation/com_ptr.h"
+#include "automation/dispatch_values.h"
 #include "events/type_information.h"
 #include "frame/mdlErrorHandling.h"
 
@@ -74,26 +75,8 @@ TableBlock* blockOf(EventSinkTable* table) {
 }
 
 size_t sizeOf(VARTYPE type) {
-  switch (type) {
-    case VT_I1:
-    case VT_UI1:
-      return 1;
-    case VT_I2:
-    case VT_UI2:
-    case VT_BOOL:
-      return 2;
-    case VT_I8:
-    case VT_UI8:
-    case VT_R8:
-    case VT_CY:
-    case VT_DATE:
-      return 8;
-    case VT_VARIANT:
-    case VT_DECIMAL:
-      return 16;
-    default:
-      return 4;
-  }
+  return isOneOf<VT_VARIANT, VT_DECIMAL>(type) ? sizeof(VARIANT)
+                                               : dispatch_detail::sizeOfType(type);
 }
 
 StackValue plainValue(VARTYPE type) { return {type, std::max(sizeOf(type), size_t{4}), 0, true}; }

@@ -8,12 +8,10 @@
 #include <cstddef>
 
 #include "ZSupport.h"
+#include "events/hand_built.h"
 #include "events/item_record.h"
 
 namespace zsupport {
-
-// Sinks, and enumerators, name this module in their errors.
-inline constexpr wchar_t kSinkModule[] = L"mdlWECollectionSink";
 
 struct EventSink;
 

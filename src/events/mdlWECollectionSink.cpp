@@ -9,37 +9,20 @@ namespace zsupport {
 namespace {
 
 HRESULT STDMETHODCALLTYPE EventSink_QueryInterface(EventSink* self, REFIID riid, void** ppv) {
-  return atEntryPoint({kSinkModule, L"Function EventSink_QueryInterface"}, E_UNEXPECTED,
-                      [&]() -> HRESULT {
-                        if (!ppv) return E_POINTER;
-                        *ppv = nullptr;
-                        if (!IsEqualGUID(riid, IID_IUnknown) && !IsEqualGUID(riid, IID_IDispatch) &&
-                            !IsEqualGUID(riid, self->sourceIID)) {
-                          return E_NOINTERFACE;
-                        }
-                        self->references = addChecked(self->references, 1);
-                        *ppv = self;
-                        return S_OK;
-                      });
+  return answerTo({&IID_IUnknown, &IID_IDispatch, &self->sourceIID}, self, riid, ppv,
+                  L"Function EventSink_QueryInterface");
 }
 
 ULONG STDMETHODCALLTYPE EventSink_AddRef(EventSink* self) {
-  return atEntryPoint({kSinkModule, L"Function EventSink_AddRef"}, ULONG{0}, [&] {
-    self->references = addChecked(self->references, 1);
-    return static_cast<ULONG>(self->references);
-  });
+  return addReference(self, L"Function EventSink_AddRef");
 }
 
 ULONG releaseSink(EventSink* self, void (*freeTable)(EventSinkTable*)) {
-  return atEntryPoint({kSinkModule, L"Function EventSink_Release"}, ULONG{0}, [&] {
-    const LONG left = self->references = subtractChecked(self->references, 1);
-    if (left == 0) {
-      freeTable(self->table);
-      self->table = nullptr;
-      self->collection = nullptr;
-      GlobalFree(self);
-    }
-    return static_cast<ULONG>(left);
+  return dropReference(self, L"Function EventSink_Release", [&] {
+    freeTable(self->table);
+    self->table = nullptr;
+    self->collection = nullptr;
+    GlobalFree(self);
   });
 }
 
