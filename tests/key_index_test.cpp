@@ -166,7 +166,7 @@ TEST(KeyIndex, FindsWhatAWalkOfTheChainsFinds) {
   }
 }
 
-constexpr SIZE_T kLargestBlock = 8192;
+constexpr SIZE_T kLargestBlock = 16'384;
 SIZE_T memoryLeft = 0;
 void* realHeapAlloc = nullptr;
 

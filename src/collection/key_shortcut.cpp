@@ -7,7 +7,7 @@
 namespace zsupport {
 namespace {
 
-constexpr ULONG kFirstSize = 64;
+constexpr ULONG kFirstSize = kChains;  // made with the first key; 16 KB
 
 ULONG loadWord(const std::byte* from) {
   ULONG word;
