@@ -126,7 +126,7 @@ HRESULT MemberTable::invoke(void* self, DISPID id, REFIID reserved, LCID locale,
     outcome = member->call(invocation);
     if (SUCCEEDED(outcome)) return S_OK;
     if (invocation.failed) return describeFailure(outcome, invocation.error, exception);
-    const VARIANTARG* const culprit = own[invocation.badParameter];
+    const VARIANTARG* const culprit = supplied[invocation.badParameter];
     bad = culprit ? static_cast<UINT>(culprit - arguments->rgvarg) : 0;
   }
   if (badArgument) *badArgument = bad;

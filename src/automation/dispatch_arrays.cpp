@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "automation/boundary.h"
+#include "automation/foreign_unwind.h"
 
 namespace zsupport {
 namespace dispatch_detail {
@@ -29,12 +30,15 @@ void storeElement(const VARIANT& target, const VARIANT& source, LCID locale) {
 
 // An array of the same bounds with converted elements.
 SafeArray converted(SAFEARRAY& source, VARTYPE from, VARTYPE to, LCID locale) {
-  const ArrayLock elements(&source);
+  ArrayLock elements(&source);
   auto result = SafeArray::make(to, {source.rgsabound, source.cDims});
   const ArrayLock copies(result.get());
-  for (size_t i = 0; i < elements.size(); ++i) {
-    storeElement(elementAt(copies, to, i), elementAt(elements, from, i), locale);
-  }
+  const auto convert = [&] {
+    for (size_t i = 0; i < elements.size(); ++i) {
+      storeElement(elementAt(copies, to, i), elementAt(elements, from, i), locale);
+    }
+  };
+  passingExceptions(convert, [&] { elements.unlock(); });
   return result;
 }
 

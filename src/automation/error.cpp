@@ -47,6 +47,7 @@ Error copyOf(const Error& error) noexcept {
   Error copy;
   copy.number = error.number;
   copy.helpContext = error.helpContext;
+  copy.isOwn = error.isOwn;
   asFarAsMemoryGoes([&] { copy.source = error.source; });
   asFarAsMemoryGoes([&] { copy.description = error.description; });
   asFarAsMemoryGoes([&] { copy.helpFile = error.helpFile; });

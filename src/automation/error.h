@@ -37,6 +37,7 @@ struct Error {
   std::wstring description;
   std::wstring helpFile;
   DWORD helpContext = 0;
+  bool isOwn = false;  // raised by a procedure of its own accord: it reaches the caller
 };
 
 // The source of errors that the platform's rules raise and no procedure of ours raises by name.

@@ -61,8 +61,9 @@ class ArrayLock {
   explicit ArrayLock(SAFEARRAY* array);
   ArrayLock(const ArrayLock&) = delete;
   ArrayLock& operator=(const ArrayLock&) = delete;
-  ~ArrayLock() {
-    if (array_) SafeArrayUnlock(array_);
+  ~ArrayLock() { unlock(); }
+  void unlock() {
+    if (SAFEARRAY* const array = std::exchange(array_, nullptr)) SafeArrayUnlock(array);
   }
 
   size_t size() const { return size_; }

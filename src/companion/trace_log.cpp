@@ -120,7 +120,13 @@ std::wstring TraceLog::pathOf(const std::wstring& path) const {
 void TraceLog::writeToEventLog(const ErrorReport& report, const std::wstring& record) const {
   const HANDLE log = RegisterEventSourceW(nullptr, appTitle_.c_str());
   if (!log) return;
-  const std::wstring entry = record.substr(0, kLongestEntry);
+  // What the viewer would take for an insertion is parted.
+  std::wstring entry;
+  for (const wchar_t c : record) {
+    if (c >= L'0' && c <= L'9' && entry.ends_with(L'%')) entry += L' ';
+    entry += c;
+  }
+  if (entry.size() > kLongestEntry) entry.resize(kLongestEntry);
   LPCWSTR text = entry.c_str();
   ReportEventW(log, report.bInformation ? EVENTLOG_INFORMATION_TYPE : EVENTLOG_ERROR_TYPE, 0,
                kRecordMessage, nullptr, 1, 0, &text, nullptr);

@@ -44,6 +44,8 @@ LONG HandleError(const wchar_t* ClassName, const wchar_t* ProcName, bool bInform
   LONG action = kNoAnswer;
   const bool isError = !bInformation;
   if (isError) report.error = currentError();
+  // There may have been no memory for the thread's state when it was raised.
+  if (report.error.isOwn) SetRaiseErrors(true);
   ignoringErrors([] { EnsureTrace(); });
   ignoringErrors([&] { report.ContextText = contextService().ContextText(action, 1); });
   ignoringErrors([&] {
@@ -55,7 +57,7 @@ LONG HandleError(const wchar_t* ClassName, const wchar_t* ProcName, bool bInform
       action = service->ReportError(report);
     }
   });
-  if (isError && raisesErrors()) {
+  if (report.error.isOwn || (isError && raisesErrors())) {
     ignoringErrors(
         [&] { report.error.source = labelledSource(report.error.source, ClassName, ProcName); });
     throw std::move(report.error);
@@ -77,7 +79,9 @@ void SetRaiseErrors(bool Flag) noexcept {
 
 void raiseOwn(LONG number, std::wstring_view source, std::wstring_view description) {
   SetRaiseErrors(true);
-  throw makeError(number, source, description);
+  Error error = makeError(number, source, description);
+  error.isOwn = true;
+  throw error;
 }
 
 }  // namespace zsupport

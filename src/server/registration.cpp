@@ -169,7 +169,7 @@ std::vector<Row> rows(RegistrationScope scope) {
 }
 
 // The keys that are wholly the library's, each with everything below it.
-std::vector<std::wstring> ownKeys(RegistrationScope scope) {
+std::vector<std::wstring> ownKeys(RegistrationScope scope, REGSAM view) {
   std::vector<std::wstring> keys = {inClasses(L"TypeLib\\" + libraryId()),
                                     inClasses(std::wstring(L"AppID\\") + kApplicationId)};
   for (const RegisteredClass& each : kRegisteredClasses) {
@@ -179,7 +179,10 @@ std::vector<std::wstring> ownKeys(RegistrationScope scope) {
   for (const RegisteredInterface& each : kRegisteredInterfaces) {
     keys.push_back(interfaceKey(each.id));
   }
-  if (isSharedInterfaceFree(hiveOf(scope))) keys.push_back(interfaceKey(__uuidof(_Collection)));
+  // Written in this view only.
+  if (view == kOwnView && isSharedInterfaceFree(hiveOf(scope))) {
+    keys.push_back(interfaceKey(__uuidof(_Collection)));
+  }
   if (scope == RegistrationScope::kMachine) keys.push_back(kEventSource);
   return keys;
 }
@@ -221,7 +224,7 @@ HRESULT unregisterServer(RegistrationScope scope) noexcept {
     // All keys are tried even when one resists; the first failure is what the caller hears.
     LSTATUS failure = ERROR_SUCCESS;
     for (const REGSAM view : {kOwnView, k64BitView}) {
-      for (const std::wstring& key : ownKeys(scope)) {
+      for (const std::wstring& key : ownKeys(scope, view)) {
         const LSTATUS status = deleteKey(hive, key, view);
         if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND && failure == ERROR_SUCCESS) {
           failure = status;

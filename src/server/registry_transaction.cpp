@@ -28,15 +28,13 @@ void RegistryTransaction::write(const Row& row) {
 void RegistryTransaction::createPath(const std::wstring& path, REGSAM view) {
   for (size_t end = 0; end != std::wstring::npos;) {
     end = path.find(L'\\', end + 1);
-    const std::wstring part = path.substr(0, end);
+    Step step = {path.substr(0, end), L"", view, std::nullopt, true};
     RegistryKey key;
     DWORD disposition = 0;
     steps_.reserve(steps_.size() + 1);
-    checkWin32(RegCreateKeyExW(hive_, part.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE | view,
+    checkWin32(RegCreateKeyExW(hive_, step.key.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE | view,
                                nullptr, key.put(), &disposition));
-    if (disposition == REG_CREATED_NEW_KEY) {
-      steps_.push_back({part, L"", view, std::nullopt, true});
-    }
+    if (disposition == REG_CREATED_NEW_KEY) steps_.push_back(std::move(step));
   }
 }
 

@@ -55,6 +55,10 @@ void* __wrap_calloc(size_t count, size_t size) {
 }
 
 void* __wrap_realloc(void* old, size_t size) {
+  if (old && size == 0) {
+    __wrap_free(old);
+    return nullptr;
+  }
   if (void* const memory = isReserved(old) ? nullptr : __real_realloc(old, size)) return memory;
   void* const memory = isReserved(old) ? __wrap_malloc(size) : takeBlock(size);
   if (!memory || !old) return memory;

@@ -7,6 +7,7 @@
 
 #include "ZSupport_records.h"
 #include "automation/error.h"
+#include "automation/foreign_unwind.h"
 #include "automation/number_text.h"
 #include "automation/runtime_rules.h"
 #include "automation/safe_array.h"
@@ -21,30 +22,36 @@ namespace {
 // As many texts as the first stored dimension has elements. Each is moved, not copied, from where
 // it was converted.
 SafeArray textsOf(SAFEARRAY* values) {
-  const ArrayElements<VARIANT> source(values);
+  ArrayElements<VARIANT> source(values);
   const ULONG count = values && values->cDims > 0 ? values->rgsabound[0].cElements : 0;
   if (count > source.size()) throw makeError(runtime::kSubscriptOutOfRange);
   SafeArray result = SafeArray::vector(VT_BSTR, count);
   const ArrayElements<BSTR> texts(result.get());
-  for (ULONG i = 0; i < count; ++i) {
-    Variant holder, text;
-    const bool isReference = typeOf(source[i]) & VT_BYREF;
-    if (isReference && FAILED(copyIndirect(holder.inout(), source[i]))) continue;
-    changeType(text.inout(), isReference ? holder.get() : source[i], LOCALE_NEUTRAL, VT_BSTR);
-    if (typeOf(text.get()) == VT_BSTR) std::swap(texts[i], V_BSTR(text.inout()));
-  }
+  const auto convert = [&] {
+    for (ULONG i = 0; i < count; ++i) {
+      Variant holder, text;
+      const bool isReference = typeOf(source[i]) & VT_BYREF;
+      if (isReference && FAILED(copyIndirect(holder.inout(), source[i]))) continue;
+      changeType(text.inout(), isReference ? holder.get() : source[i], LOCALE_NEUTRAL, VT_BSTR);
+      if (typeOf(text.get()) == VT_BSTR) std::swap(texts[i], V_BSTR(text.inout()));
+    }
+  };
+  passingExceptions(convert, [&] { source.unlock(); });
   return result;
 }
 
 SafeArray textsFromZero(SAFEARRAY* values) {
-  const VectorElements<VARIANT> source(values);
+  VectorElements<VARIANT> source(values);
   if (source.upper() < 0) return {};
   source.at(0);  // before there is memory for as many as the index says
   SafeArray result = SafeArray::vector(VT_BSTR, static_cast<ULONG>(source.upper()) + 1);
   const ArrayElements<BSTR> texts(result.get());
-  for (LONG i = 0; i <= source.upper(); ++i) {
-    texts[static_cast<size_t>(i)] = toValueText(source.at(i)).detach();
-  }
+  const auto convert = [&] {
+    for (LONG i = 0; i <= source.upper(); ++i) {
+      texts[static_cast<size_t>(i)] = toValueText(source.at(i)).detach();
+    }
+  };
+  passingExceptions(convert, [&] { source.unlock(); });
   return result;
 }
 

@@ -98,8 +98,10 @@ HRESULT GZSupportObject::NotImplemented(BSTR* feature, BSTR* message) {
 }
 
 HRESULT GZSupportObject::get_VBoost(IDispatch** helper) {
-  return atBoundary(__uuidof(_GZSupport), {helper},
-                    [&] { *helper = ComPtr<IDispatch>(threadState().VBoost).detach(); });
+  return atBoundary(__uuidof(_GZSupport), {helper}, [&] {
+    *helper = nullptr;
+    *helper = ComPtr<IDispatch>(threadState().VBoost).detach();
+  });
 }
 
 }  // namespace zsupport
