@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "automation/dispatch.h"
+#include "automation/foreign_unwind.h"
 #include "automation/module.h"
 
 namespace zsupport {
@@ -81,8 +82,13 @@ class CoClass : public DispatchFace<Class, Default>,
     if (left == 0) {
       // Whatever is called back from here on finds a living object and cannot end it twice.
       references_ = kEnding;
-      static_cast<Class*>(this)->onFinalRelease();
-      delete static_cast<Class*>(this);
+      auto* const self = static_cast<Class*>(this);
+      const auto end = [self] { self->onFinalRelease(); };
+      passingExceptions(end, [&] {
+        end();
+        delete self;
+      });
+      delete self;
       return 0;
     }
     return static_cast<ULONG>(left);

@@ -3,6 +3,7 @@
 #include "_Collection_members.h"
 #include "automation/boundary.h"
 #include "automation/com_ptr.h"
+#include "automation/foreign_unwind.h"
 #include "automation/variant.h"
 #include "frame/mdlErrorHandling.h"
 
@@ -40,16 +41,26 @@ HRESULT CollectionFace::Item(VARIANT* index, VARIANT* item) {
 }
 
 HRESULT CollectionFace::Add(VARIANT* item, VARIANT* key, VARIANT* before, VARIANT* after) {
-  return atBoundary(__uuidof(_Collection), {item, key, before, after}, [&] {
-    // Held: the conversion of a key may run foreign code.
-    const ComPtr<IDispatch> object(objectIn(*item));
-    const ComPtr<_Zollection> alive(&owner_);
-    Variant holder;
+  // Held: the conversion of a key may run foreign code.
+  ComPtr<_Zollection> alive(&owner_);
+  ComPtr<IDispatch> object;
+  Variant holder;
+  Text keyText;
+  const auto body = [&] {
+    object = ComPtr<IDispatch>(objectIn(*item));
     const VARIANT& plainKey = dereferenced(*key, holder);
     Text sourceIID;
-    Text keyText;
     if (!isMissing(plainKey)) keyText = toText(plainKey);
     return owner_.Add(object.get(), sourceIID.inout(), keyText.inout(), before, after);
+  };
+  const auto call = [&] {
+    return atBoundary(__uuidof(_Collection), {item, key, before, after}, body);
+  };
+  return passingExceptions(call, [&] {
+    keyText = {};
+    holder.put();
+    object.reset();
+    alive.reset();
   });
 }
 

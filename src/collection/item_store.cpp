@@ -1,6 +1,7 @@
 #include "collection/item_store.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstddef>
 #include <cstring>
 #include <utility>
@@ -12,6 +13,7 @@ namespace {
 
 constexpr LONG kAddress = sizeof(ItemRecord*);
 constexpr LONGLONG kOrderStep = 1ll << 32;
+constexpr LONGLONG kLastOrder = LLONG_MAX - kOrderStep;
 
 // Moves the addresses from one place in the array to another.
 void moveAddresses(ItemRecord** to, ItemRecord* const* from, LONG count) {
@@ -207,7 +209,9 @@ void ItemStore::putInOrder(LONG p) {
   const auto orderAt = [slots](LONG place) -> LONGLONG& { return blockOf(slots[place]).order; };
   const bool isLast = p == count_ - 1;
   if (p == 0 || isLast) {
-    orderAt(p) = count_ == 1 ? 0 : isLast ? orderAt(p - 1) + kOrderStep : orderAt(1) - kOrderStep;
+    const LONGLONG beside = count_ == 1 ? 0 : isLast ? orderAt(p - 1) : orderAt(1);
+    if (beside > kLastOrder || beside < -kLastOrder) return orderAll();
+    orderAt(p) = isLast ? beside + kOrderStep : beside - kOrderStep;
     return;
   }
   const LONGLONG before = orderAt(p - 1), behind = orderAt(p + 1);
@@ -231,6 +235,7 @@ void ItemStore::leaveGap() {
     dropListing(move_.pushed);
   }
   move_ = {};
+  if (!isOrdered_ && doubles_ == 0) orderAll();
 }
 
 void ItemStore::moveDown(LONG position) {

@@ -107,7 +107,7 @@ class ZollectionObject final : public CoClass<ZollectionObject, Zollection, _Zol
   void removeKey(ItemRecord* record);
   void pvClear();
   void letGoOfAll(std::exception_ptr& failure) noexcept;
-  void closeAll() noexcept;
+  void closeAll(std::exception_ptr& failure) noexcept;
 
   // Events (zollection_events.cpp)
   LONG pvIndexFromPtr(const ItemRecord* record);

@@ -182,7 +182,11 @@ void ZollectionObject::connect(IDispatch* item, ItemRecord* record, BSTR* source
     if (!result) raiseOwn(runtime::kOutOfMemory, kAddSource);
     if (*result == 0) return;
     Text answer(viewOf(named.get()));
-    raiseConnectionFailed(item, answer, *result);
+    passingExceptions([&] { raiseConnectionFailed(item, answer, *result); },
+                      [&] {
+                        answer = {};
+                        named.reset();
+                      });
     if (sameTextIgnoringCase(answer.get(), *sourceIID)) {
       raiseOwn(*result, kRuntimeSource, connectionFailure(*result, viewOf(named.get())));
     }

@@ -21,14 +21,18 @@ void rethrowIf(const std::exception_ptr& failure) {
   if (failure) std::rethrow_exception(failure);
 }
 
-// Gives back what the record owns, if that has not been done.
-void giveBackReferences(ItemRecord* record) noexcept {
-  silenceEventSink(record->sink);
-  ComPtr<IDispatch>::attach(std::exchange(record->item, nullptr)).reset();
-  ComPtr<IUnknown>::attach(std::exchange(record->sink, nullptr)).reset();
-}
+// What a record owns, taken from it; the item is released first.
+struct Owned {
+  explicit Owned(ItemRecord* record) {
+    silenceEventSink(record->sink);
+    sink = ComPtr<IUnknown>::attach(std::exchange(record->sink, nullptr));
+    item = ComPtr<IDispatch>::attach(std::exchange(record->item, nullptr));
+  }
+  ComPtr<IUnknown> sink;
+  ComPtr<IDispatch> item;
+};
 
-// Withdraws the record's events, and gives back its references.
+// Withdraws the record's events, and gives back what it owns.
 void release(ItemRecord* record, std::exception_ptr& failure) noexcept {
   if (!record->item) return;
   try {
@@ -36,7 +40,7 @@ void release(ItemRecord* record, std::exception_ptr& failure) noexcept {
   } catch (...) {
     if (!failure) failure = std::current_exception();
   }
-  giveBackReferences(record);
+  const Owned owned(record);
 }
 
 }  // namespace
@@ -114,13 +118,16 @@ void ZollectionObject::dismiss(ItemRecord* record) {
   HeldRecord held(store_, record);
   std::exception_ptr failure;
   const auto bury = [&]() noexcept {
-    giveBackReferences(record);
     if (!held.isCurrent()) return held.letGo();
     removeKey(record);
     held.free();
     store_.shrink();
   };
-  passingExceptions([&] { release(record, failure); }, bury);
+  passingExceptions([&] { release(record, failure); },
+                    [&] {
+                      const Owned owned(record);  // goes last, as it may raise again
+                      bury();
+                    });
   bury();
   rethrowIf(failure);
 }
@@ -146,12 +153,7 @@ void ZollectionObject::pvClear() {
   framed(procedure(L"Sub pvClear"), [&] {
     clearing_ = true;
     std::exception_ptr failure;
-    const auto all = [&]() noexcept { letGoOfAll(failure); };
-    passingExceptions(all, [&] {
-      all();
-      closeAll();
-    });
-    closeAll();
+    closeAll(failure);
     rethrowIf(failure);
   });
 }
@@ -178,12 +180,14 @@ void ZollectionObject::letGoOf(ItemRecord* record, std::exception_ptr& failure) 
   HeldRecord held(store_, record);
   passingExceptions([&] { release(record, failure); },
                     [&] {
-                      giveBackReferences(record);
+                      const Owned owned(record);
                       held.letGo();
                     });
 }
 
-void ZollectionObject::closeAll() noexcept {
+// An item that raises does not keep the others: each round lets go of one at least.
+void ZollectionObject::closeAll(std::exception_ptr& failure) noexcept {
+  passingExceptions([&] { letGoOfAll(failure); }, [&] { closeAll(failure); });
   sources_.close();
   index_.close();
   store_.close();

@@ -8,6 +8,7 @@
 
 #include "automation/com_ptr.h"
 #include "automation/error.h"
+#include "automation/foreign_unwind.h"
 #include "automation/text.h"
 #include "events/mdlWECollectionSink.h"
 #include "events/procedure.h"
@@ -107,10 +108,16 @@ std::optional<LONG> pvAdvise(IDispatch* item, ItemRecord* record, BSTR sourceIID
     record->sourceIID = found.iid;
     record->sink = ComPtr(sink).detach();
 
-    DWORD cookie = 0;
-    if (SUCCEEDED(found.point->Advise(sink.get(), &cookie))) {
-      record->cookie = static_cast<LONG>(cookie);
-    }
+    const auto advise = [&] {
+      DWORD cookie = 0;
+      if (SUCCEEDED(found.point->Advise(sink.get(), &cookie))) {
+        record->cookie = static_cast<LONG>(cookie);
+      }
+    };
+    passingExceptions(advise, [&] {
+      sink.reset();
+      found = {};
+    });
     return 0;
   });
 }
@@ -121,11 +128,18 @@ void pvUnAdvise(ItemRecord* record) {
     const auto cookie = static_cast<DWORD>(record->cookie);
     const IID iid = record->sourceIID;
     // The connection point may release the item while it lets go of the sink.
-    const ComPtr<IDispatch> item(record->item);
-    const auto container = ComPtr<IConnectionPointContainer>::from(item.get());
+    ComPtr<IDispatch> item(record->item);
+    auto container = ComPtr<IConnectionPointContainer>::from(item.get());
     ComPtr<IConnectionPoint> point;
-    checkPlatform(findPoint(container.get(), iid, point));
-    checkPlatform(point->Unadvise(cookie));
+    const auto unadvise = [&] {
+      const HRESULT found = findPoint(container.get(), iid, point);
+      return FAILED(found) ? found : point->Unadvise(cookie);
+    };
+    checkPlatform(passingExceptions(unadvise, [&] {
+      point.reset();
+      container.reset();
+      item.reset();
+    }));
   });
 }
 

@@ -46,6 +46,7 @@ namespace {
 
 constexpr size_t kStubSize = 10;
 constexpr size_t kMostMembers = 512;
+constexpr size_t kDispatchMembers = sizeof(EventSinkTable) / sizeof(void*);
 constexpr size_t kMostParameters = 64;
 
 // How a value stands on the stack.
@@ -159,7 +160,9 @@ bool readMembers(ITypeInfo* info, Members& members) {
   if (!base || !readMembers(base.get(), members)) return false;
   for (UINT i = 0; i < attributes->cFuncs; ++i) {
     const MemberDescription description(info, i);
+    const size_t place = (kDispatchMembers + members.size()) * sizeof(void*);
     if (!description || description->callconv != CC_STDCALL ||
+        static_cast<size_t>(description->oVft) != place ||
         static_cast<size_t>(description->cParams) > kMostParameters) {
       return false;
     }

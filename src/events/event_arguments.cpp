@@ -53,6 +53,14 @@ void replaceUnknown(IUnknown** place, const VARIANT& value) {
   replaceObject(place, ComPtr<IUnknown>::from(isObject ? V_UNKNOWN(&value) : nullptr));
 }
 
+// What cannot be copied, or freed, leaves the variable as it is.
+void replaceVariant(VARIANT* place, const VARIANT& value) {
+  Variant copy;
+  checkPlatform(copyIndirect(copy.inout(), value));
+  checkPlatform(VariantClear(place));
+  std::swap(*place, *copy.inout());
+}
+
 // The handler's array moves to the firing object. The array that was there is not freed: whoever
 // fired may hold it elsewhere.
 void moveArray(VARIANTARG& target, VARIANT& value) {
@@ -101,7 +109,7 @@ void pvCopyValue(VARIANTARG& target, VARIANT& value) {
       case VT_UNKNOWN:
         return replaceUnknown(V_UNKNOWNREF(&target), value);
       case VT_VARIANT:
-        return checkPlatform(copyIndirect(V_VARIANTREF(&target), value));
+        return replaceVariant(V_VARIANTREF(&target), value);
       case kLongArray:
       case kTextArray:
         return moveArray(target, value);
@@ -126,7 +134,9 @@ void EventArguments::take(DISPPARAMS* fired) noexcept {
   if (!array_) return;
   auto* const elements = static_cast<VARIANT*>(array_->pvData);
   for (LONG i = 0; i < count_; ++i) {
-    if (FAILED(copyIndirect(&elements[count_ - 1 - i], fired_[i]))) setUnread(i);
+    // What only goes back cannot be read, and nothing of it can be lost.
+    const bool isRead = SUCCEEDED(copyIndirect(&elements[count_ - 1 - i], fired_[i]));
+    if (!isRead && typeOf(fired_[i]) != (VT_BYREF | kTextVector)) setUnread(i);
   }
 }
 

@@ -1,5 +1,7 @@
 #include "events/source_memory.h"
 
+#include <algorithm>
+#include <iterator>
 #include <new>
 #include <utility>
 
@@ -69,12 +71,13 @@ ComPtr<KnownClass> SourceMemory::classOf(ITypeInfo* info) {
     if (classes_[i]->isOf(info)) return classes_[i];
   }
   if (!heap_) return {};
-  PrivateHeap* const heap = heap_;
+  // When it is full, all go; last of all, as what they let go of may call back.
+  ComPtr<KnownClass> leaving[kMostClasses];
   if (count_ == kMostClasses) {
-    close();
-    heap_ = heap;
+    std::swap_ranges(std::begin(classes_), std::end(classes_), leaving);
+    count_ = 0;
   }
-  auto known = KnownClass::create(info, heap);
+  auto known = KnownClass::create(info, heap_);
   if (known) classes_[count_++] = known;
   return known;
 }
