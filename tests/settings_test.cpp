@@ -1,7 +1,6 @@
 // Settings: which of the layers decides, what is stored where, and the question to the user.
 #include <windows.h>
 
-#include <optional>
 #include <sddl.h>
 
 #include "support/answer.h"
@@ -25,41 +24,46 @@ class Settings : public testing::Test {
       RegDeleteTreeW(hive, L"Software\\Policies\\Zarnow Instruments Ltd.\\Test");
     }
   }
-  // A key, and in it a number named "v" unless there is none.
-  static void put(HKEY hive, const wchar_t* path, std::optional<DWORD> value) {
+  // A key, and in it a number named "v" unless that is 0.
+  static void put(HKEY hive, const wchar_t* path, DWORD value) {
     HKEY key;
     ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyW(hive, path, &key));
     RegCloseKey(key);
-    if (value) RegSetKeyValueW(hive, path, L"v", REG_DWORD, &*value, 4);
+    if (value) RegSetKeyValueW(hive, path, L"v", REG_DWORD, &value, 4);
   }
   static void putText(const wchar_t* path, const wchar_t* name, const std::wstring& text) {
     RegSetKeyValueW(HKEY_CURRENT_USER, path, name, REG_EXPAND_SZ, text.c_str(),
                     static_cast<DWORD>(text.size() + 1) * 2);
   }
-  static std::optional<DWORD> stored(HKEY hive) {
+  static DWORD stored(HKEY hive) {
     DWORD value = 0, size = sizeof value;
-    const LSTATUS status =
-        RegGetValueW(hive, kSection, L"v", RRF_RT_REG_DWORD, nullptr, &value, &size);
-    return status == ERROR_SUCCESS ? std::optional(value) : std::nullopt;
-  }
-  HRESULT get(Variant& value, VARIANT preset, const wchar_t* section = kSection) {
-    Text name(L"v"), key{std::wstring_view(section)};
-    return support->GetRegistryValue(name.inout(), &preset, key.inout(), &noPolicySet, value.put());
+    RegGetValueW(hive, kSection, L"v", RRF_RT_REG_DWORD, nullptr, &value, &size);
+    return value;
   }
   // Where the default is 9.
-  LONG number(const wchar_t* section = kSection) {
-    Variant found;
-    EXPECT_EQ(S_OK, get(found, longValue(9), section));
-    EXPECT_EQ(VT_I4, V_VT(&found.get()));
-    return V_I4(&found.get());
+  const VARIANT& get(const wchar_t* section = kSection) {
+    Text name(L"v"), key{std::wstring_view(section)};
+    VARIANT nine = longValue(9);
+    EXPECT_EQ(S_OK, support->GetRegistryValue(name.inout(), &nine, key.inout(), &noPolicySet,
+                                              found_.put()));
+    return found_.get();
   }
-  HRESULT write(VARIANT value, VARIANT preset, LONG& mode) {
+  LONG number(const wchar_t* section = kSection) {
+    const VARIANT& found = get(section);
+    EXPECT_EQ(VT_I4, V_VT(&found));
+    return V_I4(&found);
+  }
+  void write(VARIANT value, VARIANT preset) {
     Text name(L"v"), key{std::wstring_view(kSection)}, prompt(L"the colour");
-    return support->WriteRegistryValue(name.inout(), &value, &preset, &mode, key.inout(),
-                                       prompt.inout());
+    EXPECT_EQ(S_OK, support->WriteRegistryValue(name.inout(), &value, &preset, &mode, key.inout(),
+                                                prompt.inout()));
   }
   ComPtr<_GZSupport> support = newSupport();
   VARIANT_BOOL noPolicySet = 0x55;
+  LONG mode = rwm_User;
+
+ private:
+  Variant found_;
 };
 
 TEST_F(Settings, AreDecidedByPolicyUserMachineAndDefaultInTurn) {
@@ -75,9 +79,7 @@ TEST_F(Settings, AreDecidedByPolicyUserMachineAndDefaultInTurn) {
   for (const auto& [what, value, noPolicy] : cases) {
     removeAll();
     for (DWORD i = 0; i < 4; ++i) {
-      if (what[i] != '-')
-        put(layers[i].first, layers[i].second,
-            what[i] == 'v' ? std::optional(i + 1) : std::nullopt);
+      if (what[i] != '-') put(layers[i].first, layers[i].second, what[i] == 'v' ? i + 1 : 0);
     }
     EXPECT_EQ(value, number());
     EXPECT_EQ(flag(noPolicy), noPolicySet) << what;
@@ -85,37 +87,32 @@ TEST_F(Settings, AreDecidedByPolicyUserMachineAndDefaultInTurn) {
 }
 
 TEST_F(Settings, AreStoredOnlyWhereTheyDifferFromWhatHoldsAnyway) {
-  using Stored = std::optional<DWORD>;
-  const Stored none;
-  // machine: before; machineAfter: the default is 9
-  const std::tuple<LONG, LONG, Stored, Stored, Stored, Stored> cases[] = {
-      {5, rwm_User, none, none, 5, none}, {9, rwm_User, 5, none, none, none},  // the default
-      {7, rwm_User, 5, 7, none, 7},                                            // the machine's
-      {9, rwm_User, none, 7, 9, 7},        // the default, but not what the machine says
-      {5, rwm_Machine, 3, none, none, 5},  // shows through for this user
-      {9, rwm_Machine, 3, 7, none, none}, {5, 77, 3, none, none, 5},  // any other mode
+  // The default is 9.
+  const struct {
+    LONG value, mode;
+    DWORD user, machine, userAfter, machineAfter;
+    int answer = 0;
+  } cases[] = {
+      {5, rwm_User, 0, 0, 5, 0},          {9, rwm_User, 5, 0, 0, 0},  // the default
+      {7, rwm_User, 5, 7, 0, 7},                                      // the machine's
+      {9, rwm_User, 0, 7, 9, 7},     // the default, but not what the machine says
+      {5, rwm_Machine, 3, 0, 0, 5},  // shows through for this user
+      {9, rwm_Machine, 3, 7, 0, 0},       {5, 77, 3, 0, 0, 5},  // any other mode
+      {5, rwm_Prompt, 0, 0, 0, 5, IDYES}, {5, rwm_Prompt, 0, 0, 5, 0, IDNO},
   };
-  for (const auto& [value, mode, user, machine, userAfter, machineAfter] : cases) {
+  for (const auto& c : cases) {
     removeAll();
-    if (user) put(HKEY_CURRENT_USER, kSection, user);
-    if (machine) put(HKEY_LOCAL_MACHINE, kSection, machine);
-    LONG changed = mode;
-    EXPECT_EQ(S_OK, write(longValue(value), longValue(9), changed));
-    EXPECT_EQ(mode, changed);
-    EXPECT_EQ(userAfter, stored(HKEY_CURRENT_USER));
-    EXPECT_EQ(machineAfter, stored(HKEY_LOCAL_MACHINE));
-  }
-}
-
-TEST_F(Settings, AskForAllUsers) {
-  for (const auto& [button, chosen] : {std::pair(IDYES, rwm_Machine), {IDNO, rwm_User}}) {
-    removeAll();
-    LONG mode = rwm_Prompt;
-    const Answer answer(button);
-    EXPECT_EQ(S_OK, write(longValue(5), longValue(9), mode));
-    EXPECT_EQ(L"Do you wish to set the colour as a default for all users?", Answer::question);
-    EXPECT_EQ(chosen, mode);
-    EXPECT_EQ(5u, stored(mode == rwm_User ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE));
+    if (c.user) put(HKEY_CURRENT_USER, kSection, c.user);
+    if (c.machine) put(HKEY_LOCAL_MACHINE, kSection, c.machine);
+    const Answer answer(c.answer);
+    mode = c.mode;
+    write(longValue(c.value), longValue(9));
+    EXPECT_EQ(c.answer ? L"Do you wish to set the colour as a default for all users?" : L"",
+              Answer::question);
+    EXPECT_EQ(c.answer == IDYES ? LONG{rwm_Machine} : c.answer ? LONG{rwm_User} : c.mode, mode);
+    EXPECT_EQ(std::pair(c.userAfter, c.machineAfter),
+              std::pair(stored(HKEY_CURRENT_USER), stored(HKEY_LOCAL_MACHINE)))
+        << &c - cases;
   }
 }
 
@@ -129,17 +126,14 @@ TEST_F(Settings, ComeBackInTheTypeOfTheirKind) {
       {money, VT_BSTR, L"1.5"}};
   for (const auto& [value, type, shown] : cases) {
     const auto object = ValueObject::of(value), preset = ValueObject::of(null);
-    LONG mode = rwm_User;
     for (const auto& [given, standard] :
          {std::pair(value, null), {objectValue(object.get()), objectValue(preset.get())}}) {
-      EXPECT_EQ(S_OK, write(given, standard, mode));
-      Variant found;
-      EXPECT_EQ(S_OK, get(found, longValue(9)));
-      EXPECT_EQ(type, V_VT(&found.get()));
-      EXPECT_EQ(shown, zsupport::toText(found.get()).view());
+      write(given, standard);
+      EXPECT_EQ(type, V_VT(&get()));
+      EXPECT_EQ(shown, zsupport::toText(get()).view());
     }
     EXPECT_EQ(std::pair(1L, 1L), std::pair(object->reads, preset->reads));
-    EXPECT_EQ(S_OK, write(value, objectValue(object.get()), mode));
+    write(value, objectValue(object.get()));
     EXPECT_EQ(9, number()) << "the default is not stored";
   }
 }
@@ -147,16 +141,14 @@ TEST_F(Settings, ComeBackInTheTypeOfTheirKind) {
 // The rest of what registries hold: bytes, long texts with names of variables, and keys of which no
 // more may be done than to query them.
 TEST_F(Settings, KeepBytesAndLongTextsWhole) {
-  LONG mode = rwm_User;
   SAFEARRAY* const bytes = SafeArrayCreateVector(VT_UI1, 0, 5);
   memcpy(bytes->pvData, "a\0\xFFz", 5);
-  Variant owner, found;
-  *owner.put() = arrayValue(VT_UI1, bytes);
-  EXPECT_EQ(S_OK, write(owner.get(), valueOfType(VT_NULL), mode));
-  EXPECT_EQ(S_OK, get(found, longValue(9)));
-  ASSERT_EQ(VT_ARRAY | VT_UI1, V_VT(&found.get()));
-  EXPECT_EQ(5u, V_ARRAY(&found.get())->rgsabound[0].cElements);
-  EXPECT_EQ(0, memcmp(bytes->pvData, V_ARRAY(&found.get())->pvData, 5));
+  write(arrayValue(VT_UI1, bytes), valueOfType(VT_NULL));
+  const VARIANT& found = get();
+  ASSERT_EQ(VT_ARRAY | VT_UI1, V_VT(&found));
+  EXPECT_EQ(5u, V_ARRAY(&found)->rgsabound[0].cElements);
+  EXPECT_EQ(0, memcmp(bytes->pvData, V_ARRAY(&found)->pvData, 5));
+  SafeArrayDestroy(bytes);
 
   const std::wstring rest(40'000, L'x');
   SetEnvironmentVariableW(L"ZSupportTest", L"value");
@@ -164,9 +156,8 @@ TEST_F(Settings, KeepBytesAndLongTextsWhole) {
                                        {L"%NoSuch%ZSupportTest%", L"%NoSuchvalue"},
                                        {L"%%", L"%%"}}) {
     putText(kSection, L"v", rest + text);
-    EXPECT_EQ(S_OK, get(found, longValue(9)));
-    ASSERT_EQ(VT_BSTR, V_VT(&found.get()));
-    EXPECT_TRUE(rest + expanded == V_BSTR(&found.get())) << text;
+    ASSERT_EQ(VT_BSTR, V_VT(&get()));
+    EXPECT_TRUE(rest + expanded == V_BSTR(&found)) << text;
   }
 }
 
