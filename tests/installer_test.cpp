@@ -21,8 +21,8 @@ void runInstaller(const wchar_t* action) {
   EXPECT_EQ(0, _wsystem(command.c_str()));
 }
 
-// Instead of the platform's object, in this apartment: tells what it was asked, and answers in
-// turn.
+// Instead of the platform's object, in this apartment: answers in turn, and tells what it was
+// asked: a level that is set by its number, the part's path by "?", or "any?" without a product.
 class InstallerStandIn final : public DispatchStub, public IClassFactory {
  public:
   explicit InstallerStandIn(std::vector<std::wstring> paths) : paths_(std::move(paths)) {
@@ -52,13 +52,14 @@ class InstallerStandIn final : public DispatchStub, public IClassFactory {
     const VARIANT* const lastFirst = given->rgvarg;
     if (member == 6 && flags == DISPATCH_PROPERTYPUT &&
         given->rgdispidNamedArgs[0] == DISPID_PROPERTYPUT) {
-      asked += L"level " + std::to_wstring(V_I4(lastFirst)) + L";";
+      asked += std::to_wstring(V_I4(lastFirst));
       return S_OK;
     }
     if (member != 31 || flags != DISPATCH_PROPERTYGET || paths_.empty())
       return DISP_E_MEMBERNOTFOUND;
-    asked += L"path " + std::wstring(zsupport::viewOf(V_BSTR(&lastFirst[1]))) + L" " +
-             V_BSTR(&lastFirst[0]) + L";";
+    EXPECT_STREQ(kFile, V_BSTR(&lastFirst[0]));
+    const auto product = zsupport::viewOf(V_BSTR(&lastFirst[1]));
+    asked += product == kProduct ? L"?" : product.empty() ? L"any?" : product;
     *result = makeValue(VT_BSTR, SysAllocString(paths_.front().c_str()));
     paths_.erase(paths_.begin());
     return S_OK;
@@ -99,8 +100,7 @@ TEST_F(Installed, PartsTellOfTheirProducts) {
 TEST_F(Installed, PartsAreLocatedAndInstalledOnDemand) {
   constexpr wchar_t kOverrides[] = L"Software\\Zarnow Instruments Ltd.\\Components";
   RegSetKeyValueW(HKEY_CURRENT_USER, kOverrides, kNobody, REG_SZ, L"D:\\here", 16);
-  const std::wstring at = L"C:\\part", first = L"level 2;", now = L"level 1;", file = kFile,
-                     ask = L"path " + std::wstring(kProduct) + L" " + file + L";";
+  const std::wstring at = L"C:\\part";
   struct Request {
     std::wstring product, prompt = {};
     LONG action = im_Fail;
@@ -110,18 +110,18 @@ TEST_F(Installed, PartsAreLocatedAndInstalledOnDemand) {
       newProduct{{}, {}, im_Install};
   const std::tuple<Request, int, std::vector<std::wstring>, std::wstring, Request, std::wstring>
       cases[] = {
-          {plain, 0, {at}, at, plain, first + ask},
-          {install, 0, {L"", at}, at, install, first + ask + now + ask},
+          {plain, 0, {at}, at, plain, L"2?"},
+          {install, 0, {L"", at}, at, install, L"2?1?"},
           {{kProduct, {}, im_Prompt},
            IDYES,
            {L"", at},
            at,
            {kProduct, kQuestion, im_Install},
-           first + ask + now + ask},
-          {{kProduct, L"Now?", im_Prompt}, IDNO, {L""}, {}, {kProduct, L"Now?"}, first + ask},
-          {noProduct, 0, {}, {}, plain, first},
-          {newProduct, 0, {at}, at, install, first + now + L"path  " + file + L";"},
-          {other, 0, {at}, at, other, first + ask},
+           L"2?1?"},
+          {{kProduct, L"Now?", im_Prompt}, IDNO, {L""}, {}, {kProduct, L"Now?"}, L"2?"},
+          {noProduct, 0, {}, {}, plain, L"2"},
+          {newProduct, 0, {at}, at, install, L"21any?"},
+          {other, 0, {at}, at, other, L"2?"},
           {{kProduct, {}, im_Fail, kNobody}, 0, {}, L"D:\\here", plain, {}},
       };
   for (const auto& [given, button, paths, location, after, asked] : cases) {
