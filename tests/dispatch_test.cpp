@@ -48,8 +48,7 @@ TEST_F(WrittenReferences, HaveTheCallersOwnForm) {
   for (const VARIANT& place : {reference(VT_BOOL, &boolean), reference(VT_VARIANT, &inner),
                                reference(VT_DECIMAL, &decimal), valueOfType(VT_BOOL), missing()}) {
     EXPECT_EQ(S_OK, late(support.get(), L"GetRegistryValue",
-                         {textValue(name), longValue(42), textValue(section), place}))
-        << V_VT(&place);
+                         {textValue(name), longValue(42), textValue(section), place}));
   }
   EXPECT_EQ(std::tuple(VARIANT_TRUE, -1, 1u), std::tuple(boolean, number, decimal.Lo64));
 }
@@ -123,7 +122,8 @@ TEST(Enumerator, DeliversOneItemACallFromALiveViewOfFrozenLength) {
     z->NewEnum(items.put());
     ASSERT_EQ(S_OK, add(z.get(), source.get()));
   }
-  for (const size_t i : {0u, 1u}) nextIs(sources[i]);
+  nextIs(sources[0]);
+  nextIs(sources[1]);
   nextIs({});
   EXPECT_EQ(S_OK, items->Reset());
   EXPECT_EQ(S_OK, items->Skip(1));

@@ -19,21 +19,16 @@ struct Call {
     EXCEPINFO exception{};
     result = object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, static_cast<WORD>(flags),
                             &parameters, value.put(), &exception, &badArgument);
-    number = exception.scode;
+    if (result == DISP_E_EXCEPTION) result = exception.scode;
     for (BSTR text : {exception.bstrSource, exception.bstrDescription, exception.bstrHelpFile})
       SysFreeString(text);
   }
 
-  HRESULT result;
+  HRESULT result;  // or the number of the exception
   Variant value;
-  LONG number;  // of the exception
   UINT badArgument = 99;
 };
 
-// As an early-bound call would answer.
-inline HRESULT resultOf(const Call& call) {
-  return call.result == DISP_E_EXCEPTION ? call.number : call.result;
-}
 inline HRESULT late(IDispatch* object, const wchar_t* member, std::vector<VARIANT> arguments) {
-  return resultOf(Call(object, member, std::move(arguments)));
+  return Call(object, member, std::move(arguments)).result;
 }
