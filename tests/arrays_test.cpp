@@ -81,7 +81,7 @@ TEST_F(Arrays, BecomeTexts) {
 TEST_F(Arrays, InParallelGrowBothOrNeither) {
   SafeArray names = arrayOf(VT_BSTR, {{1, 0}}), values = arrayOf(VT_VARIANT, {{5, 0}});
   EXPECT_EQ(S_OK, addPair(names, values, L"first", longValue(1)));
-  EXPECT_EQ(L"0: 1|||||", contentOf(values)) << "into the empty slot";
+  EXPECT_EQ(L"0: 1|||||", contentOf(values));
   EXPECT_EQ(S_OK, addPair(names, values, L"second", textValue(word)));
 
   SafeArray none, shifted = valuesOf({longValue(1)}, -1), wrong = arrayOf(VT_I4, {{1, 0}}),
@@ -129,7 +129,7 @@ TEST_F(Arrays, ShowTheirDescriptors) {
   EXPECT_EQ(S_OK, support->ArrayBounds(addressOf(array), bounds.inout(), &dimensions));
   EXPECT_EQ(2, dimensions);
   ASSERT_TRUE(bounds);
-  EXPECT_EQ(0, memcmp(bounds.get()->pvData, array.get()->rgsabound, 16)) << "as they are stored";
+  EXPECT_EQ(0, memcmp(bounds.get()->pvData, array.get()->rgsabound, 16));
   SafeArrayUnlock(array.get());
 
   EXPECT_EQ(S_OK, support->ArrayBounds(addressOf(none), bounds.inout(), &dimensions));
@@ -138,7 +138,7 @@ TEST_F(Arrays, ShowTheirDescriptors) {
   EXPECT_EQ(runtimeError(13), support->ArrayBounds(addressOf(array), array.inout(), &dimensions));
   LONG nonsense = 12;
   for (const LONG address : {0L, -1L, 16L, reinterpret_cast<LONG>(&nonsense)}) {
-    EXPECT_EQ(runtimeError(5), support->ArrayDescriptor1D(address, &header)) << address;
+    EXPECT_EQ(runtimeError(5), support->ArrayDescriptor1D(address, &header));
     EXPECT_EQ(runtimeError(5), support->ArrayBounds(address, bounds.inout(), &dimensions));
   }
 }

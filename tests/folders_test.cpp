@@ -65,7 +65,7 @@ TEST_F(Folders, AreMadeAlongAPath) {
     const HRESULT result = support->EnsureDirExists(Text(path).inout(), &exists);
     EXPECT_EQ(error == 0, result == S_OK) << path;
     EXPECT_TRUE(error <= 0 || result == runtimeError(error)) << path;
-    EXPECT_EQ(flag(error == 0), exists) << path;
+    EXPECT_EQ(flag(error == 0), exists);
     EXPECT_TRUE(isFolder(root + made)) << path;
   }
 }
@@ -76,8 +76,8 @@ TEST_F(Folders, HoldNewTemporaryFiles) {
   EXPECT_TRUE(temporary.view().ends_with(L"\\") && isFolder(temporary.get()));
   EXPECT_EQ(S_OK, support->GetTempFileName2(chosen.inout(), prefix.inout(), path.inout()));
   EXPECT_EQ(temporary.view(), chosen.view()) << "the caller learns the folder";
-  EXPECT_TRUE(path.view().starts_with(std::wstring(temporary.view()) + L"zst")) << path.get();
-  EXPECT_TRUE(DeleteFileW(path.get())) << "exists";
+  EXPECT_TRUE(path.view().starts_with(std::wstring(temporary.view()) + L"zst"));
+  EXPECT_TRUE(DeleteFileW(path.get()));
 
   for (const std::wstring& unusable : {root + L"\\none", std::wstring(5'000, L'x')}) {
     EXPECT_EQ(runtimeError(5),
