@@ -6,23 +6,13 @@ namespace {
 
 class Collection : public CollectionTest {
  protected:
-  ComPtr<TestSource> added(const std::wstring& key) { return CollectionTest::added({}, {key}); }
-  void fill(std::initializer_list<const wchar_t*> keys) {
+  void fill() {
     EXPECT_EQ(S_OK, z->Clear());
-    for (const auto* key : keys) added(key);
+    for (const auto* key : {L"a", L"b", L"c", L"d"}) added({}, {key});
   }
-  // The number of the error, or what is there now.
+  // The number of the error, or the keys in the order of the positions.
   std::wstring outcome(HRESULT result) {
-    return result == S_OK ? order() : std::to_wstring(result & 0xFFFF);
-  }
-  std::wstring keyOf(IDispatch* item) {
-    for (LONG i = 1; i <= countOf(z.get()); ++i) {
-      if (itemAt(z.get(), i).get() == item) return order().substr(static_cast<size_t>(i) - 1, 1);
-    }
-    return {};
-  }
-  // The keys in the order of the positions.
-  std::wstring order() {
+    if (result != S_OK) return std::to_wstring(result & 0xFFFF);
     std::wstring keys;
     for (LONG i = 1; i <= countOf(z.get()); ++i) {
       Text key;
@@ -30,6 +20,11 @@ class Collection : public CollectionTest {
       keys += key.view();
     }
     return keys;
+  }
+  std::wstring adding(Placement place) {
+    fill();
+    place.key = L"x";
+    return outcome(add(z.get(), TestSource::make().get(), place));
   }
 };
 
@@ -44,8 +39,6 @@ TEST_F(Collection, TakesNumbersAsPositionsAndTextsAsKeys) {
     std::wstring item = L"5";
   } cases[] = {
       {missing(), L"abcdx", L"abcdx", L"abcd"},
-      {longValue(0), L"5", L"xabcd", L"381", L"381"},
-      {longValue(4), L"abcxd", L"5", L"abc", L"d"},
       {doubleValue(1.5), L"xabcd", L"abxcd", L"acd", L"b"},  // rounded after 1 is taken
       {doubleValue(2.5), L"abxcd", L"abxcd", L"acd", L"b"},
       {doubleValue(1e10), L"6", L"6", L"6", L"6"},
@@ -62,20 +55,18 @@ TEST_F(Collection, TakesNumbersAsPositionsAndTextsAsKeys) {
       {makeValue(VT_I2, SHRT_MIN), L"5", L"5", L"381", L"381"},
       {longValue(LONG_MIN), L"6", L"5", L"381", L"381"},
   };
-  const auto adding = [&](Placement place) {
-    fill({L"a", L"b", L"c", L"d"});
-    place.key = L"x";
-    return outcome(add(z.get(), TestSource::make().get(), place));
-  };
   for (const auto& [value, before, after, removed, asked] : cases) {
     SCOPED_TRACE("type " + std::to_string(V_VT(&value)));
     EXPECT_EQ(before, adding({.before = value}));
     EXPECT_EQ(after, adding({.after = value}));
-    fill({L"a", L"b", L"c", L"d"});
+    fill();
     ComPtr<IDispatch> item;
     VARIANT_BOOL exists = VARIANT_FALSE;
     const HRESULT found = z->get_Item(value, item.put()), tested = z->get_Exists(value, &exists);
-    EXPECT_EQ(asked, found == S_OK ? keyOf(item.get()) : outcome(found));
+    const size_t position = std::wstring_view(L"abcd").find(asked);
+    EXPECT_EQ(position < 4 ? L"abcd" : asked, outcome(found));
+    EXPECT_TRUE(position > 3 ||
+                itemAt(z.get(), static_cast<LONG>(position) + 1).get() == item.get());
     EXPECT_EQ(found == runtimeError(6) ? found : S_OK, tested);
     EXPECT_EQ(found == S_OK, exists == VARIANT_TRUE);
     EXPECT_EQ(removed, outcome(z->Remove(value)));
@@ -89,10 +80,9 @@ TEST_F(Collection, TakesNumbersAsPositionsAndTextsAsKeys) {
 }
 
 TEST_F(Collection, RefusesNullPointers) {
-  added(L"a");
+  const auto item = added({}, {L"a"});
   Text text;
   VARIANT none = missing();
-  const auto item = TestSource::make();
   ComPtr<IDispatch> found;
   for (const HRESULT result :
        {z->get_Count(nullptr), z->ItemByKey(nullptr, found.put()), z->get_Key(1, nullptr),
@@ -103,19 +93,19 @@ TEST_F(Collection, RefusesNullPointers) {
   EXPECT_EQ(S_OK, z->put_Key(1, nullptr));
   EXPECT_FALSE(keyExists(z.get(), L"a")) << "taken away, and none put";
   EXPECT_EQ(1, countOf(z.get()));
-  EXPECT_EQ(1u, item->references);
 }
 
 TEST(CollectionOnAFreshThread, RecordsErrorsWithoutRaisingThemUntilItRaisedOneItself) {
   onFreshThread([] {
     const auto z = newCollection();
     const Text unknown(L"unknown");
+    const VARIANT key = textValue(unknown);
     // The member's error passes through a frame that does not raise yet.
-    EXPECT_EQ(S_OK, z->Remove(textValue(unknown)));
+    EXPECT_EQ(S_OK, z->Remove(key));
     EXPECT_EQ(runtimeError(5), z->RemoveByKey(unknown.get()));
     // An error of its own: from now on, all are raised.
     EXPECT_EQ(runtimeError(381), z->RemoveByIndex(0));
-    EXPECT_EQ(runtimeError(5), z->Remove(textValue(unknown)));
+    EXPECT_EQ(runtimeError(5), z->Remove(key));
   });
 }
 

@@ -3,11 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <objbase.h>
-#include <string>
-#include <string_view>
 #include <vector>
-
-#include "support/neighbour.h"
 
 namespace {
 
@@ -23,8 +19,6 @@ class HeapValidator final : public testing::EmptyTestEventListener {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 3 && std::string_view(argv[1]) == "neighbour")
-    return runNeighbour(std::stoul(argv[2]));
   testing::InitGoogleTest(&argc, argv);
   testing::UnitTest::GetInstance()->listeners().Append(new HeapValidator);
   CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);

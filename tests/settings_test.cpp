@@ -1,7 +1,6 @@
 // Settings: which of the layers decides, what is stored where, and the question to the user.
 #include <windows.h>
 
-#include <optional>
 #include <sddl.h>
 
 #include "support/answer.h"
@@ -25,217 +24,189 @@ class Settings : public testing::Test {
       RegDeleteTreeW(hive, L"Software\\Policies\\Zarnow Instruments Ltd.\\Test");
     }
   }
-  // A key, and in it a number named "v" unless there is none.
-  static void put(HKEY hive, const wchar_t* path, std::optional<DWORD> value) {
+  // A key, and in it a number named "v" unless that is 0.
+  static void put(HKEY hive, const wchar_t* path, DWORD value) {
     HKEY key;
     ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyW(hive, path, &key));
     RegCloseKey(key);
-    if (value) RegSetKeyValueW(hive, path, L"v", REG_DWORD, &*value, 4);
+    if (value) RegSetKeyValueW(hive, path, L"v", REG_DWORD, &value, 4);
   }
-  static std::optional<DWORD> stored(HKEY hive) {
+  static void putText(const wchar_t* path, const wchar_t* name, const std::wstring& text) {
+    RegSetKeyValueW(HKEY_CURRENT_USER, path, name, REG_EXPAND_SZ, text.c_str(),
+                    static_cast<DWORD>(text.size() + 1) * 2);
+  }
+  static DWORD stored(HKEY hive) {
     DWORD value = 0, size = sizeof value;
-    const LSTATUS status =
-        RegGetValueW(hive, kSection, L"v", RRF_RT_REG_DWORD, nullptr, &value, &size);
-    return status == ERROR_SUCCESS ? std::optional(value) : std::nullopt;
+    RegGetValueW(hive, kSection, L"v", RRF_RT_REG_DWORD, nullptr, &value, &size);
+    return value;
   }
-  HRESULT get(Variant& value, VARIANT preset, const wchar_t* section = kSection) {
+  // Where the default is 9.
+  const VARIANT& get(const wchar_t* section = kSection) {
     Text name(L"v"), key{std::wstring_view(section)};
-    return support->GetRegistryValue(name.inout(), &preset, key.inout(), &noPolicySet, value.put());
+    VARIANT nine = longValue(9);
+    EXPECT_EQ(S_OK, support->GetRegistryValue(name.inout(), &nine, key.inout(), &noPolicySet,
+                                              found_.put()));
+    return found_.get();
   }
-  HRESULT write(VARIANT value, VARIANT preset, LONG& mode) {
+  LONG number(const wchar_t* section = kSection) {
+    const VARIANT& found = get(section);
+    EXPECT_EQ(VT_I4, V_VT(&found));
+    return V_I4(&found);
+  }
+  void write(VARIANT value, VARIANT preset) {
     Text name(L"v"), key{std::wstring_view(kSection)}, prompt(L"the colour");
-    return support->WriteRegistryValue(name.inout(), &value, &preset, &mode, key.inout(),
-                                       prompt.inout());
+    EXPECT_EQ(S_OK, support->WriteRegistryValue(name.inout(), &value, &preset, &mode, key.inout(),
+                                                prompt.inout()));
   }
   ComPtr<_GZSupport> support = newSupport();
   VARIANT_BOOL noPolicySet = 0x55;
+  LONG mode = rwm_User;
+
+ private:
+  Variant found_;
 };
 
 TEST_F(Settings, AreDecidedByPolicyUserMachineAndDefaultInTurn) {
-  enum Layer { kNoKey, kEmptyKey, kValue };
-  const std::tuple<Layer, Layer, Layer, Layer, LONG, bool> cases[] = {
-      {kNoKey, kNoKey, kEmptyKey, kEmptyKey, 9, true},
-      {kNoKey, kNoKey, kEmptyKey, kValue, 4, true},
-      {kValue, kValue, kValue, kValue, 1, false},
-      {kEmptyKey, kValue, kValue, kValue, 2, false},
-      {kEmptyKey, kEmptyKey, kValue, kValue, 3, true},
-      {kNoKey, kValue, kValue, kValue, 3, true},  // the machine's policy alone is not asked
+  const std::pair<HKEY, const wchar_t*> layers[] = {{HKEY_CURRENT_USER, kPolicySection},
+                                                    {HKEY_LOCAL_MACHINE, kPolicySection},
+                                                    {HKEY_CURRENT_USER, kSection},
+                                                    {HKEY_LOCAL_MACHINE, kSection}};
+  // Of each layer: no key, an empty one, or one with the number of the layer.
+  const std::tuple<std::string, LONG, bool> cases[] = {
+      {"--ee", 9, true}, {"--ev", 4, true}, {"vvvv", 1, false}, {"evvv", 2, false},
+      {"eevv", 3, true}, {"-vvv", 3, true},  // the machine's policy alone is not asked
   };
-  for (const auto& [userPolicy, machinePolicy, user, machine, value, noPolicy] : cases) {
+  for (const auto& [what, value, noPolicy] : cases) {
     removeAll();
-    DWORD number = 0;
-    const auto layer = [&](Layer what, HKEY hive, const wchar_t* path) {
-      ++number;
-      if (what != kNoKey) put(hive, path, what == kValue ? std::optional(number) : std::nullopt);
-    };
-    layer(userPolicy, HKEY_CURRENT_USER, kPolicySection);
-    layer(machinePolicy, HKEY_LOCAL_MACHINE, kPolicySection);
-    layer(user, HKEY_CURRENT_USER, kSection);
-    layer(machine, HKEY_LOCAL_MACHINE, kSection);
-    Variant found;
-    EXPECT_EQ(S_OK, get(found, longValue(9)));
-    EXPECT_EQ(value, V_I4(&found.get()));
-    EXPECT_EQ(flag(noPolicy), noPolicySet);
+    for (DWORD i = 0; i < 4; ++i) {
+      if (what[i] != '-') put(layers[i].first, layers[i].second, what[i] == 'v' ? i + 1 : 0);
+    }
+    EXPECT_EQ(value, number());
+    EXPECT_EQ(flag(noPolicy), noPolicySet) << what;
   }
 }
 
 TEST_F(Settings, AreStoredOnlyWhereTheyDifferFromWhatHoldsAnyway) {
-  using Stored = std::optional<DWORD>;
-  const Stored none;
-  // machine: before; machineAfter: the default is 9
-  const std::tuple<LONG, LONG, Stored, Stored, Stored, Stored> cases[] = {
-      {5, rwm_User, none, none, 5, none}, {9, rwm_User, 5, none, none, none},  // the default
-      {7, rwm_User, 5, 7, none, 7},                                            // the machine's
-      {9, rwm_User, none, 7, 9, 7},        // the default, but not what the machine says
-      {5, rwm_Machine, 3, none, none, 5},  // shows through for this user
-      {9, rwm_Machine, 3, 7, none, none}, {5, 77, 3, none, none, 5},  // any other mode
+  // The default is 9.
+  const struct {
+    LONG value, mode;
+    DWORD user, machine, userAfter, machineAfter;
+    int answer = 0;
+  } cases[] = {
+      {5, rwm_User, 0, 0, 5, 0},          {9, rwm_User, 5, 0, 0, 0},  // the default
+      {7, rwm_User, 5, 7, 0, 7},                                      // the machine's
+      {9, rwm_User, 0, 7, 9, 7},     // the default, but not what the machine says
+      {5, rwm_Machine, 3, 0, 0, 5},  // shows through for this user
+      {9, rwm_Machine, 3, 7, 0, 0},       {5, 77, 3, 0, 0, 5},  // any other mode
+      {5, rwm_Prompt, 0, 0, 0, 5, IDYES}, {5, rwm_Prompt, 0, 0, 5, 0, IDNO},
   };
-  for (const auto& [value, mode, user, machine, userAfter, machineAfter] : cases) {
+  for (const auto& c : cases) {
     removeAll();
-    if (user) put(HKEY_CURRENT_USER, kSection, user);
-    if (machine) put(HKEY_LOCAL_MACHINE, kSection, machine);
-    LONG changed = mode;
-    EXPECT_EQ(S_OK, write(longValue(value), longValue(9), changed));
-    EXPECT_EQ(mode, changed);
-    EXPECT_EQ(userAfter, stored(HKEY_CURRENT_USER));
-    EXPECT_EQ(machineAfter, stored(HKEY_LOCAL_MACHINE));
+    if (c.user) put(HKEY_CURRENT_USER, kSection, c.user);
+    if (c.machine) put(HKEY_LOCAL_MACHINE, kSection, c.machine);
+    const Answer answer(c.answer);
+    mode = c.mode;
+    write(longValue(c.value), longValue(9));
+    EXPECT_EQ(c.answer ? L"Do you wish to set the colour as a default for all users?" : L"",
+              Answer::question);
+    EXPECT_EQ(c.answer == IDYES ? LONG{rwm_Machine} : c.answer ? LONG{rwm_User} : c.mode, mode);
+    EXPECT_EQ(std::pair(c.userAfter, c.machineAfter),
+              std::pair(stored(HKEY_CURRENT_USER), stored(HKEY_LOCAL_MACHINE)))
+        << &c - cases;
   }
 }
 
-TEST_F(Settings, AskForAllUsers) {
-  for (const auto& [button, chosen] : {std::pair(IDYES, rwm_Machine), std::pair(IDNO, rwm_User)}) {
-    removeAll();
-    LONG mode = rwm_Prompt;
-    const Answer answer(button);
-    EXPECT_EQ(S_OK, write(longValue(5), longValue(9), mode));
-    EXPECT_EQ(L"Do you wish to set the colour as a default for all users?", Answer::question);
-    EXPECT_EQ(chosen, mode);
-    EXPECT_EQ(5u, stored(mode == rwm_User ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE));
-  }
-}
-
+// What an object stands for is the value of its default member, read once.
 TEST_F(Settings, ComeBackInTheTypeOfTheirKind) {
   const Text text(L"caf\u00e9 \u4e2d");
-  const VARIANT yes = makeValue(VT_BOOL, VARIANT_TRUE);
-  const VARIANT money = makeValue(VT_CY, CY{.int64 = 15000});
+  const VARIANT null = valueOfType(VT_NULL), money = makeValue(VT_CY, CY{.int64 = 15000});
   const std::tuple<VARIANT, VARTYPE, std::wstring> cases[] = {
-      {yes, VT_I4, L"-1"},
+      {makeValue(VT_BOOL, VARIANT_TRUE), VT_I4, L"-1"},
       {textValue(text), VT_BSTR, std::wstring(text.view())},
       {money, VT_BSTR, L"1.5"}};
   for (const auto& [value, type, shown] : cases) {
-    LONG mode = rwm_User;
-    EXPECT_EQ(S_OK, write(value, valueOfType(VT_NULL), mode));
-    Variant found, asText;
-    EXPECT_EQ(S_OK, get(found, valueOfType(VT_NULL)));
-    EXPECT_EQ(type, V_VT(&found.get()));
-    EXPECT_EQ(S_OK, VariantChangeType(asText.put(), found.inout(), 0, VT_BSTR));
-    EXPECT_EQ(shown, V_BSTR(&asText.get()));
+    const auto object = ValueObject::of(value), preset = ValueObject::of(null);
+    for (const auto& [given, standard] :
+         {std::pair(value, null), {objectValue(object.get()), objectValue(preset.get())}}) {
+      write(given, standard);
+      EXPECT_EQ(type, V_VT(&get()));
+      EXPECT_EQ(shown, zsupport::toText(get()).view());
+    }
+    EXPECT_EQ(std::pair(1L, 1L), std::pair(object->reads, preset->reads));
+    write(value, objectValue(object.get()));
+    EXPECT_EQ(9, number()) << "the default is not stored";
   }
 }
 
 // The rest of what registries hold: bytes, long texts with names of variables, and keys of which no
 // more may be done than to query them.
 TEST_F(Settings, KeepBytesAndLongTextsWhole) {
-  LONG mode = rwm_User;
   SAFEARRAY* const bytes = SafeArrayCreateVector(VT_UI1, 0, 5);
   memcpy(bytes->pvData, "a\0\xFFz", 5);
-  Variant owner, found;
-  *owner.put() = arrayValue(VT_UI1, bytes);
-  EXPECT_EQ(S_OK, write(owner.get(), valueOfType(VT_NULL), mode));
-  EXPECT_EQ(S_OK, get(found, longValue(9)));
-  ASSERT_EQ(VT_ARRAY | VT_UI1, V_VT(&found.get()));
-  EXPECT_EQ(5u, V_ARRAY(&found.get())->rgsabound[0].cElements);
-  EXPECT_EQ(0, memcmp("a\0\xFFz", V_ARRAY(&found.get())->pvData, 5));
+  write(arrayValue(VT_UI1, bytes), valueOfType(VT_NULL));
+  const VARIANT& found = get();
+  ASSERT_EQ(VT_ARRAY | VT_UI1, V_VT(&found));
+  EXPECT_EQ(5u, V_ARRAY(&found)->rgsabound[0].cElements);
+  EXPECT_EQ(0, memcmp(bytes->pvData, V_ARRAY(&found)->pvData, 5));
+  SafeArrayDestroy(bytes);
 
   const std::wstring rest(40'000, L'x');
   SetEnvironmentVariableW(L"ZSupportTest", L"value");
-  for (const auto& [text, expanded] :
-       {std::pair(L"%ZSupportTest%%ZSupportTest%", L"valuevalue"),
-        std::pair(L"%NoSuch%ZSupportTest%", L"%NoSuchvalue"), std::pair(L"%%", L"%%")}) {
-    const std::wstring stored = rest + text;
-    RegSetKeyValueW(HKEY_CURRENT_USER, kSection, L"v", REG_EXPAND_SZ, stored.c_str(),
-                    static_cast<DWORD>(stored.size() + 1) * 2);
-    EXPECT_EQ(S_OK, get(found, longValue(9)));
-    ASSERT_EQ(VT_BSTR, V_VT(&found.get()));
-    EXPECT_TRUE(rest + expanded == V_BSTR(&found.get())) << text;
+  for (const auto& [text, expanded] : {std::pair(L"%ZSupportTest%%ZSupportTest%", L"valuevalue"),
+                                       {L"%NoSuch%ZSupportTest%", L"%NoSuchvalue"},
+                                       {L"%%", L"%%"}}) {
+    putText(kSection, L"v", rest + text);
+    ASSERT_EQ(VT_BSTR, V_VT(&get()));
+    EXPECT_TRUE(rest + expanded == V_BSTR(&found)) << text;
   }
 }
 
 TEST_F(Settings, OfAKeyThatMayOnlyBeQueriedAreRead) {
   put(HKEY_CURRENT_USER, kSection, 5);
   HKEY key;
-  ASSERT_EQ(ERROR_SUCCESS,
-            RegOpenKeyExW(HKEY_CURRENT_USER, kSection, 0, WRITE_DAC | READ_CONTROL, &key));
-  const auto permit = [&](const wchar_t* everyone) {
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    EXPECT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(everyone, SDDL_REVISION_1,
-                                                                     &descriptor, nullptr));
-    EXPECT_EQ(ERROR_SUCCESS, RegSetKeySecurity(key, DACL_SECURITY_INFORMATION, descriptor));
-    LocalFree(descriptor);
-  };
-  permit(L"D:(A;;0x60001;;;WD)");  // to query, to read and write permissions
-  Variant found;
-  EXPECT_EQ(S_OK, get(found, longValue(9)));
-  EXPECT_EQ(5, V_I4(&found.get()));
-  permit(L"D:(A;;KA;;;WD)");
+  PSECURITY_DESCRIPTOR queryAndDelete = nullptr;
+  EXPECT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(
+      L"D:(A;;0x10001;;;WD)", SDDL_REVISION_1, &queryAndDelete, nullptr));
+  ASSERT_EQ(ERROR_SUCCESS, RegOpenKeyExW(HKEY_CURRENT_USER, kSection, 0, WRITE_DAC, &key));
+  EXPECT_EQ(ERROR_SUCCESS, RegSetKeySecurity(key, DACL_SECURITY_INFORMATION, queryAndDelete));
   RegCloseKey(key);
-}
-
-// What an object stands for is the value of its default member.
-TEST_F(Settings, OfAnObjectAreItsValueReadOnce) {
-  const Text text(L"seven");
-  for (const VARIANT& value : {longValue(7), textValue(text)}) {
-    const auto object = ValueObject::of(value), preset = ValueObject::of(longValue(9));
-    LONG mode = rwm_User;
-    EXPECT_EQ(S_OK, write(objectValue(object.get()), objectValue(preset.get()), mode));
-    Variant found;
-    EXPECT_EQ(S_OK, get(found, longValue(9)));
-    EXPECT_EQ(V_VT(&value), V_VT(&found.get()));
-    EXPECT_EQ(1, object->reads);
-    EXPECT_EQ(1, preset->reads);
-    EXPECT_EQ(S_OK, write(objectValue(object.get()), objectValue(object.get()), mode))
-        << "the default";
-    EXPECT_EQ(S_OK, get(found, longValue(9)));
-    EXPECT_EQ(9, V_I4(&found.get()));
-  }
+  LocalFree(queryAndDelete);
+  EXPECT_NE(ERROR_SUCCESS, RegOpenKeyExW(HKEY_CURRENT_USER, kSection, 0, KEY_READ, &key));
+  EXPECT_EQ(5, number());
+  EXPECT_EQ(ERROR_SUCCESS, RegDeleteKeyW(HKEY_CURRENT_USER, kSection));
 }
 
 // All the way: a failing member, a line in the file. One bad setting silences nothing.
 TEST_F(Settings, OfTheLibraryItselfSendErrorsToTheLogFile) {
   constexpr wchar_t kDebug[] = L"Software\\Zarnow Instruments Ltd.\\System\\ZSupport\\Debug";
-  const std::wstring garbage = L"garbage", own = L"%TEMP%\\ZSupportTest\\settings.log",
+  const std::wstring own = L"%TEMP%\\ZSupportTest\\settings.log",
                      usual =
                          L"%LOCALAPPDATA%\\Zarnow Instruments Ltd.\\System\\ZSupport\\ZSupport.log";
   const std::tuple<const wchar_t*, std::wstring, std::wstring> cases[] = {
       {L"LogFile", own, own},
-      {L"Debug Level", garbage, usual},
-      {L"Default Action", garbage, usual}};
+      {L"Debug Level", L"garbage", usual},
+      {L"Default Action", L"garbage", usual}};
   for (const auto& [name, value, file] : cases) {
     wchar_t path[MAX_PATH];
     ExpandEnvironmentStringsW(file.c_str(), path, MAX_PATH);
     DeleteFileW(path);
-    RegSetKeyValueW(HKEY_CURRENT_USER, kDebug, name, REG_EXPAND_SZ, value.c_str(),
-                    static_cast<DWORD>(2 * value.size() + 2));
+    putText(kDebug, name, value);
     onFreshThread([] { EXPECT_EQ(runtimeError(381), newCollection()->RemoveByIndex(7)); });
     RegDeleteTreeW(HKEY_CURRENT_USER, kDebug);
-    const std::string content = contentOf(path);
     EXPECT_NE(std::string::npos,
-              content.find("\tZollection\tSub RemoveByIndex\t381\tZollection.RemoveByIndex\t"
-                           "Invalid property array index\t"))
-        << name << content;
+              contentOf(path).find("\tZollection\tSub RemoveByIndex\t381\tZollection.RemoveByIndex"
+                                   "\tInvalid property array index\t"))
+        << name;
   }
 }
 
 TEST_F(Settings, RememberWhereEachMemberWorkedLast) {
   put(HKEY_CURRENT_USER, kSection, 5);
-  Variant found;
-  EXPECT_EQ(S_OK, get(found, longValue(9)));
-  EXPECT_EQ(S_OK, get(found, longValue(9), L""));
-  EXPECT_EQ(5, V_I4(&found.get())) << "the section of the last read";
+  EXPECT_EQ(5, number());
+  EXPECT_EQ(5, number(L"")) << "the section of the last read";
   support = newSupport();
-  EXPECT_EQ(S_OK, get(found, longValue(9), L""));
-  EXPECT_EQ(9, V_I4(&found.get())) << "a new instance reads from the hive's root";
-  EXPECT_EQ(S_OK, get(found, longValue(9), L"Software\\NoSuchCompany"));
+  EXPECT_EQ(9, number(L"")) << "a new instance reads from the hive's root";
+  EXPECT_EQ(9, number(L"Software\\NoSuchCompany"));
   EXPECT_EQ(VARIANT_TRUE, noPolicySet);
 }
 

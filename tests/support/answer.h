@@ -26,11 +26,9 @@ class Answer {
       PostMessageW(box, WM_COMMAND, static_cast<WPARAM>(button_), 0);
     }
     if (code == HCBT_DESTROYWND && question.empty()) {
+      constexpr int kLabel = 0xFFFF;
       wchar_t text[512] = L"";
-      HWND label = nullptr;  // the icon is one, too, without a text
-      while (!*text && (label = FindWindowExW(box, label, L"Static", nullptr))) {
-        GetWindowTextW(label, text, 512);
-      }
+      GetDlgItemTextW(box, kLabel, text, 512);
       question = text;
     }
     return CallNextHookEx(nullptr, code, window, data);

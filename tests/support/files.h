@@ -17,7 +17,7 @@ inline std::string contentOf(const std::wstring& path) {
 }
 
 // This program, started once more.
-inline HANDLE startSelf(const std::wstring& arguments, DWORD* thread = nullptr) {
+inline HANDLE startSelf(const std::wstring& arguments) {
   wchar_t self[MAX_PATH];
   GetModuleFileNameW(nullptr, self, MAX_PATH);
   std::wstring command = L"\"" + std::wstring(self) + L"\" " + arguments;
@@ -27,6 +27,5 @@ inline HANDLE startSelf(const std::wstring& arguments, DWORD* thread = nullptr) 
   CreateProcessW(self, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start,
                  &process);
   CloseHandle(process.hThread);
-  if (thread) *thread = process.dwThreadId;
   return process.hProcess;
 }
