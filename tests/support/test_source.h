@@ -1,16 +1,12 @@
 // An event source whose every answer a test can choose.
 #pragma once
 
-#include <windows.h>
-#include <ocidl.h>
 #include <olectl.h>
 
 #include <algorithm>
-#include <functional>
-#include <vector>
 
-#include "automation/com_ptr.h"
 #include "sources.h"
+#include "support/com.h"
 #include "support/dispatch_stub.h"
 
 struct Behaviour {
@@ -35,8 +31,8 @@ class TestSource final : public DispatchStub,
  public:
   static inline LONG alive = 0;
 
-  static zsupport::ComPtr<TestSource> make(Behaviour behaviour = {}) {
-    return zsupport::ComPtr<TestSource>::attach(new TestSource(std::move(behaviour)));
+  static ComPtr<TestSource> make(Behaviour behaviour = {}) {
+    return ComPtr<TestSource>::attach(new TestSource(std::move(behaviour)));
   }
 
   // A type of sources.idl, or none.
@@ -56,7 +52,7 @@ class TestSource final : public DispatchStub,
   std::vector<VARIANTARG> fire(DISPID event, std::vector<VARIANTARG> arguments = {}) {
     std::ranges::reverse(arguments);
     DISPPARAMS parameters = {arguments.data(), nullptr, static_cast<UINT>(arguments.size()), 0};
-    const zsupport::ComPtr<TestSource> self(this);
+    const ComPtr<TestSource> self(this);
     for (const auto& sink : std::vector(sinks)) {
       if (sink) {
         sink->Invoke(event, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, nullptr,
@@ -69,7 +65,7 @@ class TestSource final : public DispatchStub,
 
   Behaviour behaviour;
   ULONG references = 1;
-  std::vector<zsupport::ComPtr<IDispatch>> sinks;
+  std::vector<ComPtr<IDispatch>> sinks;
 
   STDMETHODIMP QueryInterface(REFIID id, void** object) override {
     if (id == IID_IConnectionPointContainer) {
@@ -107,7 +103,7 @@ class TestSource final : public DispatchStub,
 
   STDMETHODIMP EnumConnectionPoints(IEnumConnectionPoints** points) override {
     if (!behaviour.enumerates) return E_NOTIMPL;
-    *points = zsupport::ComPtr<IEnumConnectionPoints>(this).detach();
+    *points = ComPtr<IEnumConnectionPoints>(this).detach();
     return S_OK;
   }
   STDMETHODIMP FindConnectionPoint(REFIID id, IConnectionPoint** point) override {
@@ -116,7 +112,7 @@ class TestSource final : public DispatchStub,
   }
 
   STDMETHODIMP Next(ULONG, IConnectionPoint** point, ULONG*) override {
-    *point = zsupport::ComPtr<IConnectionPoint>(this).detach();
+    *point = ComPtr<IConnectionPoint>(this).detach();
     return S_OK;
   }
   STDMETHODIMP Skip(ULONG) override { return E_NOTIMPL; }
@@ -132,7 +128,7 @@ class TestSource final : public DispatchStub,
   }
   STDMETHODIMP Advise(IUnknown* sink, DWORD* cookie) override {
     if (FAILED(behaviour.adviseResult)) return behaviour.adviseResult;
-    const auto connected = zsupport::ComPtr<IDispatch>::from(sink, behaviour.events);
+    const auto connected = ComPtr<IDispatch>::from(sink, behaviour.events);
     if (!connected) return CONNECT_E_CANNOTCONNECT;
     sinks.push_back(connected);
     *cookie = static_cast<DWORD>(sinks.size());
