@@ -133,7 +133,9 @@ void fuzz(LONG mode, bool provable, std::mt19937 random) {
     ItemRecord* removed = nullptr;
     if (action < 2) {
       ASSERT_EQ(expected, index.pvGetItemByKey(key.get(), &records.emplace_back().node));
-      if (!expected) oracle.entries.push_back(oracle.entryOf(bytes, &records.back()));
+      if (expected) continue;
+      oracle.entries.push_back(oracle.entryOf(bytes, &records.back()));
+      EXPECT_EQ(oracle.entries.back().text.view(), viewOf(records.back().key));
     } else if (action == 2) {
       ASSERT_EQ(expected, removed = index.take(key.get()));
     } else if (!oracle.entries.empty()) {
