@@ -4,7 +4,6 @@
 #include "collection/key_index.h"
 
 #include <algorithm>
-#include <cstring>
 #include <deque>
 #include <gtest/gtest.h>
 #include <random>

@@ -36,7 +36,7 @@ class RandomCalls : public testing::Test {
       letGo();
       client.reset();
     }
-    EXPECT_EQ(alive, TestSource::alive) << "an item was leaked";
+    EXPECT_EQ(alive, TestSource::alive);
     EXPECT_FALSE(HasFailure()) << "seed " << seed << ", operation " << done;
   }
 

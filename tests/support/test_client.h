@@ -1,7 +1,6 @@
 // A client of a collection's events: keeps what it heard, and answers as a test chooses.
 #pragma once
 
-#include "support/com.h"
 #include "support/test_source.h"
 
 struct Heard {
@@ -65,7 +64,7 @@ class TestClient final : public DispatchStub {
         handler(V_BSTRREF(&lastFirst[1]), V_I4(&lastFirst[0]));
       }
     } else {
-      ADD_FAILURE() << "unknown event " << event;
+      ADD_FAILURE() << event;
     }
     if (FAILED(answer)) failure->bstrDescription = SysAllocString(L"handler failed");
     return answer;
