@@ -31,13 +31,11 @@ class CalledBack : public RandomCalls {
     } else if (choice < 85) {
       const LONG position = anyPosition();
       Entry* const entry = entryAt(position);
-      note("Key", {}, position);
       if (z->put_Key(position, nullptr) == S_OK && entry) entry->key.clear();
     } else if (choice < 98) {
       fireOne();
-    } else {
-      note("Clear");
-      if (SUCCEEDED(z->Clear())) std::ranges::for_each(entries_, &Entry::leave);
+    } else if (SUCCEEDED(z->Clear())) {
+      std::ranges::for_each(entries_, &Entry::leave);
     }
     if (depth == 0) check();
   }
@@ -52,7 +50,13 @@ class CalledBack : public RandomCalls {
     const bool amongOthers = percent(50), mayFail = gapsStay_ || !amongOthers;
     const std::wstring key = mayFail ? anyKey() : std::to_wstring(++lastKey_);
     const Place place = {amongOthers ? Place::kBefore : Place::kLast, anyPosition()};
-    Entry& entry = makeEntry();
+    const auto source = TestSource::make();
+    Entry& entry = entries_.emplace_back(source.get(), source);
+    source->behaviour.onAdvise = source->behaviour.onUnadvise = [this] { strike(); };
+    source->behaviour.onDestroy = [this, &entry] {
+      entry.destroyed = true;
+      strike();
+    };
     client->onEvent = [this](SAFEARRAY**) { strike(); };
     client->onConnectionFailed = [this, accepts = !mayFail || percent(50)](BSTR* iid, LONG) {
       strike();
@@ -66,17 +70,6 @@ class CalledBack : public RandomCalls {
     if (percent(50)) entry.held.reset();
   }
 
-  Entry& makeEntry() {
-    auto source = TestSource::make();
-    Entry& entry = entries_.emplace_back(source.get(), source);
-    source->behaviour.onAdvise = source->behaviour.onUnadvise = [this] { strike(); };
-    source->behaviour.onDestroy = [this, &entry] {
-      entry.destroyed = true;
-      strike();
-    };
-    return entry;
-  }
-
   void removeOne() {
     const LONG position = anyPosition();
     std::wstring key;
@@ -88,8 +81,7 @@ class CalledBack : public RandomCalls {
     Entry* const entry = key.empty() ? entryAt(position) : ownerOf(key);
     // A key goes first of all: another item may get it meanwhile.
     if (entry && !key.empty()) entry->key.clear();
-    const HRESULT result =
-        removeSomehow(key.empty() ? longValue(position) : textValue(Text(key)), key);
+    const HRESULT result = removeSomehow(key.empty() ? longValue(position) : textValue(Text(key)));
     if (!entry) return;
     if (FAILED(result) && !key.empty()) entry->key = key;
     // A record of a gap that stays may live for its other listing.
@@ -100,7 +92,6 @@ class CalledBack : public RandomCalls {
     const auto entry = std::ranges::find_if(
         entries_, [this](const Entry& one) { return !one.destroyed && percent(20); });
     if (entry == entries_.end()) return;
-    note("fire", entry->key);
     entry->source->fire(1);
     client->heard.clear();
   }
@@ -110,14 +101,9 @@ class CalledBack : public RandomCalls {
     isQuiet_ = true;
     entries_.remove_if([this](const Entry& e) { return e.destroyed && (gapsStay_ || !e.present); });
     std::vector<const Entry*> listed;
-    ComPtr<IEnumVARIANT> each;
-    EXPECT_EQ(S_OK, z->NewEnum(each.put()));
     for (LONG i = 1; i <= countOf(z); ++i) {
-      Variant found;
-      EXPECT_EQ(S_OK, each->Next(1, found.put(), nullptr));
       listed.push_back(entryAt(i));
-      ASSERT_TRUE(listed.back()) << "nothing is listed at " << i;
-      EXPECT_EQ(listed.back()->source, V_DISPATCH(&found.get()));
+      ASSERT_TRUE(listed.back());
     }
     for (const Entry& entry : entries_) checkEntry(entry, listed);
     for (const wchar_t letter : std::wstring_view(L"abcdefghABCDEFGH")) checkKey({letter});
@@ -125,14 +111,14 @@ class CalledBack : public RandomCalls {
   }
 
   void checkEntry(const Entry& entry, const std::vector<const Entry*>& listed) {
-    ASSERT_FALSE(entry.destroyed) << "the item of a record has gone";
+    ASSERT_FALSE(entry.destroyed);
     const auto listings = std::ranges::count(listed, &entry);
     const ULONG holders = entry.source->references - (entry.held ? 1 : 0);
     if (gapsStay_) {
-      EXPECT_LE(listings ? 1u : 0u, holders) << "listed, and not held";
+      EXPECT_LE(listings ? 1u : 0u, holders);
       EXPECT_LE(holders, 1u);
     } else {
-      EXPECT_EQ(entry.present ? 1u : 0u, holders) << "held by its record, if it is in";
+      EXPECT_EQ(entry.present ? 1u : 0u, holders);
       EXPECT_EQ(entry.present ? 1 : 0, listings);
     }
     client->heard.clear();
@@ -144,21 +130,14 @@ class CalledBack : public RandomCalls {
   }
 
   void checkKey(const std::wstring& key) {
-    LONG index = 0;
-    EXPECT_EQ(S_OK, z->IndexFromKey(Text(key).get(), &index));
-    const Entry* const owner = ownerOf(key);
-    if (!gapsStay_) {
-      EXPECT_EQ(owner, index == -1 ? nullptr : entryAt(index)) << "a lost key";
-    } else if (index != -1) {
-      ComPtr<IDispatch> item;
-      EXPECT_EQ(S_OK, z->get_Item(textValue(Text(key)), item.put()));
-      EXPECT_TRUE(entryOf(item.get())) << "a key of nobody";
-    }
+    ComPtr<IDispatch> item;
+    z->get_Item(textValue(Text(key)), item.put());
+    const Entry* const found = entryOf(item.get());
+    EXPECT_TRUE(gapsStay_ ? found || !item : found == ownerOf(key));
   }
 
   // The last release, with everything that the sources do meanwhile; or Clear.
   void endEpisode() override {
-    note("end");
     EXPECT_TRUE(percent(50) || z->Clear() == S_OK);
     letGo();
     isQuiet_ = true;

@@ -5,6 +5,7 @@
 #include <ocidl.h>
 #include <oleauto.h>
 
+#include <cstdlib>
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
@@ -92,6 +93,12 @@ inline bool keyExists(_Zollection* z, std::wstring_view key) {
 
 inline HRESULT runtimeError(LONG number) {
   return static_cast<HRESULT>(0x800A0000u | static_cast<ULONG>(number));
+}
+
+// A number that the environment may choose.
+inline unsigned setting(const char* name, unsigned usual) {
+  const char* const text = std::getenv(name);
+  return text ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : usual;
 }
 
 // Runs on a thread of its own, in an apartment of its own: with the library's state fresh.

@@ -68,12 +68,12 @@ struct Refusable<id, Result(__stdcall*)(Arguments...)> {
 struct Import {
   std::string_view name;
   void* replacement;
-  void** original;
 };
 template <int id, class Function>
-Import refusable(std::string_view name, Function) {
+Import refusable(std::string_view name, Function original) {
   using Hook = Refusable<id, Function>;
-  return {name, reinterpret_cast<void*>(&Hook::call), reinterpret_cast<void**>(&Hook::original)};
+  Hook::original = original;
+  return {name, reinterpret_cast<void*>(&Hook::call)};
 }
 #define IMPORT(function) refusable<__COUNTER__>(#function, &function)
 const Import kImports[] = {
@@ -107,9 +107,9 @@ const Import kImports[] = {
 // Once for the process: the library is never unloaded.
 bool hookImports() {
   size_t found = 0;
-  for (const Import& import : kImports) {
-    if (void** const slot = importOf(GetModuleHandleW(L"ZSupport.dll"), import.name)) {
-      *import.original = exchangeImport(slot, import.replacement);
+  for (const auto& [name, replacement] : kImports) {
+    if (void** const entry = importOf(GetModuleHandleW(L"ZSupport.dll"), name)) {
+      exchangeImport(entry, replacement);
       ++found;
     }
   }

@@ -3,17 +3,16 @@
 
 #include <windows.h>
 
+#include <dbghelp.h>
 #include <string_view>
 #include <utility>
 
 // The entry of its import table; null if it calls no such function.
 inline void** importOf(HMODULE module, std::string_view wanted) {
-  auto* const base = reinterpret_cast<BYTE*>(module);
-  const auto at = [base](DWORD offset) { return base + offset; };
-  const auto* const headers = reinterpret_cast<IMAGE_NT_HEADERS*>(
-      at(static_cast<DWORD>(reinterpret_cast<IMAGE_DOS_HEADER*>(base)->e_lfanew)));
-  const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-  auto* library = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(at(directory.VirtualAddress));
+  const auto at = [module](DWORD offset) { return reinterpret_cast<BYTE*>(module) + offset; };
+  ULONG size = 0;
+  auto* library = static_cast<IMAGE_IMPORT_DESCRIPTOR*>(
+      ImageDirectoryEntryToData(module, TRUE, IMAGE_DIRECTORY_ENTRY_IMPORT, &size));
   for (; library->Name; ++library) {
     auto* name = reinterpret_cast<IMAGE_THUNK_DATA*>(at(library->OriginalFirstThunk));
     auto* entry = reinterpret_cast<void**>(at(library->FirstThunk));
@@ -29,7 +28,5 @@ inline void** importOf(HMODULE module, std::string_view wanted) {
 inline void* exchangeImport(void** entry, void* function) {
   DWORD protection = 0;
   VirtualProtect(entry, sizeof *entry, PAGE_READWRITE, &protection);
-  void* const before = std::exchange(*entry, function);
-  VirtualProtect(entry, sizeof *entry, protection, &protection);
-  return before;
+  return std::exchange(*entry, function);
 }

@@ -1,14 +1,13 @@
 // Long random sequences of calls of a collection, through all of its faces. ZSUPPORT_SEED and
-// ZSUPPORT_OPERATIONS choose other sequences; a failure tells the seed, and what was done last.
+// ZSUPPORT_OPERATIONS choose other sequences; a failure tells the seed and the operation.
 #pragma once
 
-#include <cstdlib>
-#include <deque>
 #include <random>
 
 #include "support/collection_model.h"
 #include "support/late_call.h"
 #include "support/test_client.h"
+#include "support/value_object.h"
 
 class RandomCalls : public testing::Test {
  protected:
@@ -26,7 +25,8 @@ class RandomCalls : public testing::Test {
     const unsigned operations = setting("ZSUPPORT_OPERATIONS", usual);
     const LONG alive = TestSource::alive;
     random_.seed(seed);
-    for (unsigned done = 0; done < operations && !HasFailure();) {
+    unsigned done = 0;
+    while (done < operations && !HasFailure()) {
       owner_ = newCollection();
       z = owner_.get();
       face = ComPtr<_Collection>::from(z).get();
@@ -36,10 +36,8 @@ class RandomCalls : public testing::Test {
       letGo();
       client.reset();
     }
-    EXPECT_EQ(alive, TestSource::alive) << "an item was leaked";
-    std::string last;
-    for (const std::string& line : journal_) last += "\n  " + line;
-    EXPECT_FALSE(HasFailure()) << "seed " << seed << ", last of all:" << last;
+    EXPECT_EQ(alive, TestSource::alive);
+    EXPECT_FALSE(HasFailure()) << "seed " << seed << ", operation " << done;
   }
 
   // What handlers do, from within a call.
@@ -55,16 +53,13 @@ class RandomCalls : public testing::Test {
   LONG anyPosition() { return static_cast<LONG>(below(static_cast<unsigned>(countOf(z)) + 2)); }
   std::wstring anyKey() { return std::wstring(1, L"abcdefghABCDEFGH"[below(16)]); }
   VARIANT number(LONG value) {
-    const VARIANT forms[] = {
-        longValue(value), doubleValue(value), makeValue(VT_R4, static_cast<FLOAT>(value)),
-        makeValue(VT_I2, static_cast<SHORT>(value)), makeValue(VT_UI1, static_cast<BYTE>(value))};
-    return forms[below(5)];
+    constexpr VARTYPE kTypes[] = {VT_I4, VT_R8, VT_R4, VT_I2, VT_UI1};
+    return numberOf(kTypes[below(5)], value);
   }
 
   // The other face knows no source interfaces.
   HRESULT addSomehow(IDispatch* item, const std::wstring& keyText, const Place& place,
                      const std::wstring& sourceIID = {}) {
-    note("Add", keyText, place.side ? place.position : -1);
     const Text key(keyText), placeKey(place.key), iid(sourceIID);
     VARIANT there = place.key.empty() ? number(place.position) : textValue(placeKey);
     VARIANT before = place.side == Place::kBefore ? there : missing();
@@ -76,20 +71,13 @@ class RandomCalls : public testing::Test {
     if (isLate) return late(z, L"Add", {object, textValue(iid), keyValue, before, after});
     return add(z, item, {keyText, before, after, sourceIID});
   }
-  HRESULT removeSomehow(VARIANT key, const std::wstring& name) {
-    note("Remove", name, V_VT(&key) == VT_I4 ? V_I4(&key) : 0);
+  HRESULT removeSomehow(VARIANT key) {
     const bool isOther = percent(50), isLate = percent(50);
     if (isOther) return isLate ? late(face, L"Remove", {key}) : face->Remove(&key);
-    if (V_VT(&key) == VT_BSTR)
-      return isLate ? late(z, L"RemoveByKey", {key}) : z->RemoveByKey(V_BSTR(&key));
-    if (V_VT(&key) == VT_I4 && !isLate) return z->RemoveByIndex(V_I4(&key));
-    return isLate ? late(z, L"RemoveByIndex", {key}) : z->Remove(key);
-  }
-
-  void note(const std::string& what, const std::wstring& key = {}, LONG value = 0) {
-    journal_.push_back(std::string(static_cast<size_t>(depth * 2), ' ') + what + " " +
-                       std::string(key.begin(), key.end()) + " " + std::to_string(value));
-    if (journal_.size() > 40) journal_.pop_front();
+    const bool isText = V_VT(&key) == VT_BSTR;
+    if (isLate) return late(z, isText ? L"RemoveByKey" : L"RemoveByIndex", {key});
+    if (isText) return z->RemoveByKey(V_BSTR(&key));
+    return V_VT(&key) == VT_I4 ? z->RemoveByIndex(V_I4(&key)) : z->Remove(key);
   }
 
   // The collection's last release.
@@ -104,12 +92,6 @@ class RandomCalls : public testing::Test {
   int depth = 0;
 
  private:
-  static unsigned setting(const char* name, unsigned usual) {
-    const char* const text = std::getenv(name);
-    return text ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : usual;
-  }
-
   ComPtr<_Zollection> owner_;
   std::mt19937 random_;
-  std::deque<std::string> journal_;
 };

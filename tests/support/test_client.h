@@ -1,7 +1,6 @@
 // A client of a collection's events: keeps what it heard, and answers as a test chooses.
 #pragma once
 
-#include "support/com.h"
 #include "support/test_source.h"
 
 struct Heard {
@@ -50,16 +49,10 @@ class TestClient final : public DispatchStub {
   HRESULT answer = S_OK;
   LONG references = 0;
 
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
-    *object = id == IID_IUnknown || id == IID_IDispatch ? this : nullptr;
-    if (!*object) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(++references); }
-  ULONG STDMETHODCALLTYPE Release() override { return static_cast<ULONG>(--references); }
-  HRESULT STDMETHODCALLTYPE Invoke(DISPID event, REFIID, LCID, WORD, DISPPARAMS* parameters,
-                                   VARIANT*, EXCEPINFO* failure, UINT*) override {
+  STDMETHODIMP_(ULONG) AddRef() override { return static_cast<ULONG>(++references); }
+  STDMETHODIMP_(ULONG) Release() override { return static_cast<ULONG>(--references); }
+  STDMETHODIMP Invoke(DISPID event, REFIID, LCID, WORD, DISPPARAMS* parameters, VARIANT*,
+                      EXCEPINFO* failure, UINT*) override {
     const VARIANTARG* const lastFirst = parameters->rgvarg;
     if (event == 1 && parameters->cArgs == 4) {
       SAFEARRAY** const aParams = V_ARRAYREF(&lastFirst[0]);
@@ -72,7 +65,7 @@ class TestClient final : public DispatchStub {
         handler(V_BSTRREF(&lastFirst[1]), V_I4(&lastFirst[0]));
       }
     } else {
-      ADD_FAILURE() << "unknown event " << event;
+      ADD_FAILURE() << event;
     }
     if (FAILED(answer)) failure->bstrDescription = SysAllocString(L"handler failed");
     return answer;
