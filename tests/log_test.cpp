@@ -12,8 +12,6 @@
 
 using namespace zsupport;
 
-void writeLines(const std::wstring& path, const std::wstring& writer);
-
 namespace {
 
 constexpr int kWriters = 3, kLines = 300, kFill = 1500;  // together more than one file holds

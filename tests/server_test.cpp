@@ -22,7 +22,7 @@ ComPtr<IClassFactory> classFactory() {
 }
 
 TEST(Server, TellsWhetherObjectsOfItAreAlive) {
-  auto* const canUnload = entryPoint<HRESULT WINAPI()>("DllCanUnloadNow");
+  auto* const canUnload = entryPoint<decltype(DllCanUnloadNow)>("DllCanUnloadNow");
   EXPECT_EQ(S_OK, canUnload()) << "an earlier test has leaked an object";
   EXPECT_EQ(S_FALSE, (newCollection(), canUnload()));
   EXPECT_EQ(S_OK, canUnload());
@@ -41,9 +41,8 @@ TEST(Server, GivesObjectsTheInterfacesOfAnEventSource) {
   void* object = &object;
   EXPECT_EQ(CLASS_E_NOAGGREGATION, factory->CreateInstance(factory.get(), IID_IUnknown, &object));
   EXPECT_EQ(nullptr, object);
-  auto* const getClassObject =
-      entryPoint<HRESULT WINAPI(REFCLSID, REFIID, void**)>("DllGetClassObject");
-  EXPECT_EQ(CLASS_E_CLASSNOTAVAILABLE, getClassObject(IID_IUnknown, IID_IUnknown, &object));
+  EXPECT_EQ(CLASS_E_CLASSNOTAVAILABLE, entryPoint<decltype(DllGetClassObject)>("DllGetClassObject")(
+                                           IID_IUnknown, IID_IUnknown, &object));
 
   const auto z = newCollection();
   const auto identity = ComPtr<IUnknown>::from(z.get());
@@ -73,65 +72,47 @@ TEST(Server, GivesObjectsTheInterfacesOfAnEventSource) {
   EXPECT_EQ(CONNECT_E_NOCONNECTION, container->FindConnectionPoint(IID_IDispatch, point.put()));
 }
 
-// Registration writes below HKEY_CURRENT_USER here, which is a key of the test's own.
-class Registration : public testing::Test {
- protected:
-  static constexpr wchar_t kSandbox[] = L"Software\\ZSupportTestSandbox";
-
-  Registration() {
-    RegDeleteTreeW(HKEY_CURRENT_USER, kSandbox);
-    EXPECT_EQ(ERROR_SUCCESS, RegCreateKeyW(HKEY_CURRENT_USER, kSandbox, &sandbox_));
-    EXPECT_EQ(ERROR_SUCCESS, RegOverridePredefKey(HKEY_CURRENT_USER, sandbox_));
-  }
-  ~Registration() override {
-    RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
-    RegCloseKey(sandbox_);
-    RegDeleteTreeW(HKEY_CURRENT_USER, kSandbox);
-  }
-
-  HRESULT install(bool on, const wchar_t* commandLine = L"user") {
-    return entryPoint<HRESULT WINAPI(BOOL, LPCWSTR)>("DllInstall")(on, commandLine);
-  }
-
-  // How many keys are in a key, -1 when it is not there.
-  static int keysIn(const wchar_t* path) {
-    HKEY key;
-    if (RegOpenKeyExW(HKEY_CURRENT_USER, path, 0, KEY_READ, &key)) return -1;
-    DWORD count = 0;
-    RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &count, nullptr, nullptr, nullptr, nullptr,
-                     nullptr, nullptr, nullptr);
-    RegCloseKey(key);
-    return static_cast<int>(count);
-  }
-
- private:
-  HKEY sandbox_ = nullptr;
-};
-
-TEST_F(Registration, OfTheUserIsRemovedWhole) {
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(S_OK, install(true));
-  EXPECT_LT(0, keysIn(L"Software\\Classes"));
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(S_OK, install(false));
-  EXPECT_EQ(0, keysIn(L"Software\\Classes"));
-  EXPECT_EQ(E_INVALIDARG, install(true, L"nobody"));
+// How many keys are in a key of the user's, -1 when it is not there.
+int keysIn(const std::wstring& path) {
+  HKEY key;
+  if (RegOpenKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, KEY_READ, &key)) return -1;
+  DWORD count = 0;
+  RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &count, nullptr, nullptr, nullptr, nullptr,
+                   nullptr, nullptr, nullptr);
+  RegCloseKey(key);
+  return static_cast<int>(count);
 }
 
-TEST_F(Registration, ThatFailsLeavesNoTrace) {
-  constexpr wchar_t kTaken[] = L"Software\\Classes\\ZSupport.Zollection";
-  RegSetKeyValueW(HKEY_CURRENT_USER, kTaken, nullptr, REG_SZ, L"mine", 10);
+// Registration writes below HKEY_CURRENT_USER here, which is a key of the test's own.
+TEST(Server, IsUnregisteredWholeAndLeavesNoTraceOfAFailedRegistration) {
+  constexpr wchar_t kSandbox[] = L"Software\\ZSupportTestSandbox";
+  const std::wstring classes = L"Software\\Classes", types = classes + L"\\TypeLib",
+                     taken = classes + L"\\ZSupport.Zollection";
+  auto* const install = entryPoint<HRESULT WINAPI(BOOL, LPCWSTR)>("DllInstall");
+  HKEY sandbox, obstacle;
+  ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyW(HKEY_CURRENT_USER, kSandbox, &sandbox));
+  RegOverridePredefKey(HKEY_CURRENT_USER, sandbox);
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(S_OK, install(true, L"user"));
+  EXPECT_LT(0, keysIn(classes));
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(S_OK, install(false, L"user"));
+  EXPECT_EQ(0, keysIn(classes));
+  EXPECT_EQ(E_INVALIDARG, install(true, L"nobody"));
+
+  RegSetKeyValueW(HKEY_CURRENT_USER, taken.c_str(), nullptr, REG_SZ, L"mine", 10);
   // Below a volatile key, only volatile keys can be created: the attempt fails on the way.
-  HKEY obstacle;
-  ASSERT_EQ(ERROR_SUCCESS,
-            RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Classes\\TypeLib", 0, nullptr,
-                            REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &obstacle, nullptr));
+  RegCreateKeyExW(HKEY_CURRENT_USER, types.c_str(), 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS,
+                  nullptr, &obstacle, nullptr);
   RegCloseKey(obstacle);
-  EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_CHILD_MUST_BE_VOLATILE), install(true));
+  EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_CHILD_MUST_BE_VOLATILE), install(true, L"user"));
   wchar_t left[9] = {};
   DWORD size = sizeof left;
-  RegGetValueW(HKEY_CURRENT_USER, kTaken, nullptr, RRF_RT_REG_SZ, nullptr, left, &size);
+  RegGetValueW(HKEY_CURRENT_USER, taken.c_str(), nullptr, RRF_RT_REG_SZ, nullptr, left, &size);
   EXPECT_STREQ(L"mine", left);
-  EXPECT_EQ(std::tuple(2, 0, 0), std::tuple(keysIn(L"Software\\Classes"), keysIn(kTaken),
-                                            keysIn(L"Software\\Classes\\TypeLib")));
+  EXPECT_EQ(std::tuple(2, 0, 0), std::tuple(keysIn(classes), keysIn(taken), keysIn(types)));
+
+  RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
+  RegCloseKey(sandbox);
+  RegDeleteTreeW(HKEY_CURRENT_USER, kSandbox);
 }
 
 }  // namespace
