@@ -55,10 +55,8 @@ def test_lists(packages, version):
     notices = packed["NOTICES.txt"].decode()
     for words in "GCC RUNTIME LIBRARY EXCEPTION", "Lockless", "mingw-w64 project", "TERMS AND CONDITIONS":
         expect(words in notices, f"NOTICES.txt lacks {words}")
-    readme = packed["README.txt"].decode()
-    for name in re.findall(r"^  (\w\S+[.\\]\S*)", readme, re.M):
-        name = name.rstrip(",").replace("\\", "/")
-        expect(any(each.startswith(name) for each in packed), f"README.txt names {name}")
+    for name in re.findall(r"^  (\w\S+[.\\][^\s,]*)", packed["README.txt"].decode(), re.M):
+        expect(any(each.startswith(name.replace("\\", "/")) for each in packed), f"README.txt names {name}")
 
 
 def rows(package, table):
@@ -67,11 +65,6 @@ def rows(package, table):
 
 
 def test_database(package, version):
-    validated = {(row["Table"], row["Column"]) for row in rows(package, "_Validation")}
-    for table in run("msiinfo", "tables", package).split():
-        if not table.startswith("_"):
-            head = run("msiinfo", "export", package, table).split("\n")[0].split("\t")
-            expect({(table, column) for column in head} <= validated, f"_Validation lacks columns of {table}")
     hashed = {row["File_"] for row in rows(package, "MsiFileHash")}
     [library] = (row for row in rows(package, "File") if row["File"] not in hashed)
     expect((library["FileName"], library["Version"], library["Language"]) == ("ZSupport.dll", f"{version}.0", "1033"),
