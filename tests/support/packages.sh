@@ -1,6 +1,7 @@
 # What the tests of the packages share: the README's commands, and everything of ours in a prefix.
 
-readonly collection='{A4C46780-499F-101B-BB78-00AA00383CBB}' output=$work/output.txt
+readonly collection='{A4C46780-499F-101B-BB78-00AA00383CBB}' events='{D20D3439-64D3-4496-9B55-C79C5992CEF9}'
+readonly output=$work/output.txt
 
 fail() { echo "package test FAILED: $*" >&2; exit 1; }
 trap 'fail "line $LINENO: $BASH_COMMAND ended with $?: $(cat "$output")"' ERR
@@ -30,13 +31,6 @@ run() {
 }
 # Without windows, and with more properties.
 install() { run "$downloads" "$1 ${2:-} /qn"; }
-
-# The output of a program, which has to hold a text. Through a file: a surrogate that the program
-# starts keeps a pipe open for minutes.
-expect() {
-  "${@:2}" >"$output" 2>&1
-  [[ $(<"$output") == *"$1"* && $(<"$output") != *FAILED* ]] || fail "${*:2} printed: $(<"$output")"
-}
 
 registry() {
   local hive
