@@ -87,7 +87,6 @@ TEST(Frame, LabelsSources) {
   const std::wstring label = L"System\\ZSupport.Zollection::Sub Test";
   const std::pair<std::wstring, std::wstring> cases[] = {
       {L"Zollection.Add", label + L"!Zollection.Add"},
-      {L"", label + L"!"},
       {L"system\\zsupport.x", label + L"!system\\zsupport.x"},
       {L"System\\ZSupport.Zollection::Sub Inner!Zollection.Inner", label},
       {L"System\\ZSupport", label},

@@ -1,6 +1,5 @@
-// A host as the library may meet it, in a process of its own: the compiler's shared run-time is
-// loaded before the library; there is no memory, at the first throw and on new threads; and it is
-// loaded and released a thousand times.
+// A host as the library may meet it, in a process of its own: with the compiler's shared run-time,
+// without memory at the first throw and on new threads, loading and releasing it again and again.
 //
 // usage: host_test LIBRARY SHARED_RUNTIME
 #include "support/com.h"
