@@ -29,11 +29,9 @@ VARTYPE typeIn(ITypeInfo* info, const TYPEDESC& description) {
   TYPEATTR* attributes;
   info->GetRefTypeInfo(description.hreftype, type.put());
   type->GetTypeAttr(&attributes);
-  const VARTYPE result = attributes->typekind == TKIND_RECORD ? VT_RECORD
-                         : attributes->typekind == TKIND_ENUM ? VT_I4
-                                                              : VT_UNKNOWN;
+  const TYPEKIND kind = attributes->typekind;
   type->ReleaseTypeAttr(attributes);
-  return result;
+  return kind == TKIND_RECORD ? VT_RECORD : kind == TKIND_ENUM ? VT_I4 : VT_UNKNOWN;
 }
 
 std::tuple<VARTYPE, LONG, std::wstring_view> defaultOf(const PARAMDESC& described) {
@@ -96,10 +94,12 @@ TEST_P(MemberTables, AreWhatTheTypeLibrarySays) {
 TEST_P(MemberTables, KnowTheNamesThatThePlatformKnows) {
   for (const Member& member : members) {
     const std::wstring name = member.name;
-    const auto otherCase = static_cast<wchar_t>(name[0] ^ 0x20),
-               wide = static_cast<wchar_t>(name[0] + 0xFEE0);
-    for (const std::wstring& start :
-         {std::wstring{name[0]}, {otherCase}, {wide}, {name[0], L'_'}, {name[0], 0xAD}, {}}) {
+    for (const std::wstring& start : {std::wstring{name[0]},
+                                      {wchar_t(name[0] ^ 0x20)},
+                                      {wchar_t(name[0] + 0xFEE0)},
+                                      {name[0], L'_'},
+                                      {name[0], 0xAD},
+                                      {}}) {
       std::wstring varied = start + name.substr(1), key = L"KEY";
       LPOLESTR names[] = {varied.data(), key.data()};
       DISPID known[] = {77, 77}, found[] = {77, 77};

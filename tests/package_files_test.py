@@ -72,8 +72,8 @@ def test_database(package, version):
     for row in rows(package, "File") + rows(package, "Directory"):
         short = (row.get("FileName") or row["DefaultDir"]).split("|")[0]
         expect(re.fullmatch(r"[\w~-]{1,8}(\.[\w~-]{1,3})?|\.|SourceDir", short), f"short name {short}")
-    properties = {row["Property"]: row["Value"] for row in rows(package, "Property")}
-    expect((properties["ALLUSERS"], properties["MSIINSTALLPERUSER"]) == ("2", "1"), "for whom")
+    values = {row["Property"]: row["Value"] for row in rows(package, "Property")}
+    expect((values["ALLUSERS"], values["MSIINSTALLPERUSER"]) == ("2", "1"), "for whom")
     expect(not any("A4C46780" in row["Key"] for row in rows(package, "Registry")), "everybody's interface is in it")
     wide = [row for row in rows(package, "Component") if int(row["Attributes"]) & 256]
     system = "x64" if package.name.endswith("x64.msi") else "Intel"
