@@ -17,9 +17,6 @@ using namespace zsupport;
 
 namespace {
 
-const MemberTable* const kTables[] = {&ZollectionObject::members(), &CollectionFace::members(),
-                                      &GZSupportObject::members()};
-
 VARTYPE typeIn(ITypeInfo* info, const TYPEDESC& description) {
   if (description.vt == VT_PTR) {
     const VARTYPE type = typeIn(info, *description.lptdesc);
@@ -30,25 +27,18 @@ VARTYPE typeIn(ITypeInfo* info, const TYPEDESC& description) {
   if (description.vt != VT_USERDEFINED) return description.vt;
   ComPtr<ITypeInfo> type;
   TYPEATTR* attributes;
-  if (FAILED(info->GetRefTypeInfo(description.hreftype, type.put())) ||
-      FAILED(type->GetTypeAttr(&attributes))) {
-    return VT_EMPTY;
-  }
-  const VARTYPE result = attributes->typekind == TKIND_RECORD ? VT_RECORD
-                         : attributes->typekind == TKIND_ENUM ? VT_I4
-                                                              : VT_UNKNOWN;
+  info->GetRefTypeInfo(description.hreftype, type.put());
+  type->GetTypeAttr(&attributes);
+  const TYPEKIND kind = attributes->typekind;
   type->ReleaseTypeAttr(attributes);
-  return result;
+  return kind == TKIND_RECORD ? VT_RECORD : kind == TKIND_ENUM ? VT_I4 : VT_UNKNOWN;
 }
 
-std::tuple<VARTYPE, LONG, std::wstring> valueOf(const Default& preset) {
-  return {preset.type, preset.number, preset.text ? preset.text : L""};
-}
-std::tuple<VARTYPE, LONG, std::wstring> defaultOf(const PARAMDESC& described) {
+std::tuple<VARTYPE, LONG, std::wstring_view> defaultOf(const PARAMDESC& described) {
   if (!(described.wParamFlags & PARAMFLAG_FHASDEFAULT))
     return {VT_ERROR, DISP_E_PARAMNOTFOUND, L""};
   const VARIANT& value = described.pparamdescex->varDefaultValue;
-  if (V_VT(&value) == VT_BSTR) return {VT_BSTR, 0, std::wstring(viewOf(V_BSTR(&value)))};
+  if (V_VT(&value) == VT_BSTR) return {VT_BSTR, 0, viewOf(V_BSTR(&value))};
   return {V_VT(&value), V_VT(&value) == VT_BOOL ? V_BOOL(&value) : V_I4(&value), L""};
 }
 
@@ -70,44 +60,51 @@ void expectListed(const Member& member, ITypeInfo* info, const FUNCDESC& functio
   const size_t required = member.parameters - member.defaults.size();
   for (size_t p = 0; p < member.parameters; ++p) {
     const ELEMDESC& parameter = function.lprgelemdescParam[p];
-    EXPECT_EQ(typeIn(info, parameter.tdesc), member.types[p]) << "parameter " << p;
+    EXPECT_EQ(typeIn(info, parameter.tdesc), member.types[p]) << p;
     EXPECT_EQ(p >= required, (parameter.paramdesc.wParamFlags & PARAMFLAG_FOPT) != 0) << p;
     if (p < required) continue;
-    EXPECT_EQ(defaultOf(parameter.paramdesc), valueOf(member.defaults[p - required])) << p;
+    const Default& preset = member.defaults[p - required];
+    EXPECT_EQ(defaultOf(parameter.paramdesc),
+              std::tuple(preset.type, preset.number, preset.text ? preset.text : L""))
+        << p;
   }
 }
 
-TEST(MemberTables, AreWhatTheTypeLibrarySays) {
-  for (const MemberTable* table : kTables) {
-    ComPtr<ITypeInfo> info;
-    ASSERT_EQ(S_OK, table->typeInfo(0, info.put()));
-    UINT described = 0;
-    forEachMember(info.get(), [&](const FUNCDESC& function) {
-      ASSERT_LT(described, table->members().size());
-      expectListed(table->members()[described++], info.get(), function);
-    });
-    EXPECT_EQ(table->members().size(), described);
-  }
+class MemberTables : public testing::TestWithParam<const MemberTable*> {
+ protected:
+  MemberTables() { EXPECT_EQ(S_OK, GetParam()->typeInfo(0, info.put())); }
+  const std::span<const Member> members = GetParam()->members();
+  ComPtr<ITypeInfo> info;
+};
+INSTANTIATE_TEST_SUITE_P(Of, MemberTables,
+                         testing::Values(&ZollectionObject::members(), &CollectionFace::members(),
+                                         &GZSupportObject::members()));
+
+TEST_P(MemberTables, AreWhatTheTypeLibrarySays) {
+  UINT described = 0;
+  forEachMember(info.get(), [&](const FUNCDESC& function) {
+    ASSERT_LT(described, members.size());
+    expectListed(members[described++], info.get(), function);
+  });
+  EXPECT_EQ(members.size(), described);
 }
 
 // A name and a parameter, as they are, by a slip, by case, and with characters that the platform
 // may ignore or fold.
-TEST(MemberTables, KnowTheNamesThatThePlatformKnows) {
-  for (const MemberTable* table : kTables) {
-    ComPtr<ITypeInfo> info;
-    ASSERT_EQ(S_OK, table->typeInfo(0, info.put()));
-    for (const Member& member : table->members()) {
-      const std::wstring name = member.name;
-      const auto otherCase = static_cast<wchar_t>(name[0] ^ 0x20),
-                 wide = static_cast<wchar_t>(name[0] + 0xFEE0);
-      for (const std::wstring& start :
-           {std::wstring{name[0]}, {otherCase}, {wide}, {name[0], L'_'}, {name[0], 0xAD}, {}}) {
-        std::wstring varied = start + name.substr(1), key = L"KEY";
-        LPOLESTR names[] = {varied.data(), key.data()};
-        DISPID known[] = {77, 77}, found[] = {77, 77};
-        EXPECT_EQ(info->GetIDsOfNames(names, 2, known), table->idsOfNames(names, 2, found));
-        EXPECT_EQ(std::pair(known[0], known[1]), std::pair(found[0], found[1])) << varied;
-      }
+TEST_P(MemberTables, KnowTheNamesThatThePlatformKnows) {
+  for (const Member& member : members) {
+    const std::wstring name = member.name;
+    for (const std::wstring& start : {std::wstring{name[0]},
+                                      {wchar_t(name[0] ^ 0x20)},
+                                      {wchar_t(name[0] + 0xFEE0)},
+                                      {name[0], L'_'},
+                                      {name[0], 0xAD},
+                                      {}}) {
+      std::wstring varied = start + name.substr(1), key = L"KEY";
+      LPOLESTR names[] = {varied.data(), key.data()};
+      DISPID known[] = {77, 77}, found[] = {77, 77};
+      EXPECT_EQ(info->GetIDsOfNames(names, 2, known), GetParam()->idsOfNames(names, 2, found));
+      EXPECT_EQ(std::pair(known[0], known[1]), std::pair(found[0], found[1])) << varied;
     }
   }
 }

@@ -2,16 +2,13 @@
 # The NSIS sample: what it registers, and that nothing is left.
 #
 # usage: installer_test.sh ZSupport.dll FOLDER
-set -euo pipefail
+set -euxo pipefail
 library=$(realpath "$1")
 readonly library folder='C:\nsis-test'
 readonly class='HKLM\Software\Classes\CLSID\{938E3045-256D-4EFB-94A7-7850587452DD}'
-script=$(realpath "$(dirname "${BASH_SOURCE[0]}")/../../samples/nsis/installer.nsi")
-readonly script
+script=$(realpath "$(dirname "$0")/../../samples/nsis/installer.nsi")
 mkdir -p "$2"
 cd "$2"
-
-fail() { echo "FAILED: $*" >&2; exit 1; }
 
 # The prefix goes on with the library that was registered in it.
 trap 'wine regsvr32 /s "$(winepath -w "$library")"' EXIT
@@ -19,13 +16,11 @@ trap 'wine regsvr32 /s "$(winepath -w "$library")"' EXIT
 makensis -V2 -DLIBRARY="$library" -DINSTALLER="$PWD/install.exe" "$script"
 installed=$(winepath -u "$folder")
 rm -rf "$installed"
-wine install.exe /S "/D=$folder" || fail "install.exe ended with $?"
-cmp "$library" "$installed/ZSupport.dll" || fail "the library is not installed"
-wine reg query "$class\\InprocServer32" /ve | grep -qF "$folder" ||
-  fail "the library is not registered"
+wine install.exe /S "/D=$folder"
+cmp "$library" "$installed/ZSupport.dll"
+wine reg query "$class\\InprocServer32" /ve | grep -F "$folder"
 # "_?=" keeps the uninstaller from going on in a copy of itself, in the background, and so from
 # removing its own file.
-wine "$installed/uninstall.exe" /S "_?=$folder" || fail "uninstall.exe ended with $?"
-wine reg query "$class" /ve >/dev/null 2>&1 && fail "the library is still registered"
-[[ ! -e $installed/ZSupport.dll ]] || fail "the library is still there"
+wine "$installed/uninstall.exe" /S "_?=$folder"
+if wine reg query "$class" /ve || [[ -e $installed/ZSupport.dll ]]; then exit 1; fi
 rm -r "$installed"
