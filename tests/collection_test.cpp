@@ -79,6 +79,20 @@ TEST_F(Collection, TakesNumbersAsPositionsAndTextsAsKeys) {
   }
 }
 
+TEST_F(Collection, GrowsAgainBySmallerStepsAfterAFailedGrowth) {
+  const auto item = TestSource::make();
+  const Placement unconnected = {.sourceIID = kNoEvents};
+  for (int i = 0; i < 1000; ++i) ASSERT_EQ(S_OK, add(z.get(), item.get(), unconnected));
+  EXPECT_EQ(S_OK, z->put_Increment(LONG_MAX));
+  std::vector<void*> taken;  // so that a step of 128 MB has no room
+  const auto take = [] { return VirtualAlloc(nullptr, 64 << 20, MEM_RESERVE, PAGE_NOACCESS); };
+  while (void* const block = take()) taken.push_back(block);
+  EXPECT_EQ(runtimeError(7), add(z.get(), item.get(), unconnected));
+  EXPECT_EQ(S_OK, z->put_Increment(1600));
+  EXPECT_EQ(S_OK, add(z.get(), item.get(), unconnected));
+  for (void* const block : taken) VirtualFree(block, 0, MEM_RELEASE);
+}
+
 TEST_F(Collection, RefusesNullPointers) {
   const auto item = added({}, {L"a"});
   Text text;

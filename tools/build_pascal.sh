@@ -24,4 +24,4 @@ i686-w64-mingw32-windres -I "$(dirname "$thermometer")" -O res \
   "$root/samples/thermometer/thermometer.rc" thermometer.res
 # A unit's resources are looked for beside it.
 cp "$root"/samples/pascal/*.pas .
-for program in demo tour; do compile $program.pas; done
+for program in demo tour exceptions; do compile $program.pas; done
