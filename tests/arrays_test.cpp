@@ -46,8 +46,7 @@ TEST_F(Arrays, BecomeTexts) {
                                       textValue(word), valueOfType(VT_EMPTY)};
   const VARIANT null = valueOfType(VT_NULL), error = makeValue(VT_ERROR, runtimeError(2042)),
                 one = longValue(1);
-  const auto endless = ValueObject::endless(), seven = ValueObject::of(longValue(7));
-  const auto objects = [](ValueObject* object) { return valuesOf({objectValue(object)}); };
+  const auto endless = ValueObject::endless();
   struct {
     SafeArray values;
     std::wstring lenient, strict;  // or the number of the error
@@ -61,11 +60,8 @@ TEST_F(Arrays, BecomeTexts) {
       {valuesOf({one, one, longValue(3)}, -1), L"0: 1|1|3|", L"0: 1|3|"},
       {valuesOf({error}), L"0: |", L"0: Error 2042|"},
       {valuesOf(plain, 1), L"0: -7|True|word||", L"9"},
-      {valuesOf({valueOfType(VT_DISPATCH)}), L"0: |", L"13"},
-      {valuesOf({one}, (1L << 30) - 1), L"0: 1|", L"9"},
       {valuesOf({one}, LONG_MAX - 1), L"0: 1|", L"9"},
-      {objects(seven.get()), L"0: 7|", L"0: 7|"},
-      {objects(endless.get()), L"0: |", L"13"},
+      {valuesOf({objectValue(endless.get())}), L"0: |", L"13"},
   };
   for (auto& [values, lenient, strict] : cases) {
     for (const auto& [member, expected] :
@@ -73,7 +69,6 @@ TEST_F(Arrays, BecomeTexts) {
       SafeArray texts;
       const HRESULT result = (support.get()->*member)(values.inout(), texts.inout());
       EXPECT_EQ(expected, result == S_OK ? contentOf(texts) : std::to_wstring(result & 0xFFFF));
-      EXPECT_TRUE(result == S_OK || !texts);
     }
   }
 }
@@ -87,23 +82,12 @@ TEST_F(Arrays, InParallelGrowBothOrNeither) {
   SafeArray none, shifted = valuesOf({longValue(1)}, -1), wrong = arrayOf(VT_I4, {{1, 0}}),
                   beyond = arrayOf(VT_BSTR, {{0, LONG_MIN}}),
                   vector = SafeArray::attach(SafeArrayCreateVector(VT_VARIANT, 0, 2));
-  const struct {
-    SafeArray &names, &values;
-    LONG number;
-    SAFEARRAY* locked = nullptr;
-  } refused[] = {{none, values, 9},
-                 {names, none, 9},
-                 {names, shifted, 9},
-                 {names, wrong, 13},
-                 {beyond, values, 9},
-                 {names, vector, 10},
-                 {names, values, 10, names.get()},
-                 {names, values, 10, values.get()}};
-  for (const auto& c : refused) {
-    if (c.locked) SafeArrayLock(c.locked);
-    EXPECT_EQ(runtimeError(c.number), addPair(c.names, c.values, L"x", longValue(1)))
-        << &c - refused;
-    if (c.locked) SafeArrayUnlock(c.locked);
+  const std::tuple<SafeArray&, SafeArray&, LONG> refused[] = {
+      {none, values, 9},  {names, none, 9},    {names, shifted, 9},
+      {names, wrong, 13}, {beyond, values, 9}, {names, vector, 10},
+  };
+  for (const auto& [someNames, someValues, number] : refused) {
+    EXPECT_EQ(runtimeError(number), addPair(someNames, someValues, L"x", longValue(1)));
     EXPECT_EQ(L"0: first|second|", contentOf(names));
     EXPECT_EQ(L"0: 1|word|", contentOf(values));
   }
@@ -146,34 +130,28 @@ TEST_F(Arrays, ShowTheirDescriptors) {
 // Every form in which a late-bound caller has an array.
 TEST_F(Arrays, AreJoinedHoweverTheyAreGiven) {
   const Text three(L"3");
+  Text delimiter(L"; "), text;
   SafeArray longs = arrayOf(VT_I4, {{2, 1}}),
             mixed = valuesOf({longValue(1), doubleValue(2), textValue(three)}),
             words = valuesOf({textValue(word)});
-  VARIANT own = arrayValue(VT_I4, longs.get()), other = arrayValue(VT_VARIANT, mixed.get()),
-          empty = valueOfType(VT_EMPTY);
+  VARIANT own = arrayValue(VT_I4, longs.get()), bounds = valueOfType(VT_EMPTY);
   static_cast<LONG*>(longs.get()->pvData)[1] = LONG_MIN;
-  const wchar_t two[] = L"0,-2147483648";
+  const wchar_t two[] = L"0; -2147483648";
   const std::tuple<VARIANT, const wchar_t*, HRESULT> forms[] = {
       {own, two, S_OK},
       {reference(VT_VARIANT, &own), two, S_OK},
       {reference(VT_ARRAY | VT_I4, longs.inout()), two, S_OK},
-      {reference(VT_VARIANT, &other), L"1,2,3", S_OK},
-      {reference(VT_ARRAY | VT_VARIANT, mixed.inout()), L"1,2,3", S_OK},
+      {reference(VT_ARRAY | VT_VARIANT, mixed.inout()), L"1; 2; 3", S_OK},
       {valueOfType(VT_ARRAY | VT_I4), L"", runtimeError(9)},  // not dimensioned
-      {valueOfType(VT_ARRAY | VT_BSTR), L"", runtimeError(9)},
       {longValue(1), L"", DISP_E_TYPEMISMATCH},
-      {reference(VT_VARIANT, &empty), L"", DISP_E_TYPEMISMATCH},
       {reference(VT_ARRAY | VT_I4, nullptr), L"", DISP_E_TYPEMISMATCH},
       {arrayValue(VT_VARIANT, words.get()), L"", DISP_E_TYPEMISMATCH}};
-  for (const auto& [form, text, result] : forms) {
-    const Call joined(support.get(), L"JoinLongs", {form});
+  for (const auto& [form, expected, result] : forms) {
+    const Call joined(support.get(), L"JoinLongs", {form, textValue(delimiter)});
     EXPECT_EQ(result, joined.result) << V_VT(&form);
-    EXPECT_EQ(text, zsupport::toText(joined.value.get()).view());
+    EXPECT_EQ(expected, zsupport::toText(joined.value.get()).view());
   }
-  Text text;
-  EXPECT_EQ(runtimeError(13), support->JoinLongs(mixed.inout(), Text(L"; ").inout(), text.inout()));
-  EXPECT_EQ(S_OK, support->JoinLongs(longs.inout(), Text(L"; ").inout(), text.inout()));
-  EXPECT_EQ(L"0; -2147483648", text.view());
+  EXPECT_EQ(runtimeError(13), support->JoinLongs(mixed.inout(), delimiter.inout(), text.inout()));
 
   // More bytes than the platform can turn into values without its sizes wrapping round.
   SAFEARRAY* huge = nullptr;
@@ -184,9 +162,9 @@ TEST_F(Arrays, AreJoinedHoweverTheyAreGiven) {
   SafeArrayDestroyDescriptor(huge);
 
   const VARIANT address = longValue(reinterpret_cast<LONG>(longs.inout()));
-  EXPECT_EQ(S_OK, late(support.get(), L"ArrayBounds", {address, reference(VT_VARIANT, &empty)}));
-  EXPECT_EQ(VT_ARRAY | VT_RECORD, V_VT(&empty));
-  VariantClear(&empty);
+  EXPECT_EQ(S_OK, late(support.get(), L"ArrayBounds", {address, reference(VT_VARIANT, &bounds)}));
+  EXPECT_EQ(VT_ARRAY | VT_RECORD, V_VT(&bounds));
+  VariantClear(&bounds);
   const Call header(support.get(), L"ArrayDescriptor", {address});
   ASSERT_EQ(VT_RECORD, V_VT(&header.value.get()));
   EXPECT_EQ(0, memcmp(V_RECORD(&header.value.get()), longs.get(), sizeof(ArrayHeader)));

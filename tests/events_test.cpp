@@ -1,7 +1,4 @@
 // From an item's event to the collection's: discovery, names, arguments and their way back.
-#include <exdisp.h>
-#include <olectl.h>
-
 #include "support/files.h"
 #include "support/foreign_exception.h"
 #include "support/test_client.h"
@@ -31,38 +28,41 @@ void set(VARIANT& value, VARIANT content) {
   value = content;
 }
 
-TEST_F(Events, ArriveWithPositionSourceNameAndArguments) {
-  const auto first = added(), second = added();
-  Text text(L"b");
-  LONG number = 3;
-  second->fire(2, {longValue(1), textValue(text), reference(VT_I4, &number)});
-  first->fire(1);
-  ASSERT_EQ(2u, client.heard.size());
-  const Heard &values = client.heard[0], &fired = client.heard[1];
-  EXPECT_EQ(std::tuple(2, second.get(), L"Values"),
+TEST_F(Events, ReachEveryClientAndLaterOnesSeeEarlierChanges) {
+  added();
+  const auto item = added();
+  TestClient second(z.get());
+  LONG number = 1;
+  client.onEvent = [](SAFEARRAY** aParams) { set(element(aParams, 1), longValue(2)); };
+  client.answer = DISP_E_EXCEPTION;  // a handler's error reaches nobody
+  item->fire(2, {longValue(7), reference(VT_I4, &number)});
+  ASSERT_EQ(1u, second.heard.size());
+  const Heard& values = second.heard[0];
+  EXPECT_EQ(std::tuple(2, item.get(), L"Values"),
             std::tuple(values.index, values.source, values.name));
-  EXPECT_EQ((std::vector<std::wstring>{L"1", L"b", L"3"}), values.arguments);
-  EXPECT_EQ(std::tuple(1, first.get(), L"Fired"),
-            std::tuple(fired.index, fired.source, fired.name));
-  EXPECT_TRUE(fired.arguments.empty());
+  EXPECT_EQ((std::vector<std::wstring>{L"7", L"2"}), values.arguments);
+  EXPECT_EQ(2, number);
+
+  client.onEvent = [&](SAFEARRAY**) { second.disconnect(); };
+  item->fire(1);
+  EXPECT_EQ(1u, second.heard.size()) << "gone before its turn came";
 }
 
-TEST_F(Events, AreNamedByTypeInformationThenByTheStandardTableThenInHexadecimal) {
-  const auto known = added();
+TEST_F(Events, WithoutTypeInformationAreNamedByTheStandardTableThenInHexadecimal) {
   const auto unknown = added({.described = nullptr, .enumerates = true});
   EXPECT_EQ(S_OK, z->put_UseDISPID(VARIANT_FALSE));
-  const std::tuple<TestSource*, DISPID, std::wstring> cases[] = {
-      {known.get(), 1, L"Fired"},        {unknown.get(), 1, L"1"},
-      {unknown.get(), -600, L"Click"},   {unknown.get(), -601, L"FFFFFDA7"},
-      {unknown.get(), -602, L"KeyDown"}, {unknown.get(), -605, L"MouseDown"},
-      {unknown.get(), -607, L"MouseUp"}, {unknown.get(), -608, L"FFFFFDA0"},
+  const std::pair<DISPID, std::wstring> cases[] = {
+      {-600, L"Click"},
+      {-601, L"FFFFFDA7"},
+      {-607, L"MouseUp"},
+      {-608, L"FFFFFDA0"},
   };
-  for (const auto& [source, id, name] : cases) {
-    source->fire(id);
+  for (const auto& [id, name] : cases) {
+    unknown->fire(id);
     EXPECT_EQ(name, client.heard.back().name);
   }
   EXPECT_EQ(S_OK, z->put_UseDISPID(VARIANT_TRUE));
-  known->fire(-601);
+  unknown->fire(-601);
   EXPECT_EQ(L"#-601", client.heard.back().name);
 }
 
@@ -70,27 +70,23 @@ TEST_F(Events, CarryChangesBackIntoByReferenceArguments) {
   const auto item = added(), object = TestSource::make(), other = TestSource::make();
   BYTE byte = 1;
   LONG number = 1;
-  CY money = {.int64 = 10000};
   DECIMAL decimal{};
   BSTR text = SysAllocString(L"old");
   IDispatch* dispatch = ComPtr<IDispatch>(object.get()).detach();
   Variant variant;
   client.onEvent = [&](SAFEARRAY** aParams) {
-    for (const LONG i : {0, 1, 6}) set(element(aParams, i), longValue(42));
-    set(element(aParams, 2), makeValue(VT_CY, CY{.int64 = 70000}));
-    set(element(aParams, 3), longValue(7));  // becomes text
-    set(element(aParams, 4), objectValue(ComPtr<IDispatch>(other.get()).detach()));
-    set(element(aParams, 5), makeValue(VT_BSTR, SysAllocString(L"new")));
-    V_DECIMAL(&element(aParams, 7)).Lo64 = 0x0807060504030201;
-    V_VT(&element(aParams, 7)) = VT_DECIMAL;
+    for (const LONG i : {0, 1, 5}) set(element(aParams, i), longValue(42));
+    set(element(aParams, 2), longValue(7));  // becomes text
+    set(element(aParams, 3), objectValue(ComPtr<IDispatch>(other.get()).detach()));
+    set(element(aParams, 4), makeValue(VT_BSTR, SysAllocString(L"new")));
+    V_DECIMAL(&element(aParams, 6)).Lo64 = 0x0807060504030201;
+    V_VT(&element(aParams, 6)) = VT_DECIMAL;
   };
-  item->fire(1,
-             {reference(VT_UI1, &byte), reference(VT_I4, &number), reference(VT_CY, &money),
-              reference(VT_BSTR, &text), reference(VT_DISPATCH, &dispatch),
-              reference(VT_VARIANT, variant.put()), longValue(1), reference(VT_DECIMAL, &decimal)});
+  item->fire(1, {reference(VT_UI1, &byte), reference(VT_I4, &number), reference(VT_BSTR, &text),
+                 reference(VT_DISPATCH, &dispatch), reference(VT_VARIANT, variant.put()),
+                 longValue(1), reference(VT_DECIMAL, &decimal)});
   EXPECT_EQ(1, byte) << "bytes are never written back";
   EXPECT_EQ(42, number);
-  EXPECT_EQ(70000, money.int64);
   EXPECT_EQ(1, reinterpret_cast<BYTE*>(&decimal)[6]) << "two bytes before its place";
   EXPECT_STREQ(L"7", text);
   EXPECT_EQ(static_cast<IDispatch*>(other.get()), dispatch);
@@ -168,16 +164,6 @@ DWORD WINAPI fireEndlessly(void*) {
 }
 
 TEST_F(Events, NestAsDeepAsTheStackAllows) {
-  constexpr size_t kChain = 300;
-  std::vector<ComPtr<TestSource>> chain;
-  for (size_t i = 0; i < kChain; ++i) chain.push_back(added());
-  client.onEvent = [&](SAFEARRAY**) {
-    const size_t heard = client.heard.size();
-    if (heard < 2 * kChain) chain[std::min(heard, kChain - 1)]->fire(1);
-  };
-  chain[0]->fire(1);
-  EXPECT_EQ(2 * kChain, client.heard.size());
-
   constexpr wchar_t kDebug[] = L"Software\\Zarnow Instruments Ltd.\\System\\ZSupport\\Debug";
   wchar_t log[MAX_PATH];
   GetTempPathW(MAX_PATH, log);
@@ -201,7 +187,6 @@ ULONG holdersOf(IUnknown* object) {
 // than anything of ours might be counted. Whoever fired, or called, catches it.
 TEST_F(Events, SurviveForeignExceptionsOfTheirHandlers) {
   constexpr int kTimes = 200;
-  TestClient second(z.get());
   const auto item = added({}, {.key = L"k"});
   LONG number = 1;
   const ULONG holders = holdersOf(z.get());
@@ -213,7 +198,6 @@ TEST_F(Events, SurviveForeignExceptionsOfTheirHandlers) {
   client.onEvent = {};
   item->fire(1);
   EXPECT_EQ(kTimes + 1u, client.heard.size()) << "heard as before";
-  EXPECT_EQ(1u, second.heard.size());
 
   const auto refused = TestSource::make();
   client.onConnectionFailed = [](BSTR*, LONG) { ForeignException::raise(); };
@@ -240,22 +224,6 @@ TEST_F(Events, SurviveForeignExceptionsOfTheirHandlers) {
   EXPECT_EQ(holders, holdersOf(z.get()));
 }
 
-TEST_F(Events, ReachEveryClientAndLaterOnesSeeEarlierChanges) {
-  const auto item = added();
-  TestClient second(z.get());
-  LONG number = 1;
-  client.onEvent = [](SAFEARRAY** aParams) { set(element(aParams, 0), longValue(2)); };
-  client.answer = DISP_E_EXCEPTION;  // a handler's error reaches nobody
-  item->fire(1, {reference(VT_I4, &number)});
-  ASSERT_EQ(1u, second.heard.size());
-  EXPECT_EQ(L"2", second.heard[0].arguments[0]);
-  EXPECT_EQ(2, number);
-
-  client.onEvent = [&](SAFEARRAY**) { second.disconnect(); };
-  item->fire(1);
-  EXPECT_EQ(1u, second.heard.size()) << "gone before its turn came";
-}
-
 TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
   const GUID plain = __uuidof(Plain);
   const std::wstring custom = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C23}";
@@ -269,12 +237,9 @@ TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
     LONG failure;
     std::wstring sourceIID = {};
   } cases[] = {
-      {"class found by interface", {}, true, 0},
       {"class of several, named as the interface", {.described = &__uuidof(_Shared)}, true, 0},
       {"class told by the object", {.described = &__uuidof(_Orphan), .classInfo = &plain}, true, 0},
-      {"class not listed: silent", {.described = &__uuidof(_Orphan)}, false, 0},
       {"dual source", {.described = &__uuidof(_WithDual)}, false, kNotDispinterface},
-      {"custom source", {.described = &__uuidof(_WithCustom)}, false, kNotDispinterface},
       {"no type information: first point", {.described = nullptr, .enumerates = true}, true, 0},
       {"no default source: first point",
        {.described = &__uuidof(_NoDefault), .enumerates = true},
@@ -282,8 +247,6 @@ TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
        0},
       {"nothing to fall back on", {.described = nullptr}, false, kNoConnectionPoint},
       {"default source without a point: silent", {.events = IID_IEnumVARIANT}, false, 0},
-      {"refused by the source: silent", {.adviseResult = E_ACCESSDENIED}, false, 0},
-      {"dual source, asked for by name", {.events = __uuidof(DualEvents)}, true, 0, kDualEvents},
       {"custom source, asked for by name",
        {.events = __uuidof(CustomEvents)},
        false,
@@ -334,7 +297,6 @@ TEST_F(Events, OfDualInterfacesComeThroughEitherRoad) {
   EXPECT_EQ(std::tuple(43, 0), std::tuple(number, result));
   EXPECT_STREQ(L"out", garbage);
   SysFreeString(garbage);
-  EXPECT_EQ(S_OK, z->RemoveByIndex(1));
 }
 
 TEST_F(Events, AskTheClientWhenTheInterfaceIsNotFound) {
@@ -407,15 +369,6 @@ TEST_F(Events, OfAnItemInAnotherApartmentAreConnected) {
   EXPECT_EQ(2u, cookie) << "the first was the collection's";
 }
 
-TEST_F(Events, MayComeWhileTheirItemIsBeingConnected) {
-  const auto item = TestSource::make();
-  item->behaviour.onAdvise = [&] { item->fire(1); };
-  EXPECT_EQ(S_OK, add(z.get(), item.get()));
-  ASSERT_EQ(1u, client.heard.size());
-  EXPECT_EQ(-1, client.heard[0].index) << "not in its place yet";
-  EXPECT_EQ(nullptr, client.heard[0].source);
-}
-
 // Directly, twice, and round a corner: each event is heard once in each collection.
 TEST_F(Events, DoNotComeRoundToACollectionAgain) {
   const auto corner = newCollection();
@@ -448,8 +401,6 @@ TEST_F(Events, OfAnItemThatCannotLetGoEndAllTheSame) {
   EXPECT_FALSE(keyExists(z.get(), L"k"));
   EXPECT_EQ(1u, item->references);
   EXPECT_EQ(S_OK, add(z.get(), item.get())) << "usable again";
-  item->behaviour.losesPoint = true;
-  EXPECT_EQ(CONNECT_E_NOCONNECTION, z->RemoveByIndex(1));
 }
 
 TEST_F(Events, MayBeTheEndOfTheCollection) {

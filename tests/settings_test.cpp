@@ -1,8 +1,6 @@
 // Settings: which of the layers decides, what is stored where, and the question to the user.
 #include <windows.h>
 
-#include <sddl.h>
-
 #include "support/answer.h"
 #include "support/com.h"
 #include "support/files.h"
@@ -138,8 +136,6 @@ TEST_F(Settings, ComeBackInTheTypeOfTheirKind) {
   }
 }
 
-// The rest of what registries hold: bytes, long texts with names of variables, and keys of which no
-// more may be done than to query them.
 TEST_F(Settings, KeepBytesAndLongTextsWhole) {
   SAFEARRAY* const bytes = SafeArrayCreateVector(VT_UI1, 0, 5);
   memcpy(bytes->pvData, "a\0\xFFz", 5);
@@ -159,21 +155,6 @@ TEST_F(Settings, KeepBytesAndLongTextsWhole) {
     ASSERT_EQ(VT_BSTR, V_VT(&get()));
     EXPECT_TRUE(rest + expanded == V_BSTR(&found)) << text;
   }
-}
-
-TEST_F(Settings, OfAKeyThatMayOnlyBeQueriedAreRead) {
-  put(HKEY_CURRENT_USER, kSection, 5);
-  HKEY key;
-  PSECURITY_DESCRIPTOR queryAndDelete = nullptr;
-  EXPECT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(
-      L"D:(A;;0x10001;;;WD)", SDDL_REVISION_1, &queryAndDelete, nullptr));
-  ASSERT_EQ(ERROR_SUCCESS, RegOpenKeyExW(HKEY_CURRENT_USER, kSection, 0, WRITE_DAC, &key));
-  EXPECT_EQ(ERROR_SUCCESS, RegSetKeySecurity(key, DACL_SECURITY_INFORMATION, queryAndDelete));
-  RegCloseKey(key);
-  LocalFree(queryAndDelete);
-  EXPECT_NE(ERROR_SUCCESS, RegOpenKeyExW(HKEY_CURRENT_USER, kSection, 0, KEY_READ, &key));
-  EXPECT_EQ(5, number());
-  EXPECT_EQ(ERROR_SUCCESS, RegDeleteKeyW(HKEY_CURRENT_USER, kSection));
 }
 
 // All the way: a failing member, a line in the file. One bad setting silences nothing.

@@ -14,8 +14,7 @@ struct Behaviour {
   const CLSID* classInfo = nullptr;          // by IProvideClassInfo
   IID events = __uuidof(PlainEvents);        // of the one connection point
   bool enumerates = false;
-  bool keepsSink = false;   // Unadvise succeeds and forgets to let go
-  bool losesPoint = false;  // FindConnectionPoint succeeds with nothing
+  bool keepsSink = false;  // Unadvise succeeds and forgets to let go
   HRESULT adviseResult = S_OK;
   HRESULT unadviseResult = S_OK;
   std::function<void()> onAdvise = {};    // with the sink already connected
@@ -107,7 +106,6 @@ class TestSource final : public DispatchStub,
     return S_OK;
   }
   STDMETHODIMP FindConnectionPoint(REFIID id, IConnectionPoint** point) override {
-    if (behaviour.losesPoint) return S_OK;
     return id == behaviour.events ? Next(1, point, nullptr) : CONNECT_E_NOCONNECTION;
   }
 
