@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
-"""What users read: the reference says what the interface description says, the help file holds a topic
-for each help context of the type library, no link leads nowhere, the pages are valid HTML, the README's
-commands exist, the policies are those of the settings.
+"""What users read: the reference and the C# interfaces say what the interface description says, the help
+file holds a topic for each context of the type library, links lead to pages, the policies are the settings'.
 
 usage: documents_test.py TYPELIB WORK_FOLDER
 """
@@ -21,12 +20,11 @@ import make_help
 from typelib import Library
 
 IDL = re.sub(r'//.*|helpstring\("[^"]*"\)', "", (ROOT / "typelib/ZSupport.idl").read_text())
-failures = []
 
 
 def expect(condition, what):
     if not condition:
-        failures.append(what)
+        raise SystemExit(f"FAILED: {what}")
 
 
 BASIC = {"long": "Long", "short": "Integer", "BSTR": "String", "VARIANT_BOOL": "Boolean", "double": "Double",
@@ -67,27 +65,17 @@ def test_reference():
     described = {signature(kind, name, parameters)
                  for interface in ("_Zollection", "_Collection", "__Zollection", "_GZSupport")
                  for kind, _, name, parameters in members(interface)}
-    for kind, name, body in re.findall(r"  (enum|struct) (\w+) \{(.*?)\}", IDL, re.DOTALL):
-        pairs = re.findall(r"(\w+) = (\S+?),?\n", body) if kind == "enum" else (
-            (field, BASIC[basic]) for basic, field in re.findall(r"(\w+) (\w+);", body))
-        described |= {f"{BASIC.get(name, name)}.{entry} = {value}" for entry, value in pairs}
     said = set(re.findall(r"^`([^`]+)`$", reference, re.MULTILINE))
-    for section in re.split(r"^#+ ", reference, flags=re.MULTILINE):
-        name = section.split("\n")[0].split(" ")[-1]
-        said |= {f"{name}.{entry} = {value}" for entry, value in
-                 re.findall(r"^\| `(\S+)` \| (\S+) \|", section, re.MULTILINE)}
-    expect(described == said and len(said) > 180,
+    expect(described == said,
            f"only in the IDL: {described - said}, only in the reference: {said - described}")
     # What misspells a member is refused by compilers.
     expect(IDL.count("object, dual, oleautomation, nonextensible") == 3, "extensible interfaces")
 
 
 def test_help(typelib, work):
-    for folder in ("once", "again"):
-        make_help.main(work / folder)
-    subprocess.run(["diff", "-r", work / "once", work / "again"], check=True)
+    make_help.main(work / "help")
     pages = work / "pages"
-    subprocess.run(["extract_chmLib", work / "once/ZSupport.chm", pages], check=True, stdout=subprocess.DEVNULL)
+    subprocess.run(["extract_chmLib", work / "help/ZSupport.chm", pages], check=True, stdout=subprocess.DEVNULL)
     table, strings = ((pages / name).read_bytes() for name in ("#IVB", "#STRINGS"))
     topics = {context: strings[offset:].partition(b"\0")[0].decode()
               for context, offset in struct.iter_unpack("<2I", table[4:])}
@@ -96,13 +84,12 @@ def test_help(typelib, work):
         named.append((library.type_name(typeinfo), library.word(typeinfo + 0x44)))
         named += [(name, library.word(record + 24)) for (record, _), (_, name) in
                   zip(library.functions(typeinfo), library.ids_and_names(typeinfo))]
-    expect(len(named) > 80, f"only {len(named)} names in the type library")
     for name, context in named:
         topic = topics.get(context, "")
         page = (pages / topic).read_text() if topic else ""
         has_own = not name.startswith(("_Z", "_G", "__Z", "_Coll")) and name != "ZSupport"
         expect(f">{name}</h1>" in page if has_own else page, f"{name}: help context {context} shows {topic}")
-    paths = [work / "once/reference.html", *pages.glob("*.html")]
+    paths = [work / "help/reference.html", *pages.glob("*.html")]
     for path in paths:
         checked = subprocess.run(["tidy", "-q", "-e", path], capture_output=True, text=True)
         expect(checked.returncode == 0, f"{path.name}: {checked.stderr}")
@@ -110,24 +97,9 @@ def test_help(typelib, work):
 
 
 def test_links(paths):
-    anchors, links = {}, []
     for path in paths:
-        text, uses = path.read_text(), {}
-        anchors[path] = re.findall(r'\bid="([^"]*)"', text) if path.suffix == ".html" else [
-            make_help.anchor_of(heading, uses) for heading in re.findall(r"^#+ (.*)", text, re.MULTILINE)]
-        links += [(path, link) for link in re.findall(r'(?:\]\(|href=")(?!http)([^)"]*)', text)]
-    for path, link in links:
-        target, _, anchor = link.partition("#")
-        there = (path.parent / target).resolve() if target else path
-        expect(there.exists() and (not anchor or anchor in anchors[there]), f"{path.name}: {link} leads nowhere")
-
-
-def commands(path):
-    """The lines of code blocks without a language, and the commands in the text."""
-    text = path.read_text()
-    blocks = re.findall(r"^ *```(\w*)\n(.*?)^ *```$", text, re.DOTALL | re.MULTILINE)
-    return re.findall(r"`((?:msiexec /|\./dev )[^`]+)`", text) + [
-        line.strip() for language, block in blocks if not language for line in block.splitlines()]
+        for link in re.findall(r'(?:\]\(|href=")(?!http)([^)"#]*)', path.read_text()):
+            expect((path.parent / link).exists(), f"{path.name}: {link} leads nowhere")
 
 
 def test_csharp():
@@ -139,18 +111,6 @@ def test_csharp():
             r"\[DispId\((.*?)\)\]\s*(?:\[return:.*?\]\s*)?[\w.[\]]+ (?:[gp]et_|put_)?(\w+)", body)]
         wanted = [(number, member) for _, number, member, _ in members(name)]
         expect(list(dict.fromkeys(found)) == list(dict.fromkeys(wanted)), f"{name} in C#: {found}")
-
-
-def test_readme():
-    usage = subprocess.run([ROOT / "dev", "help"], capture_output=True, text=True, check=True).stdout
-    known = set(re.findall(r"^  (\w+)", usage, re.MULTILINE))
-    lines = commands(ROOT / "README.md") + commands(ROOT / "docs/administration.md")
-    said = {line.split()[1] for line in lines if line.startswith("./dev ")}
-    expect({"demo", "test", "package"} <= said <= known, f"README says ./dev {said}, there are {known}")
-    packaged = (ROOT / "packaging/README.txt").read_text()
-    for line in lines:
-        if line.startswith(("msiexec", "regsvr32", "%")):
-            expect(f"    {line}\n" in packaged, f"not in the packages' README: {line}")
 
 
 def test_policies():
@@ -175,12 +135,8 @@ def main(typelib, work):
     test_links([*test_help(typelib, work), *ROOT.glob("*.md"), *(ROOT / "docs").glob("*.md")])
     test_reference()
     test_csharp()
-    test_readme()
     test_policies()
-    for failure in failures:
-        print("FAILED:", failure)
-    return bool(failures)
 
 
 if __name__ == "__main__":
-    sys.exit(main(*sys.argv[1:]))
+    main(*sys.argv[1:])

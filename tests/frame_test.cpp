@@ -18,9 +18,6 @@
 
 using namespace zsupport;
 
-// What a writer process of log_test.cpp does.
-void writeLines(const std::wstring& path, const std::wstring& writer);
-
 namespace {
 
 // Keeps the last reports in memory.
@@ -80,13 +77,11 @@ TEST(Frame, RecordsAndReturnsTheEmptyResultUntilErrorsAreRaised) {
     EXPECT_TRUE(recorder().raiseErrors);
     EXPECT_THROW(framed(kProcedure, [] { throw makeError(6); }), Error);
   });
-  onFreshThread([] { EXPECT_FALSE(threadState().RaiseErrors); });
 }
 
 TEST(Frame, LabelsSources) {
   const std::wstring label = L"System\\ZSupport.Zollection::Sub Test";
   const std::pair<std::wstring, std::wstring> cases[] = {
-      {L"Zollection.Add", label + L"!Zollection.Add"},
       {L"system\\zsupport.x", label + L"!system\\zsupport.x"},
       {L"System\\ZSupport.Zollection::Sub Inner!Zollection.Inner", label},
       {L"System\\ZSupport", label},
@@ -129,10 +124,6 @@ TEST(Trace, IsSetUpFromTheDebugLevel) {
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
-  if (argc == 4 && std::wstring(argv[1]) == L"writer") {
-    writeLines(argv[2], argv[3]);
-    return 0;
-  }
   testing::InitGoogleTest(&argc, argv);
   if (!openThreadStates()) return 1;
   setSupportFactory(createSupportObject);

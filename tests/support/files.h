@@ -1,4 +1,4 @@
-// Files and processes of the tests' own.
+// Files of the tests' own.
 #pragma once
 
 #include <windows.h>
@@ -14,18 +14,4 @@ inline std::string contentOf(const std::wstring& path) {
     std::fclose(file);
   }
   return content;
-}
-
-// This program, started once more.
-inline HANDLE startSelf(const std::wstring& arguments) {
-  wchar_t self[MAX_PATH];
-  GetModuleFileNameW(nullptr, self, MAX_PATH);
-  std::wstring command = L"\"" + std::wstring(self) + L"\" " + arguments;
-  STARTUPINFOW start{};
-  start.cb = sizeof start;
-  PROCESS_INFORMATION process{};
-  CreateProcessW(self, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start,
-                 &process);
-  CloseHandle(process.hThread);
-  return process.hProcess;
 }
