@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """What users read: the reference and the C# interfaces say what the interface description says, the help
-file holds a topic for each context of the type library, links lead to pages, the policies are the settings'.
+file holds a topic for each context of the type library, no link leads nowhere, the README's commands exist,
+the policies are the settings'.
 
 usage: documents_test.py TYPELIB WORK_FOLDER
 """
@@ -97,9 +98,24 @@ def test_help(typelib, work):
 
 
 def test_links(paths):
+    anchors, links = {}, []
     for path in paths:
-        for link in re.findall(r'(?:\]\(|href=")(?!http)([^)"#]*)', path.read_text()):
-            expect((path.parent / link).exists(), f"{path.name}: {link} leads nowhere")
+        text, uses = path.read_text(), {}
+        anchors[path] = re.findall(r'\bid="([^"]*)"', text) if path.suffix == ".html" else [
+            make_help.anchor_of(heading, uses) for heading in re.findall(r"^#+ (.*)", text, re.MULTILINE)]
+        links += [(path, link) for link in re.findall(r'(?:\]\(|href=")(?!http)([^)"]*)', text)]
+    for path, link in links:
+        target, _, anchor = link.partition("#")
+        there = (path.parent / target).resolve() if target else path
+        expect(there.exists() and (not anchor or anchor in anchors[there]), f"{path.name}: {link} leads nowhere")
+
+
+def commands(path):
+    """The lines of code blocks without a language, and the commands in the text."""
+    text = path.read_text()
+    blocks = re.findall(r"^ *```(\w*)\n(.*?)^ *```$", text, re.DOTALL | re.MULTILINE)
+    return re.findall(r"`((?:msiexec /|\./dev )[^`]+)`", text) + [
+        line.strip() for language, block in blocks if not language for line in block.splitlines()]
 
 
 def test_csharp():
@@ -111,6 +127,18 @@ def test_csharp():
             r"\[DispId\((.*?)\)\]\s*(?:\[return:.*?\]\s*)?[\w.[\]]+ (?:[gp]et_|put_)?(\w+)", body)]
         wanted = [(number, member) for _, number, member, _ in members(name)]
         expect(list(dict.fromkeys(found)) == list(dict.fromkeys(wanted)), f"{name} in C#: {found}")
+
+
+def test_readme():
+    usage = subprocess.run([ROOT / "dev", "help"], capture_output=True, text=True, check=True).stdout
+    known = set(re.findall(r"^  (\w+)", usage, re.MULTILINE))
+    lines = commands(ROOT / "README.md") + commands(ROOT / "docs/administration.md")
+    said = {line.split()[1] for line in lines if line.startswith("./dev ")}
+    expect({"demo", "test", "package"} <= said <= known, f"README says ./dev {said}, there are {known}")
+    packaged = (ROOT / "packaging/README.txt").read_text()
+    for line in lines:
+        if line.startswith(("msiexec", "regsvr32", "%")):
+            expect(f"    {line}\n" in packaged, f"not in the packages' README: {line}")
 
 
 def test_policies():
@@ -135,6 +163,7 @@ def main(typelib, work):
     test_links([*test_help(typelib, work), *ROOT.glob("*.md"), *(ROOT / "docs").glob("*.md")])
     test_reference()
     test_csharp()
+    test_readme()
     test_policies()
 
 

@@ -26,10 +26,22 @@ def expect(condition, what):
         raise SystemExit(f"package files test FAILED: {what}")
 
 
+def exported(work):
+    """The sources without git's knowledge; from a changed checkout, the sources themselves."""
+    if subprocess.run(["git", "-C", ROOT, "diff", "--quiet", "HEAD"], capture_output=True).returncode:
+        return ROOT
+    subprocess.run(f"git -C '{ROOT}' archive --prefix=export/ HEAD | tar x -C '{work}'", shell=True, check=True)
+    return work / "export"
+
+
 def test_same_bytes(build, packages, work, version):
-    run(ROOT / "packaging/make_package.py", build / "release", build / "help", work / "again", version)
+    made = build / "release", build / "help", work / "again"
+    run(exported(work) / "packaging/make_package.py", *made, version)
     run("diff", "--recursive", packages, work / "again")
     run("sha256sum", "--check", "SHA256SUMS", cwd=packages)
+    # A failure leaves what was there.
+    broken = subprocess.run([ROOT / "packaging/make_package.py", *made, "0.9.0"], capture_output=True)
+    expect(broken.returncode and (work / "again/SHA256SUMS").exists(), "a failure deletes the old packages")
 
 
 def test_lists(packages, version):
