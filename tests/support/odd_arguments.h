@@ -107,23 +107,21 @@ class OddArguments {
           oneOf<VARTYPE>({15, VT_VOID, VT_SAFEARRAY, VT_RECORD, VT_VECTOR | VT_I4, 0xFFF}));
     }
     // Of whole numbers, and of broken, endless and undefined ones.
-    VARIANT number = makeValue(
-        oneOf(kNumericTypes),
-        oneOf<LONGLONG>({0, 1, 2, 3, -1, 26, 10'000, 32'768, LONG_MAX, LONG_MIN, LLONG_MAX,
-                         LLONG_MIN, 0x3FF8'0000'0000'0000, 0x40E5'F908'0000'0000,
-                         0x4202'A05F'2000'0000, 0x7FF0'0000'0000'0000}));
+    VARIANT number =
+        makeValue(oneOf(kNumericTypes),
+                  oneOf<LONGLONG>({0, 1, 2, -1, 26, 32'768, LONG_MAX, LONG_MIN, LLONG_MAX,
+                                   LLONG_MIN, 0x3FF8'0000'0000'0000, 0x40E5'F908'0000'0000,
+                                   0x4202'A05F'2000'0000, 0x7FF0'0000'0000'0000}));
     if (V_VT(&number) == VT_DECIMAL) V_DECIMAL(&number).scale = static_cast<BYTE>(upTo(28));
     return number;
   }
 
   VARIANT text() {
     const auto chosen = oneOf<std::wstring_view>({L"",
-                                                  L"0",
                                                   L"026",
                                                   L"-1",
                                                   L"k1",
                                                   L"1.2.0.5RC3",
-                                                  L"&HFF",
                                                   kNoEvents,
                                                   L"\u4e2d",
                                                   L"a:b|c?",
@@ -141,39 +139,29 @@ class OddArguments {
   VARIANT object() {
     ComPtr<IDispatch> made(known_[static_cast<size_t>(upTo(long(known_.size()) - 1))]);
     const auto become = [&](const auto& object) { made = ComPtr<IDispatch>(object.get()); };
-    switch (upTo(6)) {
-      case 0:
-        made.reset();
-        break;
-      case 1:
-        become(TestSource::make());
-        break;
-      case 2:
-        become(ValueObject::endless());
-        break;
-      case 3:
-        become(ValueObject::make([this](VARIANT* read) {
-          touchVariables();
-          *read = longValue(1);
-          return S_OK;
-        }));
-        break;
-      case 4:
-        become(ValueObject::of(longValue(upTo(9))));
-        break;
+    const long kind = upTo(6);
+    if (kind == 0) made.reset();
+    if (kind == 1) become(TestSource::make());
+    if (kind == 2) become(ValueObject::endless());
+    if (kind == 3) become(ValueObject::of(longValue(upTo(9))));
+    if (kind == 4) {
+      become(ValueObject::make([this](VARIANT* read) {
+        touchVariables();
+        *read = longValue(1);
+        return S_OK;
+      }));
     }
     return makeValue(upTo(3) ? VT_DISPATCH : VT_UNKNOWN, made.detach());
   }
 
   VARIANT array(int depth) {
-    const auto type = oneOf<VARTYPE>({VT_VARIANT, VT_VARIANT, VT_VARIANT, VT_BSTR, VT_BSTR, VT_I4,
-                                      VT_I4, VT_UI1, VT_R8, VT_DISPATCH, VT_DECIMAL});
+    const auto type = oneOf<VARTYPE>({VT_VARIANT, VT_VARIANT, VT_BSTR, VT_I4, VT_UI1, VT_DISPATCH});
     if (upTo(9) == 0) return arrayValue(type, nullptr);
     std::vector<SAFEARRAYBOUND> bounds(upTo(5) ? 1 : 2);
     ULONG count = 1;
     for (auto& [elements, lower] : bounds) {
       count *= elements = static_cast<ULONG>(upTo(4));
-      lower = oneOf<LONG>({0, 0, 0, 1, -1, -5, LONG_MIN, LONG_MAX - 5, 1 << 28, (1 << 30) - 1});
+      lower = oneOf<LONG>({0, 0, 1, -1, LONG_MIN, LONG_MAX - 5, 1 << 28, (1 << 30) - 1});
     }
     SAFEARRAY* const made = SafeArrayCreate(type, static_cast<UINT>(bounds.size()), bounds.data());
     EXPECT_TRUE(made);
@@ -183,8 +171,6 @@ class OddArguments {
       } else if (type == VT_BSTR) {
         const VARIANT element = text();
         static_cast<BSTR*>(made->pvData)[i] = V_BSTR(&element);
-      } else if (type == VT_I4) {
-        static_cast<LONG*>(made->pvData)[i] = upTo(100);
       }
     }
     if (upTo(15) == 0) made->fFeatures |= FADF_FIXEDSIZE;

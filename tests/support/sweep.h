@@ -62,7 +62,7 @@ class Sweep : public testing::Test {
           sweep(operation, course);
           grows = blocksInUse() > before;
         }
-        EXPECT_FALSE(grows) << "a leak: " << operation.name;
+        EXPECT_FALSE(grows) << operation.name;
       }
     }
   }
