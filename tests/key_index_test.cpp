@@ -38,13 +38,6 @@ TEST(KeyIndex, TakesNoTextsForDifferentThatThePlatformHoldsEqual) {
       texts.emplace_back(std::wstring(1, a));
       for (const OLECHAR b : characters) texts.emplace_back(std::wstring{a, b});
     }
-    for (std::wstring text : {L"co-op '1", L"ss-ae_oe", L"dzsddzs", L"ij'.,-#", L"ll- ch-9"}) {
-      std::ranges::sort(text);
-      for (int i = 0; i < 10'000; ++i) {
-        texts.emplace_back(text);
-        if (!std::ranges::next_permutation(text).found) break;
-      }
-    }
     // VarBstrCmp orders texts, so equal ones would be neighbours.
     const auto compare = [flags](const Text& a, const Text& b) {
       return VarBstrCmp(a.get(), b.get(), LOCALE_USER_DEFAULT, flags);
@@ -154,7 +147,6 @@ TEST(KeyIndex, FindsWhatAWalkOfTheChainsFinds) {
 }
 
 extern "C" void* heapImport __asm__("__imp__HeapAlloc@12");
-extern "C" void* hashImport __asm__("__imp__LHashValOfNameSys@12");
 SIZE_T memoryLeft = 0;
 void* realHeapAlloc = nullptr;
 
@@ -163,8 +155,6 @@ LPVOID WINAPI scarceHeapAlloc(HANDLE heap, DWORD flags, SIZE_T bytes) {
   memoryLeft -= bytes;
   return reinterpret_cast<decltype(HeapAlloc)*>(realHeapAlloc)(heap, flags, bytes);
 }
-
-ULONG WINAPI hashWithoutMemory(SYSKIND, LCID, const OLECHAR*) { return 0; }
 
 // The shortcut stops growing long before memory ends.
 TEST(KeyIndex, KeepsWhatItHasWhenMemoryEnds) {
@@ -185,14 +175,8 @@ TEST(KeyIndex, KeepsWhatItHasWhenMemoryEnds) {
   }
   ASSERT_TRUE(count > 1'000 && count < records.size()) << count;
 
-  memoryLeft = 1'000;
-  void* const realHash = exchangeImport(&hashImport, reinterpret_cast<void*>(hashWithoutMemory));
-  EXPECT_THROW(index.pvGetItemByKey(key(count).get(), &records[count].node), Error);
-  EXPECT_EQ(&records[0], index.take(key(0).get()));
-  exchangeImport(&hashImport, realHash);
-
   memoryLeft = 0;
-  for (size_t i = 3; i < count; i += 3) EXPECT_EQ(&records[i], index.take(key(i).get()));
+  for (size_t i = 0; i < count; i += 3) EXPECT_EQ(&records[i], index.take(key(i).get()));
   for (size_t i = 0; i <= count; ++i) {
     EXPECT_EQ(i % 3 && i < count ? &records[i] : nullptr, index.pvGetItemByKey(key(i).get()));
   }

@@ -79,18 +79,13 @@ class Round {
  private:
   size_t upTo(size_t most) { return random_() % (most + 1); }
 
-  std::vector<DISPID> someNames(size_t arguments) {
-    std::vector<DISPID> names(upTo(7) ? 0 : upTo(arguments));
-    for (DISPID& name : names) {
-      name = upTo(5) ? static_cast<DISPID>(upTo(5)) : DISPID_PROPERTYPUT - DISPID(upTo(1));
-    }
-    return names;
-  }
-
   void invoke(const Member& member) {
     const size_t count = upTo(3) ? member.parameters : upTo(7);
     OddArguments arguments(random_, count, {z_.get(), support_.get()});
-    std::vector<DISPID> names = someNames(count);
+    std::vector<DISPID> names(upTo(7) ? 0 : upTo(count));
+    for (DISPID& name : names) {
+      name = upTo(5) ? static_cast<DISPID>(upTo(5)) : DISPID_PROPERTYPUT - DISPID(upTo(1));
+    }
     DISPPARAMS parameters = {arguments.list.data(), names.data(), static_cast<UINT>(count),
                              static_cast<UINT>(names.size())};
     if (upTo(200) == 0) parameters.rgvarg = nullptr;
