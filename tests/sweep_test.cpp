@@ -69,13 +69,6 @@ std::vector<Operation> lookups() {
          return CoCreateInstance(__uuidof(Zollection), nullptr, CLSCTX_INPROC_SERVER,
                                  __uuidof(_Zollection), made.putVoid());
        }},
-      {"Item", kNobody,
-       [](Scene& s) {
-         ComPtr<IDispatch> found;
-         const HRESULT result = s.z->get_Item(textValue(Text(L"b")), found.put());
-         EXPECT_EQ(result == S_OK ? s.item(kB) : nullptr, found.get());
-         return result;
-       }},
       {"Key", kNobody,
        [](Scene& s) {
          Text key;
