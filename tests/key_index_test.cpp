@@ -147,6 +147,7 @@ TEST(KeyIndex, FindsWhatAWalkOfTheChainsFinds) {
 }
 
 extern "C" void* heapImport __asm__("__imp__HeapAlloc@12");
+extern "C" void* hashImport __asm__("__imp__LHashValOfNameSys@12");
 SIZE_T memoryLeft = 0;
 void* realHeapAlloc = nullptr;
 
@@ -155,6 +156,8 @@ LPVOID WINAPI scarceHeapAlloc(HANDLE heap, DWORD flags, SIZE_T bytes) {
   memoryLeft -= bytes;
   return reinterpret_cast<decltype(HeapAlloc)*>(realHeapAlloc)(heap, flags, bytes);
 }
+
+ULONG WINAPI hashWithoutMemory(SYSKIND, LCID, const OLECHAR*) { return 0; }
 
 // The shortcut stops growing long before memory ends.
 TEST(KeyIndex, KeepsWhatItHasWhenMemoryEnds) {
@@ -175,8 +178,14 @@ TEST(KeyIndex, KeepsWhatItHasWhenMemoryEnds) {
   }
   ASSERT_TRUE(count > 1'000 && count < records.size()) << count;
 
+  memoryLeft = 1'000;
+  void* const realHash = exchangeImport(&hashImport, reinterpret_cast<void*>(hashWithoutMemory));
+  EXPECT_THROW(index.pvGetItemByKey(key(count).get(), &records[count].node), Error);
+  EXPECT_EQ(&records[0], index.take(key(0).get()));
+  exchangeImport(&hashImport, realHash);
+
   memoryLeft = 0;
-  for (size_t i = 0; i < count; i += 3) EXPECT_EQ(&records[i], index.take(key(i).get()));
+  for (size_t i = 3; i < count; i += 3) EXPECT_EQ(&records[i], index.take(key(i).get()));
   for (size_t i = 0; i <= count; ++i) {
     EXPECT_EQ(i % 3 && i < count ? &records[i] : nullptr, index.pvGetItemByKey(key(i).get()));
   }

@@ -22,12 +22,11 @@ void ignoreCase(Scene& scene) {
 
 std::vector<Operation> insertions() {
   static const Text a(L"a"), b(L"b");
-  static const std::wstring key(L"n\u00e9w");
+  static const std::wstring key(L"new");
   return {
       adding("Add", {key}),
       adding("Add before a key", {.key = key, .before = textValue(b)}),
-      adding("Add after a key ignoring case", {.key = L"N\u00c9W", .after = textValue(a)},
-             ignoreCase),
+      adding("Add after a key ignoring case", {.key = L"NEW", .after = textValue(a)}, ignoreCase),
       adding("Add for a named interface",
              {.key = key, .sourceIID = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C21}"}),
       {"Add of the other face, late bound", kNew,
