@@ -60,6 +60,7 @@ TEST_F(Arrays, BecomeTexts) {
       {valuesOf({one, one, longValue(3)}, -1), L"0: 1|1|3|", L"0: 1|3|"},
       {valuesOf({error}), L"0: |", L"0: Error 2042|"},
       {valuesOf(plain, 1), L"0: -7|True|word||", L"9"},
+      {valuesOf({one}, 1 << 28), L"0: 1|", L"9"},
       {valuesOf({one}, LONG_MAX - 1), L"0: 1|", L"9"},
       {valuesOf({objectValue(endless.get())}), L"0: |", L"13"},
   };

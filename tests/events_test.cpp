@@ -10,6 +10,14 @@ constexpr wchar_t kDualEvents[] = L"{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7C22}";
 constexpr LONG kNotDispinterface = -2147221503;
 constexpr LONG kNoConnectionPoint = -2147221502;
 
+std::wstring lastDescription() {
+  ComPtr<IErrorInfo> error;
+  Text description;
+  return GetErrorInfo(0, error.put()) == S_OK && error->GetDescription(description.inout()) == S_OK
+             ? std::wstring(description.view())
+             : L"";
+}
+
 class Events : public CollectionTest {
  protected:
   // An error of the collection's own: from here on, this thread's errors are raised.
@@ -245,6 +253,10 @@ TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
        {.described = &__uuidof(_NoDefault), .enumerates = true},
        true,
        0},
+      {"dual first point",
+       {.described = nullptr, .events = __uuidof(DualEvents), .enumerates = true},
+       true,
+       0},
       {"nothing to fall back on", {.described = nullptr}, false, kNoConnectionPoint},
       {"default source without a point: silent", {.events = IID_IEnumVARIANT}, false, 0},
       {"custom source, asked for by name",
@@ -252,6 +264,11 @@ TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
        false,
        kNotDispinterface,
        custom},
+      {"property changes, asked for by name",
+       {.events = IID_IPropertyNotifySink},
+       false,
+       kNotDispinterface,
+       L"{9BFBBC02-EFF1-101A-84ED-00AA00341D07}"},
       {"a control's place on a form", {.events = IID_IDispatch}, true, 0, place},
       {"a vtable sink is wanted: silent", vtableOnly, false, 0},
   };
@@ -264,6 +281,10 @@ TEST_F(Events, ConnectByWhatTheItemTellsOfItself) {
     const auto item = TestSource::make(behaviour);
     EXPECT_EQ(failure, add(z.get(), item.get(), {.sourceIID = sourceIID}));
     EXPECT_EQ(failure, reason);
+    if (failure == kNotDispinterface) {
+      const bool namesDual = lastDescription().find(L"and dual interfaces") != std::wstring::npos;
+      EXPECT_EQ(!sourceIID.empty(), namesDual);
+    }
     item->fire(1);
     EXPECT_EQ(heard ? 1u : 0u, client.heard.size());
     EXPECT_EQ(failure ? 0 : 1, countOf(z.get()));
@@ -395,12 +416,17 @@ TEST_F(Events, DoNotComeRoundToACollectionAgain) {
 }
 
 TEST_F(Events, OfAnItemThatCannotLetGoEndAllTheSame) {
-  const auto item = added({.unadviseResult = E_FAIL}, {.key = L"k"});
-  EXPECT_EQ(E_FAIL, z->RemoveByIndex(1));
-  EXPECT_EQ(0, countOf(z.get()));
-  EXPECT_FALSE(keyExists(z.get(), L"k"));
-  EXPECT_EQ(1u, item->references);
-  EXPECT_EQ(S_OK, add(z.get(), item.get())) << "usable again";
+  for (const HRESULT failure : {E_FAIL, CONNECT_E_NOCONNECTION}) {
+    const auto item = added({.unadviseResult = E_FAIL}, {.key = L"k"});
+    if (failure == CONNECT_E_NOCONNECTION) item->behaviour.events = IID_IEnumVARIANT;
+    EXPECT_EQ(failure, z->RemoveByIndex(1));
+    EXPECT_EQ(0, countOf(z.get()));
+    EXPECT_FALSE(keyExists(z.get(), L"k"));
+    EXPECT_EQ(1u, item->references);
+    item->behaviour = {};
+    EXPECT_EQ(S_OK, add(z.get(), item.get())) << "usable again";
+    EXPECT_EQ(S_OK, z->Clear());
+  }
 }
 
 TEST_F(Events, MayBeTheEndOfTheCollection) {

@@ -118,12 +118,14 @@ TEST_F(Log, WaitsLongOnlyOnceForWhoeverHoldsIt) {
 
 // Each by a handle of its own, which is all that keeps processes apart, too.
 TEST_F(Log, TakesThreeWritersAtOnceWithoutLosingALine) {
+  const std::wstring respelled = std::wstring(path).replace(path.rfind(L'\\'), 1, L"\\.\\");
   std::vector<std::thread> writers;
   for (int i = 0; i < kWriters; ++i) {
-    writers.emplace_back([&, writer = L"<" + std::to_wstring(i) + L"."] {
-      for (int line = 0; line < kLines; ++line)
-        appendToLog(path, std::wstring(kFill, L'.') + writer + std::to_wstring(line) + L">");
-    });
+    writers.emplace_back(
+        [&, file = i ? path : respelled, writer = L"<" + std::to_wstring(i) + L"."] {
+          for (int line = 0; line < kLines; ++line)
+            appendToLog(file, std::wstring(kFill, L'.') + writer + std::to_wstring(line) + L">");
+        });
   }
   for (auto& writer : writers) writer.join();
   const std::string before = contentOf(old), content = before + contentOf(path);

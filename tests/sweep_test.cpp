@@ -57,6 +57,10 @@ std::vector<Operation> removals() {
        .act = [](Scene& s) { return s.z->RemoveByIndex(1); },
        .needsNoMemory = true,
        .isWithin = true},
+      {.name = "Clear while an item is refused",
+       .changes = kAll,
+       .act = [](Scene& s) { return s.z->Clear(); },
+       .isWithin = true},
   };
 }
 
