@@ -11,7 +11,8 @@
 // gap closes again, a removal's Count follows. So foreign code always changes a list that is
 // whole, and whoever moved the array finds, when foreign code returns, his move or none.
 //
-// Nothing here needs memory but grow and allocateRecord.
+// Only open, grow, fillGap and allocateRecord need memory. positionOfAddress remembers what it
+// found where there is room.
 #pragma once
 
 #include <windows.h>

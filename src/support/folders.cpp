@@ -99,7 +99,8 @@ void makeFolderUnlessListed(std::wstring_view path) {
   if (!exists && !CreateDirectoryA(folder.c_str(), nullptr)) throw fileError();
 }
 
-// The first part (a drive, or nothing) is never made, nor are a server and its share.
+// The first part (a drive, nothing, or a relative path's first name) is never made, nor are a
+// server and its share.
 void makeFolders(std::wstring_view path) {
   bool isNetworkName = false;
   size_t end = path.find(kSeparator);
