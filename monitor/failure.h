@@ -1,5 +1,5 @@
-// What goes wrong becomes a line of text for the person who watches: it stands in the status bar, and
-// no dialog asks to be closed.
+// What goes wrong becomes a line of text for the person who watches: it stands in the status bar,
+// and no dialog asks to be closed.
 #pragma once
 
 #include <windows.h>

@@ -1,0 +1,154 @@
+#include "debug_output.h"
+
+#include <windows.h>
+
+#include <map>
+#include <memory>
+#include <sddl.h>
+
+#include "trace_record.h"
+
+namespace monitor {
+namespace {
+
+constexpr size_t kPage = 4096;
+constexpr size_t kMostText = 1024 * 1024;  // characters of one line that comes in pieces
+
+// As programs find it.
+struct DebugPage {
+  DWORD process;
+  char text[kPage - sizeof(DWORD)];
+};
+
+// Everybody may write, programs of low integrity, too.
+class OpenToAll {
+ public:
+  OpenToAll() {
+    ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:(A;;GA;;;WD)S:(ML;;NW;;;LW)",
+                                                         SDDL_REVISION_1, &descriptor_, nullptr);
+    attributes_ = {sizeof attributes_, descriptor_, FALSE};
+  }
+  OpenToAll(const OpenToAll&) = delete;
+  OpenToAll& operator=(const OpenToAll&) = delete;
+  ~OpenToAll() { LocalFree(descriptor_); }
+  SECURITY_ATTRIBUTES* get() { return &attributes_; }
+
+ private:
+  PSECURITY_DESCRIPTOR descriptor_ = nullptr;
+  SECURITY_ATTRIBUTES attributes_{};
+};
+
+// The listener's end of one namespace's debug output.
+class Listener {
+ public:
+  explicit Listener(const std::wstring& space) {
+    OpenToAll security;
+    ready_ =
+        Handle(CreateEventW(security.get(), FALSE, FALSE, (space + L"DBWIN_BUFFER_READY").c_str()));
+    isTaken_ = GetLastError() == ERROR_ALREADY_EXISTS;
+    data_ =
+        Handle(CreateEventW(security.get(), FALSE, FALSE, (space + L"DBWIN_DATA_READY").c_str()));
+    memory_ = Handle(CreateFileMappingW(INVALID_HANDLE_VALUE, security.get(), PAGE_READWRITE, 0,
+                                        kPage, (space + L"DBWIN_BUFFER").c_str()));
+    page_ = static_cast<const DebugPage*>(MapViewOfFile(memory_.get(), FILE_MAP_READ, 0, 0, kPage));
+  }
+  Listener(const Listener&) = delete;
+  Listener& operator=(const Listener&) = delete;
+  ~Listener() {
+    if (page_) UnmapViewOfFile(page_);
+  }
+
+  bool isTaken() const { return isTaken_; }
+  bool canListen() const { return ready_ && data_ && page_ && !isTaken_; }
+  HANDLE data() const { return data_.get(); }
+  void next() const { SetEvent(ready_.get()); }
+
+  std::pair<DWORD, std::string> take() const {
+    return {page_->process, std::string(page_->text, strnlen(page_->text, sizeof page_->text))};
+  }
+
+ private:
+  Handle ready_, data_, memory_;
+  bool isTaken_ = false;
+  const DebugPage* page_ = nullptr;
+};
+
+std::wstring fromSystemCodePage(std::string_view bytes) {
+  std::wstring text(bytes.size(), L'\0');
+  const int length = MultiByteToWideChar(CP_ACP, 0, bytes.data(), static_cast<int>(bytes.size()),
+                                         text.data(), static_cast<int>(text.size()));
+  text.resize(static_cast<size_t>(length));
+  return text;
+}
+
+// Puts together what came in pieces: a text that fills the page goes on in the next one.
+class Assembly {
+ public:
+  explicit Assembly(bool allPrograms) : allPrograms_(allPrograms) {}
+
+  std::vector<Row> take(DWORD process, const std::string& piece) {
+    std::string& text = pieces_[process];
+    text += piece;
+    const bool goesOn = piece.size() >= sizeof DebugPage::text - 1 && !piece.ends_with('\n');
+    if (goesOn && text.size() < kMostText) return {};
+    std::vector<Row> rows = rowsOf(process, fromSystemCodePage(text));
+    pieces_.erase(process);
+    return rows;
+  }
+
+ private:
+  std::vector<Row> rowsOf(DWORD process, std::wstring_view text) const {
+    std::vector<Row> rows;
+    Programs programs;
+    while (!text.empty()) {
+      const size_t end = std::min(text.find(L'\n'), text.size());
+      std::wstring_view line = text.substr(0, end);
+      if (line.ends_with(L'\r')) line.remove_suffix(1);
+      if (isRecord(line)) {
+        rows.push_back(rowOfLine(line, true, kDebugOutputOrigin, programs));
+      } else if (allPrograms_ && !line.empty()) {
+        rows.push_back(rowOfDebugOutput(line, process, programs));
+      }
+      text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return rows;
+  }
+
+  const bool allPrograms_;
+  std::map<DWORD, std::string> pieces_;
+};
+
+void listen(bool allPrograms, Feed& feed, HANDLE stop) {
+  std::vector<HANDLE> handles = {stop};
+  std::vector<std::unique_ptr<const Listener>> listeners;
+  // The second one is that of services. Where it is the same, the first has it already.
+  for (const wchar_t* const space : {L"", L"Global\\"}) {
+    auto listener = std::make_unique<const Listener>(space);
+    if (listener->canListen()) {
+      listener->next();
+      handles.push_back(listener->data());
+      listeners.push_back(std::move(listener));
+    } else if (!*space) {
+      // To keep what another one owns would make programs wait for a listener when that has gone.
+      feed.say(listener->isTaken() ? L"Debug output is being read by another program"
+                                   : L"Debug output cannot be read");
+    }
+  }
+  Assembly assembly(allPrograms);
+  for (;;) {
+    const DWORD signalled =
+        WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), FALSE, INFINITE);
+    if (signalled == WAIT_OBJECT_0 || signalled > WAIT_OBJECT_0 + listeners.size()) return;
+    const Listener& listener = *listeners[signalled - WAIT_OBJECT_0 - 1];
+    const auto [process, piece] = listener.take();
+    listener.next();
+    feed.add(assembly.take(process, piece));
+  }
+}
+
+}  // namespace
+
+DebugOutput::DebugOutput(bool allPrograms, Feed& feed)
+    : thread_([allPrograms, &feed](HANDLE stop) { listen(allPrograms, feed, stop); }) {}
+
+}  // namespace monitor

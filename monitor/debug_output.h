@@ -1,0 +1,20 @@
+// What programs write with OutputDebugString, as long as no debugger has them: a page of memory and
+// two events, which one listener at a time may own. Programs of this session are heard, and with an
+// administrator's rights services, too.
+#pragma once
+
+#include "feed.h"
+#include "reader_thread.h"
+
+namespace monitor {
+
+class DebugOutput {
+ public:
+  // allPrograms: every line, not only the library's.
+  DebugOutput(bool allPrograms, Feed& feed);
+
+ private:
+  ReaderThread thread_;
+};
+
+}  // namespace monitor

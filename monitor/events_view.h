@@ -1,0 +1,58 @@
+// The view of the events of any objects.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "event_session.h"
+#include "reader_thread.h"
+#include "view.h"
+
+namespace monitor {
+
+class EventsView final : public View {
+ public:
+  EventsView(HWND parent, const Frame& frame);
+  ~EventsView() override;
+
+  bool command(int id) override;
+  void appear() override;
+  void setFont(HFONT font, int dpi) override;
+
+  // Throws a Failure.
+  void watch(const std::wstring& name, bool isRunning, const std::wstring& key = {},
+             const std::wstring& interfaceId = {});
+  void set(const std::wstring& property, const std::wstring& value);
+  void setIds(bool ids);
+  bool ids() const { return ids_; }
+
+ private:
+  void place(const RECT& area) override;
+  std::optional<LRESULT> handle(UINT message, WPARAM wParam, LPARAM lParam) override;
+  void shown() override { showCounts(); }
+
+  EventSession& session();
+  void watchNamed(bool isRunning);
+  void use(EventSession::Access access);
+  void removeChosen();
+  void removeAll();
+  void offerClasses();
+  void offerInterfaces();
+  std::wstring chosenInterface() const;
+  size_t chosen() const;
+  void showItems(size_t choose);
+  void showCounts();
+
+  std::unique_ptr<EventSession> session_;
+  bool ids_ = false;
+  bool isBusy_ = false;
+  std::vector<std::wstring> classes_;  // set by loader_ before it tells
+  std::unique_ptr<ReaderThread> loader_;
+  std::vector<HWND> controls_;
+  HWND classLabel_, class_, keyLabel_, key_, interfaceLabel_, interface_, create_, take_;
+  HWND items_, remove_, clear_;
+  HWND memberLabel_, member_, argumentsLabel_, arguments_, get_, set_, call_;
+};
+
+}  // namespace monitor

@@ -1,0 +1,63 @@
+// From the threads that read to the one that shows: rows, in order, and a line about how it stands.
+#pragma once
+
+#include <functional>
+#include <iterator>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "row.h"
+
+namespace monitor {
+
+class Feed {
+ public:
+  // wake: called on the reading threads when there is something to take where there was nothing.
+  explicit Feed(std::function<void()> wake) : wake_(std::move(wake)) {}
+
+  void add(std::vector<Row> rows) {
+    if (rows.empty()) return;
+    change([&] {
+      if (rows_.empty()) {
+        rows_ = std::move(rows);
+      } else {
+        rows_.insert(rows_.end(), std::move_iterator(rows.begin()), std::move_iterator(rows.end()));
+      }
+    });
+  }
+
+  // The latest stands until it is taken.
+  void say(std::wstring status) {
+    change([&] { status_ = std::move(status); });
+  }
+
+  struct News {
+    std::vector<Row> rows;
+    std::wstring status;
+  };
+  News take() {
+    const std::lock_guard lock(mutex_);
+    return {std::exchange(rows_, {}), std::exchange(status_, {})};
+  }
+
+ private:
+  template <class Change>
+  void change(Change&& make) {
+    bool wasEmpty;
+    {
+      const std::lock_guard lock(mutex_);
+      wasEmpty = rows_.empty() && status_.empty();
+      make();
+    }
+    if (wasEmpty) wake_();
+  }
+
+  std::function<void()> wake_;
+  std::mutex mutex_;
+  std::vector<Row> rows_;
+  std::wstring status_;
+};
+
+}  // namespace monitor

@@ -1,0 +1,102 @@
+#include "traces_view.h"
+
+#include "resource.h"
+#include "trace_record.h"
+
+namespace monitor {
+namespace {
+
+constexpr UINT kNews = WM_APP + 1;
+
+std::wstring linesOf(std::wstring_view text) {
+  std::wstring lines;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == L'\n' && (i == 0 || text[i - 1] != L'\r')) lines += L'\r';
+    lines += text[i];
+  }
+  return lines;
+}
+
+}  // namespace
+
+std::wstring wholeRecord(const Row& row) {
+  struct Field {
+    const wchar_t* name;
+    TraceCell cell;
+  };
+  static constexpr Field fields[] = {
+      {L"Description", kDescription},
+      {L"Number", kNumber},
+      {L"Source", kSource},
+      {L"Road", kRoad},
+      {L"Class", kClass},
+      {L"Procedure", kProcedure},
+      {L"Time", kTime},
+      {L"Program", kProgram},
+      {L"Process", kProcess},
+      {L"Thread", kThread},
+      {L"Library", kLibrary},
+      {L"Context", kContext},
+      {L"Read from", kOrigin},
+  };
+  std::wstring text;
+  for (const Field& field : fields) {
+    const std::wstring_view cell = row.cell(field.cell);
+    if (!cell.empty()) text += std::wstring(field.name) + L": " + linesOf(cell) + L"\r\n";
+  }
+  return text;
+}
+
+TracesView::TracesView(HWND parent, const Frame& frame, std::wstring logFile, bool allPrograms)
+    : View(parent, L"Errors and traces", frame),
+      logFile_(std::move(logFile)),
+      allPrograms_(allPrograms),
+      traces_([window = window()] { PostMessageW(window, kNews, 0, 0); }) {
+  makePane({{L"Time", 150},
+            {L"Program", 90},
+            {L"Process", 55},
+            {L"Thread", 55},
+            {L"Class", 75},
+            {L"Procedure", 120},
+            {L"Number", 80},
+            {L"Source", 210},
+            {L"Description", 320}},
+           wholeRecord);
+}
+
+void TracesView::appear() {
+  if (!std::exchange(hasBegun_, true)) read();
+}
+
+void TracesView::read() {
+  pane().clear();
+  traces_.read(logFile_, allPrograms_);
+}
+
+void TracesView::settingsChanged() {
+  if (hasBegun_ && logFile_.empty()) read();
+}
+
+bool TracesView::command(int id) {
+  switch (id) {
+    case IDM_READ_AGAIN:
+      read();
+      return true;
+    case IDM_ALL_PROGRAMS:
+      allPrograms_ = !allPrograms_;
+      if (hasBegun_) traces_.listen(logFile_, allPrograms_);
+      return true;
+    default:
+      return false;
+  }
+}
+
+std::optional<LRESULT> TracesView::handle(UINT message, WPARAM, LPARAM) {
+  if (message != kNews) return {};
+  Feed::News news = traces_.take();
+  if (!news.status.empty()) say(news.status);
+  addRows(std::move(news.rows));
+  return 0;
+}
+
+}  // namespace monitor
