@@ -83,9 +83,9 @@ _variant_t invoke(IDispatch* object, WORD flags, const std::wstring& member,
                   std::vector<_variant_t> arguments) {
   LPOLESTR name = const_cast<LPOLESTR>(member.c_str());
   DISPID id = 0;
-  if (FAILED(object->GetIDsOfNames(IID_NULL, &name, 1, LOCALE_USER_DEFAULT, &id))) {
-    throw Failure{L"It has no member \"" + member + L"\""};
-  }
+  const HRESULT known = object->GetIDsOfNames(IID_NULL, &name, 1, LOCALE_USER_DEFAULT, &id);
+  if (known == DISP_E_UNKNOWNNAME) throw Failure{L"It has no member \"" + member + L"\""};
+  require(known, member);
   std::reverse(arguments.begin(), arguments.end());
   DISPID put = DISPID_PROPERTYPUT;
   DISPPARAMS parameters{arguments.data(), nullptr, static_cast<UINT>(arguments.size()), 0};
@@ -272,6 +272,7 @@ std::wstring EventSession::use(size_t position, Access access, const std::wstrin
   if (access == Access::kSet && values.empty()) throw Failure{L"A property is set to a value"};
   IDispatch* found = nullptr;
   require(collection_->ItemByIndex(static_cast<LONG>(position), &found), L"ItemByIndex");
+  if (!found) throw Failure{L"The object has gone"};
   const Ptr<IDispatch> object(found, false);
   const WORD flags = access == Access::kGet   ? DISPATCH_PROPERTYGET
                      : access == Access::kSet ? DISPATCH_PROPERTYPUT

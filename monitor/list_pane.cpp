@@ -51,6 +51,22 @@ std::wstring csvCell(std::wstring_view text) {
   return cell + L'"';
 }
 
+// A control of the platform takes many seconds for a line of a hundred thousand characters.
+std::wstring inLines(const std::wstring& text) {
+  constexpr size_t longest = 1'000;
+  std::wstring lines;
+  size_t length = 0;
+  for (const wchar_t c : text) {
+    if (++length > longest && !IS_LOW_SURROGATE(c)) {
+      lines += L"\r\n";
+      length = 1;
+    }
+    if (c == L'\n') length = 0;
+    lines += c;
+  }
+  return lines;
+}
+
 void putOnClipboard(HWND owner, const std::wstring& text) {
   if (!OpenClipboard(owner)) throw Failure{L"The clipboard is in use"};
   EmptyClipboard();
@@ -199,7 +215,9 @@ void ListPane::sortBy(int column) {
 void ListPane::showDetails() {
   const int chosen = ListView_GetNextItem(list_, -1, LVNI_FOCUSED);
   const bool isChosen = chosen >= 0 && static_cast<size_t>(chosen) < rows_.shown();
-  SetWindowTextW(details_, isChosen ? whole_(rows_.at(static_cast<size_t>(chosen))).c_str() : L"");
+  const std::wstring text =
+      isChosen ? inLines(whole_(rows_.at(static_cast<size_t>(chosen)))) : std::wstring();
+  SetWindowTextW(details_, text.c_str());
 }
 
 void ListPane::fillCell(LVITEMW& item) const {

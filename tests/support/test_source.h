@@ -69,6 +69,10 @@ class TestSource final : public DispatchStub,
   STDMETHODIMP QueryInterface(REFIID id, void** object) override {
     if (id == IID_IConnectionPointContainer) {
       *object = static_cast<IConnectionPointContainer*>(this);
+    } else if (id == IID_IConnectionPoint) {
+      *object = static_cast<IConnectionPoint*>(this);
+    } else if (id == IID_IEnumConnectionPoints) {
+      *object = static_cast<IEnumConnectionPoints*>(this);
     } else if (id == IID_IProvideClassInfo && behaviour.classInfo) {
       *object = static_cast<IProvideClassInfo*>(this);
     } else {
