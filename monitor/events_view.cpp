@@ -88,7 +88,6 @@ EventsView::EventsView(HWND parent, const Frame& frame)
   addColumn(items_, 1, L"Key", 140);
   addColumn(items_, 2, L"Class", 300);
   addColumn(items_, 3, L"Events", 80);
-  SendMessageW(arguments_, EM_SETCUEBANNER, TRUE, reinterpret_cast<LPARAM>(L"True, 5, \"text\""));
   makePane(
       {{L"Time", 150}, {L"Position", 60}, {L"Source", 160}, {L"Event", 160}, {L"Arguments", 560}},
       wholeEvent);

@@ -96,7 +96,6 @@ ListPane::ListPane(HWND parent, const wchar_t* name, std::vector<Column> columns
       details_(makeControl(parent, WC_EDITW, L"",
                            WS_TABSTOP | WS_VSCROLL | ES_MULTILINE | ES_READONLY | ES_AUTOVSCROLL,
                            WS_EX_CLIENTEDGE)) {
-  SendMessageW(filter_, EM_SETCUEBANNER, TRUE, reinterpret_cast<LPARAM>(L"text in any column"));
   SendMessageW(details_, EM_SETLIMITTEXT, 0, 0);
   ListView_SetExtendedListViewStyle(
       list_, LVS_EX_FULLROWSELECT | LVS_EX_DOUBLEBUFFER | LVS_EX_HEADERDRAGDROP | LVS_EX_LABELTIP);
