@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <iterator>
 #include <map>
 #include <memory>
 #include <sddl.h>
@@ -13,6 +14,7 @@ namespace {
 
 constexpr size_t kPage = 4096;
 constexpr size_t kMostText = 1024 * 1024;  // characters of one line that comes in pieces
+constexpr DWORD kNextPieceWithin = 200;    // milliseconds
 
 // As programs find it.
 struct DebugPage {
@@ -81,22 +83,43 @@ std::wstring fromSystemCodePage(std::string_view bytes) {
   return text;
 }
 
-// Puts together what came in pieces: a text that fills the page goes on in the next one.
+// Puts together what came in pieces: a text that fills the page may go on in the next one. Where
+// the system cuts it off instead, nothing more comes, or the beginning of another record.
 class Assembly {
  public:
-  explicit Assembly(bool allPrograms) : allPrograms_(allPrograms) {}
+  explicit Assembly(const std::atomic<bool>& allPrograms) : allPrograms_(allPrograms) {}
+
+  bool isWaiting() const { return !pieces_.empty(); }
 
   std::vector<Row> take(DWORD process, const std::string& piece) {
+    std::vector<Row> rows;
     std::string& text = pieces_[process];
+    if (!text.empty() && beginsLikeRecord(fromSystemCodePage(piece))) {
+      rows = rowsOf(process, fromSystemCodePage(std::exchange(text, {})));
+    }
     text += piece;
     const bool goesOn = piece.size() >= sizeof DebugPage::text - 1 && !piece.ends_with('\n');
-    if (goesOn && text.size() < kMostText) return {};
-    std::vector<Row> rows = rowsOf(process, fromSystemCodePage(text));
-    pieces_.erase(process);
+    if (!goesOn || text.size() > kMostText) append(rows, end(process));
+    return rows;
+  }
+
+  std::vector<Row> endAll() {
+    std::vector<Row> rows;
+    while (isWaiting()) append(rows, end(pieces_.begin()->first));
     return rows;
   }
 
  private:
+  static void append(std::vector<Row>& rows, std::vector<Row> more) {
+    rows.insert(rows.end(), std::move_iterator(more.begin()), std::move_iterator(more.end()));
+  }
+
+  std::vector<Row> end(DWORD process) {
+    const std::string text = std::move(pieces_[process]);
+    pieces_.erase(process);
+    return rowsOf(process, fromSystemCodePage(text));
+  }
+
   std::vector<Row> rowsOf(DWORD process, std::wstring_view text) const {
     std::vector<Row> rows;
     Programs programs;
@@ -104,7 +127,7 @@ class Assembly {
       const size_t end = std::min(text.find(L'\n'), text.size());
       std::wstring_view line = text.substr(0, end);
       if (line.ends_with(L'\r')) line.remove_suffix(1);
-      if (isRecord(line)) {
+      if (beginsLikeRecord(line)) {
         rows.push_back(rowOfLine(line, true, kDebugOutputOrigin, programs));
       } else if (allPrograms_ && !line.empty()) {
         rows.push_back(rowOfDebugOutput(line, process, programs));
@@ -114,11 +137,11 @@ class Assembly {
     return rows;
   }
 
-  const bool allPrograms_;
+  const std::atomic<bool>& allPrograms_;
   std::map<DWORD, std::string> pieces_;
 };
 
-void listen(bool allPrograms, Feed& feed, HANDLE stop) {
+void listen(const std::atomic<bool>& allPrograms, Feed& feed, HANDLE stop) {
   std::vector<HANDLE> handles = {stop};
   std::vector<std::unique_ptr<const Listener>> listeners;
   // The second one is that of services. Where it is the same, the first has it already.
@@ -137,7 +160,12 @@ void listen(bool allPrograms, Feed& feed, HANDLE stop) {
   Assembly assembly(allPrograms);
   for (;;) {
     const DWORD signalled =
-        WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), FALSE, INFINITE);
+        WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), FALSE,
+                               assembly.isWaiting() ? kNextPieceWithin : INFINITE);
+    if (signalled == WAIT_TIMEOUT) {
+      feed.add(assembly.endAll());
+      continue;
+    }
     if (signalled == WAIT_OBJECT_0 || signalled > WAIT_OBJECT_0 + listeners.size()) return;
     const Listener& listener = *listeners[signalled - WAIT_OBJECT_0 - 1];
     const auto [process, piece] = listener.take();
@@ -148,7 +176,7 @@ void listen(bool allPrograms, Feed& feed, HANDLE stop) {
 
 }  // namespace
 
-DebugOutput::DebugOutput(bool allPrograms, Feed& feed)
-    : thread_([allPrograms, &feed](HANDLE stop) { listen(allPrograms, feed, stop); }) {}
+DebugOutput::DebugOutput(Feed& feed)
+    : thread_([this, &feed](HANDLE stop) { listen(allPrograms_, feed, stop); }) {}
 
 }  // namespace monitor

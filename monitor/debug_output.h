@@ -3,6 +3,8 @@
 // administrator's rights services, too.
 #pragma once
 
+#include <atomic>
+
 #include "feed.h"
 #include "reader_thread.h"
 
@@ -10,10 +12,13 @@ namespace monitor {
 
 class DebugOutput {
  public:
-  // allPrograms: every line, not only the library's.
-  DebugOutput(bool allPrograms, Feed& feed);
+  explicit DebugOutput(Feed& feed);
+
+  // Every line, not only the library's.
+  void setAllPrograms(bool all) { allPrograms_ = all; }
 
  private:
+  std::atomic<bool> allPrograms_{false};
   ReaderThread thread_;
 };
 

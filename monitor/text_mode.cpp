@@ -82,7 +82,8 @@ int printTraces(const CommandLine& options, const Console& console) {
     if (!text.empty()) console.out(text);
     if (!taken.status.empty()) console.err(taken.status + L"\n");
   };
-  traces.read(options.log, options.allPrograms);
+  traces.read(options.log);
+  traces.setAllPrograms(options.allPrograms);
   traces.waitForFirst();
   print();
   if (!options.log.empty() && GetFileAttributesW(options.log.c_str()) == INVALID_FILE_ATTRIBUTES) {

@@ -10,6 +10,7 @@ namespace monitor {
 namespace {
 
 constexpr size_t kFields = 10;
+constexpr size_t kTimeLength = 23;
 constexpr std::wstring_view kNote = L"The log could not be renamed";
 
 bool isDigits(std::wstring_view text) {
@@ -127,7 +128,9 @@ std::wstring Programs::nameOf(DWORD process, std::wstring_view recordTime) {
   return recordTime.empty() || program.start <= recordTime ? program.name : std::wstring();
 }
 
-bool isRecord(std::wstring_view line) { return fieldsOf(line).has_value(); }
+bool beginsLikeRecord(std::wstring_view line) {
+  return isTime(line.substr(0, kTimeLength)) && line.substr(kTimeLength).starts_with(L'\t');
+}
 
 Row rowOfLine(std::wstring_view line, bool isSound, std::wstring_view origin, Programs& programs) {
   if (const std::optional<Fields> fields = isSound ? fieldsOf(line) : std::nullopt) {
@@ -135,7 +138,8 @@ Row rowOfLine(std::wstring_view line, bool isSound, std::wstring_view origin, Pr
     return Row(kindOf(f[6]), {f[0], programOf(f, programs), f[2], f[3], f[4], f[5], f[6], f[7],
                               f[8], f[1], f[9], origin, roadOf(f[7])});
   }
-  const std::wstring_view time = isTime(line.substr(0, 23)) ? line.substr(0, 23) : L"";
+  const std::wstring_view time =
+      isTime(line.substr(0, kTimeLength)) ? line.substr(0, kTimeLength) : L"";
   const bool isNote = line.starts_with(kNote);
   return Row(isNote ? Kind::kInformation : Kind::kDamaged,
              {time, L"", L"", L"", isNote ? L"" : L"(damaged line)", L"", L"", L"", line, L"", L"",

@@ -46,8 +46,8 @@ class Programs {
   std::map<DWORD, Program> known_;
 };
 
-// Ten sound fields, each as the library writes it.
-bool isRecord(std::wstring_view line);
+// A time, and something behind a tab: one of the library's, whole or not.
+bool beginsLikeRecord(std::wstring_view line);
 
 // A line of a log file; what is not a record is shown as what it is. origin: where it was read.
 Row rowOfLine(std::wstring_view line, bool isSound, std::wstring_view origin, Programs& programs);

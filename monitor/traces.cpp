@@ -22,19 +22,25 @@ std::wstring identityOf(const Row& row) {
 
 }  // namespace
 
-void Traces::read(const std::wstring& logFile, bool allPrograms) {
+void Traces::read(const std::wstring& logFile) {
   logs_ = nullptr;
-  output_ = nullptr;
   feed_.take();
   single_.clear();
-  listen(logFile, allPrograms);
+  isOneFile_ = !logFile.empty();
+  if (!isOneFile_) listen();
   logs_ = std::make_unique<LogWatch>(
       logFile.empty() ? libraryLogs() : std::vector<std::wstring>{logFile}, feed_);
 }
 
-void Traces::listen(const std::wstring& logFile, bool allPrograms) {
-  output_ = nullptr;
-  if (logFile.empty() || allPrograms) output_ = std::make_unique<DebugOutput>(allPrograms, feed_);
+// Once and for good: programs that write while the listener changes wait for seconds.
+void Traces::listen() {
+  if (!output_) output_ = std::make_unique<DebugOutput>(feed_);
+}
+
+void Traces::setAllPrograms(bool all) {
+  if (all) listen();
+  if (!all && isOneFile_) output_ = nullptr;
+  if (output_) output_->setAllPrograms(all);
 }
 
 Feed::News Traces::take() {

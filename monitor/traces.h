@@ -20,9 +20,11 @@ class Traces {
   explicit Traces(std::function<void()> wake) : feed_(std::move(wake)) {}
 
   // The records of one file, or with none named those of all files of the library and of its debug
-  // output. allPrograms: the debug output of all programs besides. Begins anew when called again.
-  void read(const std::wstring& logFile, bool allPrograms);
-  void listen(const std::wstring& logFile, bool allPrograms);
+  // output. Begins anew when called again.
+  void read(const std::wstring& logFile);
+
+  // The debug output of all programs besides.
+  void setAllPrograms(bool all);
 
   Feed::News take();
 
@@ -32,7 +34,10 @@ class Traces {
  private:
   bool isTwin(const Row& row);
 
+  void listen();
+
   Feed feed_;
+  bool isOneFile_ = false;
   // Records that came by one way and may come by the other: how many more by the log file.
   std::map<std::wstring, int> single_;
   std::unique_ptr<LogWatch> logs_;

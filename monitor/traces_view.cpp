@@ -70,7 +70,8 @@ void TracesView::appear() {
 
 void TracesView::read() {
   pane().clear();
-  traces_.read(logFile_, allPrograms_);
+  traces_.read(logFile_);
+  traces_.setAllPrograms(allPrograms_);
 }
 
 void TracesView::settingsChanged() {
@@ -84,7 +85,7 @@ bool TracesView::command(int id) {
       return true;
     case IDM_ALL_PROGRAMS:
       allPrograms_ = !allPrograms_;
-      if (hasBegun_) traces_.listen(logFile_, allPrograms_);
+      if (hasBegun_) traces_.setAllPrograms(allPrograms_);
       return true;
     default:
       return false;
