@@ -293,54 +293,51 @@ void EventsView::setFont(HFONT font, int dpi) {
   View::setFont(font, dpi);
 }
 
+// From the left; a width below 0 takes its share of what the others leave.
+void EventsView::placeRow(const RECT& area, int top, std::initializer_list<Place> places) const {
+  const int line = scaled(24), gap = scaled(6), lower = scaled(4);
+  int left = area.right - area.left + gap, shares = 0;
+  for (const Place& each : places) {
+    left -= gap + std::max(each.width, 0);
+    shares += std::max(-each.width, 0);
+  }
+  int x = area.left;
+  for (const Place& each : places) {
+    const int width = each.width < 0 ? std::max(left, 0) * -each.width / shares : each.width;
+    const bool isBox = each.control == class_ || each.control == interface_;
+    const int down = each.isLabel ? lower : 0;
+    // The height of a box is that of its open list.
+    placeControl(each.control, x, top + down, width, isBox ? 14 * line : line - down);
+    x += width + gap;
+  }
+}
+
 void EventsView::place(const RECT& area) {
-  const int line = scaled(24), gap = scaled(6), down = scaled(4), button = scaled(100);
-  // A row of labels and controls from the left; a width below 0 takes what the others leave.
-  struct Place {
-    HWND control;
-    int width;
-  };
-  const auto placeRow = [&](int top, std::initializer_list<Place> places) {
-    int fixed = 0, shares = 0;
-    for (const Place& each : places) {
-      fixed += gap + std::max(each.width, 0);
-      shares += std::max(-each.width, 0);
-    }
-    const int left = std::max<int>(area.right - area.left - fixed + gap, 0);
-    int x = area.left;
-    for (const Place& each : places) {
-      const int width = each.width < 0 ? left * -each.width / std::max(shares, 1) : each.width;
-      const bool isLabel = each.control == classLabel_ || each.control == keyLabel_ ||
-                           each.control == interfaceLabel_ || each.control == memberLabel_ ||
-                           each.control == argumentsLabel_;
-      const bool isBox = each.control == class_ || each.control == interface_;
-      placeControl(each.control, x, top + (isLabel ? down : 0), width,
-                   isBox ? line * 14 : line - (isLabel ? down : 0));
-      x += width + gap;
-    }
-  };
+  const int line = scaled(24), gap = scaled(6), button = scaled(100);
   int top = area.top;
-  placeRow(top, {{classLabel_, scaled(38)},
-                 {class_, -3},
-                 {keyLabel_, scaled(28)},
-                 {key_, -1},
-                 {interfaceLabel_, scaled(56)},
-                 {interface_, -2},
-                 {create_, button},
-                 {take_, button}});
+  placeRow(area, top,
+           {{classLabel_, scaled(38), true},
+            {class_, -3},
+            {keyLabel_, scaled(28), true},
+            {key_, -1},
+            {interfaceLabel_, scaled(56), true},
+            {interface_, -2},
+            {create_, button},
+            {take_, button}});
   top += line + gap;
   const int height = 4 * line;
   placeControl(items_, area.left, top, area.right - area.left - button - gap, height);
   placeControl(remove_, area.right - button, top, button, line);
   placeControl(clear_, area.right - button, top + line + gap, button, line);
   top += height + gap;
-  placeRow(top, {{memberLabel_, scaled(38)},
-                 {member_, -1},
-                 {argumentsLabel_, scaled(66)},
-                 {arguments_, -2},
-                 {get_, scaled(60)},
-                 {set_, scaled(60)},
-                 {call_, button}});
+  placeRow(area, top,
+           {{memberLabel_, scaled(38), true},
+            {member_, -1},
+            {argumentsLabel_, scaled(66), true},
+            {arguments_, -2},
+            {get_, scaled(60)},
+            {set_, scaled(60)},
+            {call_, button}});
   top += line + gap;
   pane().place({area.left, top, area.right, area.bottom});
 }

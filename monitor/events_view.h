@@ -1,6 +1,7 @@
 // The view of the events of any objects.
 #pragma once
 
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -28,6 +29,12 @@ class EventsView final : public View {
   bool ids() const { return ids_; }
 
  private:
+  struct Place {
+    HWND control;
+    int width;
+    bool isLabel = false;
+  };
+  void placeRow(const RECT& area, int top, std::initializer_list<Place> places) const;
   void place(const RECT& area) override;
   std::optional<LRESULT> handle(UINT message, WPARAM wParam, LPARAM lParam) override;
   void shown() override { showCounts(); }

@@ -40,7 +40,7 @@ class MainWindow {
     mainClass.lpfnWndProc = procedure;
     mainClass.hInstance = GetModuleHandleW(nullptr);
     mainClass.hCursor = LoadCursorW(nullptr, IDC_ARROW);
-    mainClass.hIcon = LoadIconW(nullptr, IDI_APPLICATION);
+    mainClass.hIcon = LoadIconW(mainClass.hInstance, MAKEINTRESOURCEW(IDI_MONITOR));
     mainClass.hbrBackground = GetSysColorBrush(COLOR_BTNFACE);
     mainClass.lpszMenuName = MAKEINTRESOURCEW(IDR_MENU);
     mainClass.lpszClassName = kMainClass;

@@ -1,6 +1,7 @@
 // Ids of commands, of the settings dialog and of what is in monitor.rc.
 #pragma once
 
+#define IDI_MONITOR 1
 #define IDR_MENU 100
 #define IDR_ACCELERATORS 101
 #define IDD_SETTINGS 102

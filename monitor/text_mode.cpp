@@ -99,9 +99,11 @@ int printTraces(const CommandLine& options, const Console& console) {
 
 Console::Console() : out_(outputOf(STD_OUTPUT_HANDLE)), err_(outputOf(STD_ERROR_HANDLE)) {}
 
-void Console::write(void* handle, const std::wstring& text) {
+void Console::write(HANDLE handle, const std::wstring& text) {
   DWORD written = 0, mode;
-  if (GetConsoleMode(handle, &mode)) {
+  if (handle == INVALID_HANDLE_VALUE) {
+    MessageBoxW(nullptr, text.c_str(), L"ZSupport Monitor", MB_OK);
+  } else if (GetConsoleMode(handle, &mode)) {
     WriteConsoleW(handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
   } else {
     const std::string bytes = toUtf8(text);
