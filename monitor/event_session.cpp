@@ -44,13 +44,16 @@ std::vector<SourceInterface> enumerateSources(IDispatch* object) {
   IEnumConnectionPoints* found = nullptr;
   if (!container || FAILED(container->EnumConnectionPoints(&found)) || !found) return sources;
   const Ptr<IEnumConnectionPoints> points(found, false);
-  constexpr size_t most = 100;  // of an enumeration that does not end
   IConnectionPoint* next = nullptr;
-  while (sources.size() < most && points->Next(1, &next, nullptr) == S_OK) {
+  // There are enumerations that do not end.
+  for (int i = 0; i < 100 && points->Next(1, &next, nullptr) == S_OK; ++i) {
     const Ptr<IConnectionPoint> point(next, false);
     IID id;
     if (FAILED(point->GetConnectionInterface(&id))) continue;
-    sources.push_back({formatGuid(id), interfaceName(formatGuid(id))});
+    const std::wstring text = formatGuid(id);
+    const bool isKnown = std::any_of(sources.begin(), sources.end(),
+                                     [&text](const auto& each) { return each.id == text; });
+    if (!isKnown) sources.push_back({text, interfaceName(text)});
   }
   return sources;
 }

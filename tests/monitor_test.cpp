@@ -284,6 +284,25 @@ TEST_F(MonitorEvents, OfARunningObjectArriveWithTheirArguments) {
   EXPECT_TRUE(eventually([&] { return monitor.cell(monitor.rows() - 1, 3) == L"(removed)"; }));
 }
 
+TEST_F(MonitorEvents, AnObjectThatCannotBeHeardOffersItsOtherInterfaces) {
+  Monitor monitor(L"--events No.Such.Class");  // to the right view
+  EXPECT_TRUE(monitor.says(L"There is no class No.Such.Class"));
+  const HWND interfaces = monitor.control(WC_COMBOBOXW, 1);
+  monitor.type(monitor.control(WC_COMBOBOXW), L"!ZSupport monitor test");
+  monitor.type(interfaces, kUnknownSource);
+  monitor.command(IDM_WATCH_RUNNING);
+  EXPECT_TRUE(monitor.says(L"it has no connection point for the interface. Choose another"));
+  EXPECT_EQ(L"ConnectionFailed", monitor.cell(0, 3));
+  EXPECT_EQ(3, SendMessageW(interfaces, CB_GETCOUNT, 0, 0));
+  for (const auto& [choice, sinks] :
+       {std::pair{L"(none)", 0u}, {L"{00020400-0000-0000-C000-000000000046}", 1u}}) {
+    monitor.type(interfaces, choice);
+    monitor.command(IDM_WATCH_RUNNING);
+    EXPECT_TRUE(monitor.says(L"is watched"));
+    EXPECT_TRUE(eventually([&] { return source->sinks.size() == sinks; }));
+  }
+}
+
 TEST(MonitorWindow, ObjectsAreMadeWorkedAndLetGo) {
   Monitor monitor(L"--events Shell.Explorer.2 --set Visible=True");
   ASSERT_TRUE(eventually([&] { return monitor.rows() == 2; }));
