@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "failure.h"
+#include "log_paths.h"
 
 namespace monitor {
 
@@ -10,7 +11,7 @@ const wchar_t kUsage[] =
     L"usage: ZSupportMonitor [OPTION]...\n"
     L"Shows the errors and traces of the library as they come, or the events of any object.\n"
     L"\n"
-    L"  --log FILE        the records of this log file, instead of the library's own\n"
+    L"  --log FILE        the records of this log file alone\n"
     L"  --all             debug output of other programs, too\n"
     L"  --events CLASS    the events of a new object; may be given several times\n"
     L"  --running NAME    the events of a running object: its class, or its registered name\n"
@@ -47,6 +48,9 @@ class Parser {
   CommandLine parse() {
     while (next_ != end_) option(*next_++);
     if (result_.seconds && !result_.text) throw Failure{L"--seconds goes with --text"};
+    if (result_.text && !result_.log.empty() && !result_.objects.empty()) {
+      throw Failure{L"--text shows a log or events, not both"};
+    }
     return std::move(result_);
   }
 
@@ -69,7 +73,7 @@ class Parser {
 
   void optionWithValue(const std::wstring& name) {
     if (name == L"--log") {
-      result_.log = valueOf(name);
+      result_.log = fullPath(valueOf(name));
     } else if (name == L"--events" || name == L"--running") {
       result_.objects.push_back({valueOf(name), name == L"--running", {}});
     } else if (name == L"--seconds") {

@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-#include <iterator>
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <sddl.h>
@@ -89,67 +89,65 @@ class Assembly {
  public:
   explicit Assembly(const std::atomic<bool>& allPrograms) : allPrograms_(allPrograms) {}
 
-  bool isWaiting() const { return !pieces_.empty(); }
+  bool isWaiting() const { return !begun_.empty(); }
 
   std::vector<Row> take(DWORD process, const std::string& piece) {
     std::vector<Row> rows;
-    std::string& text = pieces_[process];
-    if (!text.empty() && beginsLikeRecord(fromSystemCodePage(piece))) {
-      rows = rowsOf(process, fromSystemCodePage(std::exchange(text, {})));
-    }
-    text += piece;
+    if (begun_.contains(process) && beginsLikeRecord(fromSystemCodePage(piece))) end(process, rows);
+    Begun& begun = begun_[process];
+    begun.text += piece;
+    begun.latest = GetTickCount64();
     const bool goesOn = piece.size() >= sizeof DebugPage::text - 1 && !piece.ends_with('\n');
-    if (!goesOn || text.size() > kMostText) append(rows, end(process));
+    if (!goesOn || begun.text.size() > kMostText) end(process, rows);
     return rows;
   }
 
-  std::vector<Row> endAll() {
+  // What has waited long enough.
+  std::vector<Row> takeDue() {
     std::vector<Row> rows;
-    while (isWaiting()) append(rows, end(pieces_.begin()->first));
+    std::vector<DWORD> due;
+    for (const auto& [process, begun] : begun_) {
+      if (GetTickCount64() - begun.latest >= kNextPieceWithin) due.push_back(process);
+    }
+    for (const DWORD process : due) end(process, rows);
     return rows;
   }
 
  private:
-  static void append(std::vector<Row>& rows, std::vector<Row> more) {
-    rows.insert(rows.end(), std::move_iterator(more.begin()), std::move_iterator(more.end()));
-  }
+  struct Begun {
+    std::string text;
+    ULONGLONG latest = 0;
+  };
 
-  std::vector<Row> end(DWORD process) {
-    const std::string text = std::move(pieces_[process]);
-    pieces_.erase(process);
-    return rowsOf(process, fromSystemCodePage(text));
-  }
-
-  std::vector<Row> rowsOf(DWORD process, std::wstring_view text) const {
-    std::vector<Row> rows;
+  void end(DWORD process, std::vector<Row>& rows) {
+    const std::wstring whole = fromSystemCodePage(begun_[process].text);
+    begun_.erase(process);
     Programs programs;
-    while (!text.empty()) {
+    for (std::wstring_view text = whole; !text.empty();) {
       const size_t end = std::min(text.find(L'\n'), text.size());
       std::wstring_view line = text.substr(0, end);
       if (line.ends_with(L'\r')) line.remove_suffix(1);
       if (beginsLikeRecord(line)) {
-        rows.push_back(rowOfLine(line, true, kDebugOutputOrigin, programs));
+        rows.push_back(rowOfLine(line, true, nullptr, programs));
       } else if (allPrograms_ && !line.empty()) {
         rows.push_back(rowOfDebugOutput(line, process, programs));
       }
       text.remove_prefix(std::min(end + 1, text.size()));
     }
-    return rows;
   }
 
   const std::atomic<bool>& allPrograms_;
-  std::map<DWORD, std::string> pieces_;
+  std::map<DWORD, Begun> begun_;
 };
 
-void listen(const std::atomic<bool>& allPrograms, Feed& feed, HANDLE stop) {
-  std::vector<HANDLE> handles = {stop};
-  std::vector<std::unique_ptr<const Listener>> listeners;
-  // The second one is that of services. Where it is the same, the first has it already.
+using Listeners = std::vector<std::unique_ptr<const Listener>>;
+
+// The second one is that of services. Where it is the same, the first has it already.
+Listeners makeListeners(Feed& feed) {
+  Listeners listeners;
   for (const wchar_t* const space : {L"", L"Global\\"}) {
     auto listener = std::make_unique<const Listener>(space);
     if (listener->canListen()) {
-      listener->next();
-      handles.push_back(listener->data());
       listeners.push_back(std::move(listener));
     } else if (!*space) {
       // To keep what another one owns would make programs wait for a listener when that has gone.
@@ -157,15 +155,25 @@ void listen(const std::atomic<bool>& allPrograms, Feed& feed, HANDLE stop) {
                                    : L"Debug output cannot be read");
     }
   }
+  return listeners;
+}
+
+void listen(const std::atomic<bool>& allPrograms, std::atomic<bool>& isListening, Feed& feed,
+            HANDLE stop) {
+  const Listeners listeners = makeListeners(feed);
+  isListening = !listeners.empty();
+  std::vector<HANDLE> handles = {stop};
+  for (const auto& each : listeners) {
+    handles.push_back(each->data());
+    each->next();
+  }
   Assembly assembly(allPrograms);
   for (;;) {
     const DWORD signalled =
         WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), FALSE,
                                assembly.isWaiting() ? kNextPieceWithin : INFINITE);
-    if (signalled == WAIT_TIMEOUT) {
-      feed.add(assembly.endAll());
-      continue;
-    }
+    feed.add(assembly.takeDue());
+    if (signalled == WAIT_TIMEOUT) continue;
     if (signalled == WAIT_OBJECT_0 || signalled > WAIT_OBJECT_0 + listeners.size()) return;
     const Listener& listener = *listeners[signalled - WAIT_OBJECT_0 - 1];
     const auto [process, piece] = listener.take();
@@ -177,6 +185,6 @@ void listen(const std::atomic<bool>& allPrograms, Feed& feed, HANDLE stop) {
 }  // namespace
 
 DebugOutput::DebugOutput(Feed& feed)
-    : thread_([this, &feed](HANDLE stop) { listen(allPrograms_, feed, stop); }) {}
+    : thread_([this, &feed](HANDLE stop) { listen(allPrograms_, isListening_, feed, stop); }) {}
 
 }  // namespace monitor

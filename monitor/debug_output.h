@@ -17,8 +17,11 @@ class DebugOutput {
   // Every line, not only the library's.
   void setAllPrograms(bool all) { allPrograms_ = all; }
 
+  // False when somebody else owned it.
+  bool isListening() const { return isListening_; }
+
  private:
-  std::atomic<bool> allPrograms_{false};
+  std::atomic<bool> allPrograms_{false}, isListening_{true};
   ReaderThread thread_;
 };
 

@@ -5,8 +5,6 @@
 namespace monitor {
 namespace {
 
-constexpr wchar_t kDebugKey[] = L"Software\\Zarnow Instruments Ltd.\\System\\ZSupport\\Debug";
-
 bool isStored(HKEY hive, const wchar_t* name) {
   return RegGetValueW(hive, kDebugKey, name, RRF_RT_ANY, nullptr, nullptr, nullptr) ==
          ERROR_SUCCESS;
@@ -16,6 +14,7 @@ bool isStored(HKEY hive, const wchar_t* name) {
 
 _variant_t DebugSettings::read(const wchar_t* name, const _variant_t& whenMissing,
                                Origin& origin) const {
+  const std::wstring what = std::wstring(L"The setting ") + name + L" cannot be read";
   _bstr_t key(name), section(kDebugKey);
   _variant_t missing(whenMissing), value;
   VARIANT_BOOL noPolicy = VARIANT_FALSE;

@@ -7,6 +7,9 @@
 
 namespace monitor {
 
+// Below HKEY_CURRENT_USER or HKEY_LOCAL_MACHINE.
+inline constexpr wchar_t kDebugKey[] =
+    L"Software\\Zarnow Instruments Ltd.\\System\\ZSupport\\Debug";
 inline constexpr wchar_t kLevelSetting[] = L"Debug Level";
 inline constexpr wchar_t kActionSetting[] = L"Default Action";
 inline constexpr wchar_t kLogFileSetting[] = L"LogFile";

@@ -1,6 +1,7 @@
 #include "event_session.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "event_sources.h"
 #include "failure.h"
@@ -180,12 +181,13 @@ void EventSession::setIds(bool ids) {
 
 void EventSession::watch(const std::wstring& name, bool isRunning, const std::wstring& key,
                          const std::wstring& interfaceId) {
-  const bool again = refused_ && refusedName_ == name;
-  const Ptr<IDispatch> object = again       ? refused_
-                                : isRunning ? runningObject(name)
-                                            : createObject(name);
-  refused_ = nullptr;
   alternatives_.clear();
+  const Ptr<IDispatch> before = std::exchange(refused_, nullptr);
+  forgetErrors();
+  const Ptr<IDispatch> object = before && refusedName_ == name ? before
+                                : isRunning                    ? runningObject(name)
+                                                               : createObject(name);
+  forgetErrors();
   if (const Ptr<IConnectionPointContainer> container = object; !container) {
     throw Failure{name + L" is no event source: it has no connection points"};
   }
@@ -209,9 +211,10 @@ void EventSession::add(const Ptr<IDispatch>& object, const std::wstring& name,
     }
     throw Failure{name + L" cannot be heard: " + why};
   }
-  items_.push_back({Ptr<IUnknown>(object), name, key});
+  items_.push_back({name, key});
+  const bool isHeard = interfaceId != kNoInterface;
   note(Kind::kInformation, std::to_wstring(items_.size()), key.empty() ? name : key, L"(added)",
-       name);
+       isHeard ? name : name + L", without events");
 }
 
 void EventSession::failed(IDispatch* source, LONG reason) {
@@ -224,20 +227,20 @@ void EventSession::failed(IDispatch* source, LONG reason) {
 void EventSession::raised(LONG position, IDispatch* source, const VARIANT& event,
                           SAFEARRAY* arguments) {
   const bool isListed = position > 0 && static_cast<size_t>(position) <= items_.size();
-  WatchedItem* const item = isListed ? &items_[static_cast<size_t>(position) - 1] : nullptr;
-  if (item) ++item->events;
-  std::wstring text;
-  VARIANT* values = nullptr;
-  if (arguments && SUCCEEDED(SafeArrayAccessData(arguments, reinterpret_cast<void**>(&values)))) {
-    text = describeAll(values, arguments->rgsabound[0].cElements);
-    SafeArrayUnaccessData(arguments);
+  // Copied: describing objects may let in what changes the items.
+  WatchedItem item;
+  if (isListed) {
+    ++items_[static_cast<size_t>(position) - 1].events;
+    item = items_[static_cast<size_t>(position) - 1];
+  } else if (source) {
+    item.name = typeNameOf(source);
   }
   const std::wstring name = V_VT(&event) == VT_BSTR
                                 ? std::wstring(V_BSTR(&event), SysStringLen(V_BSTR(&event)))
                                 : std::to_wstring(V_VT(&event) == VT_I4 ? V_I4(&event) : 0);
-  const std::wstring className = item ? item->name : source ? typeNameOf(source) : L"";
-  const std::wstring& shown = item && !item->key.empty() ? item->key : className;
-  show_(Row(Kind::kEvent, {now(), std::to_wstring(position), shown, name, text, className}));
+  show_(
+      Row(Kind::kEvent, {now(), std::to_wstring(position), item.key.empty() ? item.name : item.key,
+                         name, describeElements(arguments), item.name}));
 }
 
 void EventSession::note(Kind kind, const std::wstring& position, const std::wstring& source,
@@ -246,6 +249,7 @@ void EventSession::note(Kind kind, const std::wstring& position, const std::wstr
 }
 
 void EventSession::remove(size_t position) {
+  forgetErrors();
   if (position == 0 || position > items_.size()) throw Failure{L"No object is chosen"};
   const WatchedItem gone = items_[position - 1];
   const HRESULT result = collection_->RemoveByIndex(static_cast<LONG>(position));
@@ -260,6 +264,9 @@ void EventSession::remove(size_t position) {
 }
 
 void EventSession::clear() {
+  forgetErrors();
+  refused_ = nullptr;
+  alternatives_.clear();
   const size_t count = items_.size();
   const HRESULT result = collection_->Clear();
   items_.clear();
@@ -271,6 +278,7 @@ std::wstring EventSession::use(size_t position, Access access, const std::wstrin
                                const std::wstring& arguments) {
   if (position == 0 || position > items_.size()) throw Failure{L"No object is chosen"};
   if (member.empty()) throw Failure{L"A property or method needs a name"};
+  forgetErrors();
   std::vector<_variant_t> values = readLiterals(arguments);
   if (access == Access::kSet && values.empty()) throw Failure{L"A property is set to a value"};
   IDispatch* found = nullptr;

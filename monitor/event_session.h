@@ -16,7 +16,6 @@ namespace monitor {
 enum EventCell { kEventTime, kPosition, kEventSource, kEvent, kArguments, kEventClass };
 
 struct WatchedItem {
-  Ptr<IUnknown> identity;
   std::wstring name;  // of its class, or the one it was found by
   std::wstring key;   // may be empty
   size_t events = 0;
@@ -48,7 +47,8 @@ class EventSession {
              const std::wstring& interfaceId);
   static const wchar_t kNoInterface[];
 
-  // What the last object that could not be heard offers instead.
+  // Whether the last object could not be heard, and what it offers instead.
+  bool wasRefused() const { return refused_ != nullptr; }
   const std::vector<SourceInterface>& alternatives() const { return alternatives_; }
 
   // Positions count from 1. Throw a Failure; an item that does not let go has left all the same.

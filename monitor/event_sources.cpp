@@ -1,6 +1,7 @@
 #include "event_sources.h"
 
 #include <algorithm>
+#include <cwchar>
 #include <map>
 
 #include "text.h"
@@ -73,16 +74,29 @@ std::vector<std::wstring> sourcesIn(ITypeLib* library) {
   return sources;
 }
 
+// As a number that grows with versions; they are written in hexadecimal digits: 1.a comes
+// after 1.9.
+unsigned long versionNumber(const std::wstring& text) {
+  wchar_t* end = nullptr;
+  const unsigned long major = std::wcstoul(text.c_str(), &end, 16);
+  const unsigned long minor = *end == L'.' ? std::wcstoul(end + 1, nullptr, 16) : 0;
+  return (major & 0xFFFF) << 16 | (minor & 0xFFFF);
+}
+
 // Its latest version, whatever its language.
 Ptr<ITypeLib> loadLibrary(const std::wstring& id) {
   const Key versions(HKEY_CLASSES_ROOT, L"TypeLib\\" + id);
   std::wstring version, path;
+  unsigned long latest = 0;
   for (DWORD i = 0; versions.child(i, version); ++i) {
+    if (!path.empty() && versionNumber(version) < latest) continue;
     const Key languages(versions.get(), version);
     std::wstring language;
     for (DWORD j = 0; languages.child(j, language); ++j) {
       const std::wstring found = languages.valueOf(language + L"\\win32");
-      if (!found.empty()) path = found;
+      if (found.empty()) continue;
+      path = found;
+      latest = versionNumber(version);
     }
   }
   ITypeLib* library = nullptr;

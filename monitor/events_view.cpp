@@ -1,5 +1,7 @@
 #include "events_view.h"
 
+#include <utility>
+
 #include "controls.h"
 #include "event_sources.h"
 #include "failure.h"
@@ -34,14 +36,6 @@ std::wstring wholeEvent(const Row& row) {
   text += L"Source: " + std::wstring(row.cell(kEventSource)) + L" at position " +
           std::wstring(row.cell(kPosition)) + L" " + std::wstring(row.cell(kEventClass)) + L"\r\n";
   return text + L"Time: " + std::wstring(row.cell(kEventTime)) + L"\r\n";
-}
-
-void addColumn(HWND list, int number, const wchar_t* name, int width) {
-  LVCOLUMNW column{};
-  column.mask = LVCF_TEXT | LVCF_WIDTH;
-  column.pszText = const_cast<wchar_t*>(name);
-  column.cx = width;
-  ListView_InsertColumn(list, number, &column);
 }
 
 void setCell(HWND list, size_t row, int column, const std::wstring& text) {
@@ -84,10 +78,7 @@ EventsView::EventsView(HWND parent, const Frame& frame)
   set_ = make(WC_BUTTONW, L"&Set", WS_TABSTOP, IDM_SET);
   call_ = make(WC_BUTTONW, L"Call &method", WS_TABSTOP, IDM_CALL);
   ListView_SetExtendedListViewStyle(items_, LVS_EX_FULLROWSELECT);
-  addColumn(items_, 0, L"Position", 60);
-  addColumn(items_, 1, L"Key", 140);
-  addColumn(items_, 2, L"Class", 300);
-  addColumn(items_, 3, L"Events", 80);
+  insertColumns(items_, {{L"Position", 60}, {L"Key", 140}, {L"Class", 300}, {L"Events", 80}});
   makePane(
       {{L"Time", 150}, {L"Position", 60}, {L"Source", 160}, {L"Event", 160}, {L"Arguments", 560}},
       wholeEvent);
@@ -112,18 +103,23 @@ void EventsView::appear() {
   if (loader_) return;
   loader_ = std::make_unique<ReaderThread>([this](HANDLE stop) {
     if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return;
-    classes_ = eventSourceClasses(stop);
+    loadedClasses_ = eventSourceClasses(stop);
     CoUninitialize();
     PostMessageW(window(), kClassesKnown, 0, 0);
   });
 }
 
+// While somebody types, or has the list open.
 void EventsView::offerClasses() {
   const std::wstring typed = windowText(class_);
+  const LRESULT selection = SendMessageW(class_, CB_GETEDITSEL, 0, 0);
+  const LRESULT isOpen = SendMessageW(class_, CB_GETDROPPEDSTATE, 0, 0);
   SendMessageW(class_, CB_RESETCONTENT, 0, 0);
   for (const std::wstring& name : classes_) offer(class_, name);
   for (const RunningObject& object : runningObjects()) offer(class_, object.name);
+  if (isOpen) SendMessageW(class_, CB_SHOWDROPDOWN, TRUE, 0);
   SetWindowTextW(class_, typed.c_str());
+  SendMessageW(class_, CB_SETEDITSEL, 0, selection);
 }
 
 void EventsView::offerInterfaces() {
@@ -159,14 +155,15 @@ void EventsView::watch(const std::wstring& name, bool isRunning, const std::wstr
   try {
     session().watch(name, isRunning, key, interfaceId);
   } catch (const Failure& failure) {
-    if (!session_ || session_->alternatives().empty()) throw;
+    if (!session_ || !session_->wasRefused()) throw;
     offerInterfaces();
     SetFocus(interface_);
-    throw Failure{failure.text + L". Choose another interface of it, or none, and try again"};
+    throw Failure{failure.text + L". Choose another interface, or (none), and try again"};
   }
   offerInterfaces();
   showItems(session_->items().size());
-  say(name + L" is watched");
+  say(name +
+      (interfaceId == EventSession::kNoInterface ? L" is there, without events" : L" is watched"));
 }
 
 void EventsView::watchNamed(bool isRunning) {
@@ -183,7 +180,7 @@ void EventsView::use(EventSession::Access access) {
   const OneAtATime request(isBusy_);
   const std::wstring answer =
       session().use(chosen(), access, windowText(member_), windowText(arguments_));
-  say(onOneLine(answer.substr(0, 1000)));
+  say(answer);
 }
 
 void EventsView::removeChosen() {
@@ -207,6 +204,24 @@ void EventsView::removeAll() {
     throw;
   }
   showItems(0);
+}
+
+void EventsView::note(const std::wstring& failure) {
+  std::vector<Row> rows;
+  rows.push_back(Row(Kind::kError, {now(), L"", L"", L"(failed)", failure}));
+  addRows(std::move(rows));
+}
+
+// In the boxes for an object: watches a new one. In those for its members: gets, or sets with a
+// value.
+void EventsView::pressEnter() {
+  const HWND focus = GetFocus();
+  const auto isIn = [focus](HWND box) { return focus == box || IsChild(box, focus); };
+  if (isIn(class_) || isIn(key_) || isIn(interface_)) {
+    watchNamed(false);
+  } else if (isIn(member_) || isIn(arguments_)) {
+    use(windowText(arguments_).empty() ? EventSession::Access::kGet : EventSession::Access::kSet);
+  }
 }
 
 void EventsView::setIds(bool ids) {
@@ -271,6 +286,9 @@ bool EventsView::command(int id) {
     case IDM_READ_AGAIN:
       offerClasses();
       return true;
+    case IDOK:
+      pressEnter();
+      return true;
     default:
       return false;
   }
@@ -278,6 +296,7 @@ bool EventsView::command(int id) {
 
 std::optional<LRESULT> EventsView::handle(UINT message, WPARAM wParam, LPARAM lParam) {
   if (message == kClassesKnown) {
+    classes_ = std::move(loadedClasses_);
     offerClasses();
     return 0;
   }
@@ -290,7 +309,18 @@ void EventsView::setFont(HFONT font, int dpi) {
   for (const HWND control : controls_) {
     SendMessageW(control, WM_SETFONT, reinterpret_cast<WPARAM>(font), TRUE);
   }
+  scaleColumns(items_, std::exchange(itemsDpi_, dpi), dpi);
   View::setFont(font, dpi);
+}
+
+std::wstring EventsView::state() const {
+  return View::state() + L";" + columnState(items_, itemsDpi_);
+}
+
+void EventsView::restore(const std::wstring& state) {
+  const size_t end = std::min(state.find(L';'), state.size());
+  View::restore(state.substr(0, end));
+  restoreColumns(items_, state.substr(std::min(end + 1, state.size())), itemsDpi_);
 }
 
 // From the left; a width below 0 takes its share of what the others leave.

@@ -20,12 +20,16 @@ class EventsView final : public View {
   bool command(int id) override;
   void appear() override;
   void setFont(HFONT font, int dpi) override;
+  std::wstring state() const override;
+  void restore(const std::wstring& state) override;
 
   // Throws a Failure.
   void watch(const std::wstring& name, bool isRunning, const std::wstring& key = {},
              const std::wstring& interfaceId = {});
   void set(const std::wstring& property, const std::wstring& value);
   void setIds(bool ids);
+  // A line among the events.
+  void note(const std::wstring& failure);
   bool ids() const { return ids_; }
 
  private:
@@ -45,6 +49,7 @@ class EventsView final : public View {
   void removeChosen();
   void removeAll();
   void offerClasses();
+  void pressEnter();
   void offerInterfaces();
   std::wstring chosenInterface() const;
   size_t chosen() const;
@@ -54,9 +59,11 @@ class EventsView final : public View {
   std::unique_ptr<EventSession> session_;
   bool ids_ = false;
   bool isBusy_ = false;
-  std::vector<std::wstring> classes_;  // set by loader_ before it tells
+  std::vector<std::wstring> classes_;
+  std::vector<std::wstring> loadedClasses_;  // loader_'s, until it says that they are there
   std::unique_ptr<ReaderThread> loader_;
   std::vector<HWND> controls_;
+  int itemsDpi_ = 96;
   HWND classLabel_, class_, keyLabel_, key_, interfaceLabel_, interface_, create_, take_;
   HWND items_, remove_, clear_;
   HWND memberLabel_, member_, argumentsLabel_, arguments_, get_, set_, call_;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <windows.h>
+#include <oleauto.h>
 
 #include <string>
 
@@ -15,7 +16,9 @@ struct Failure {
 // The system's own words for an error number or an HRESULT, or else the number.
 std::wstring systemText(DWORD error);
 
-// What the last failed call on this thread's automation objects told, or else systemText.
+// What the last failed call on this thread's automation objects told, or else systemText. Before
+// calls whose failure is told, those that were not are forgotten.
+inline void forgetErrors() { SetErrorInfo(0, nullptr); }
 std::wstring automationText(HRESULT result);
 
 // Throws what automationText tells, behind the words for what was tried.

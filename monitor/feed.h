@@ -2,13 +2,12 @@
 #pragma once
 
 #include <functional>
-#include <iterator>
 #include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "row.h"
+#include "row_buffer.h"
 
 namespace monitor {
 
@@ -19,18 +18,11 @@ class Feed {
 
   void add(std::vector<Row> rows) {
     if (rows.empty()) return;
-    change([&] {
-      if (rows_.empty()) {
-        rows_ = std::move(rows);
-      } else {
-        rows_.insert(rows_.end(), std::move_iterator(rows.begin()), std::move_iterator(rows.end()));
-      }
-    });
+    change([&] { rows_.add(std::move(rows)); });
   }
 
-  // The latest stands until it is taken.
-  void say(std::wstring status) {
-    change([&] { status_ = std::move(status); });
+  void say(const std::wstring& status) {
+    change([&] { status_ += (status_.empty() ? L"" : L"; ") + status; });
   }
 
   struct News {
@@ -39,7 +31,7 @@ class Feed {
   };
   News take() {
     const std::lock_guard lock(mutex_);
-    return {std::exchange(rows_, {}), std::exchange(status_, {})};
+    return {rows_.take(), std::exchange(status_, {})};
   }
 
  private:
@@ -56,7 +48,7 @@ class Feed {
 
   std::function<void()> wake_;
   std::mutex mutex_;
-  std::vector<Row> rows_;
+  RowBuffer rows_;
   std::wstring status_;
 };
 

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <memory>
-#include <sstream>
+#include <utility>
 
 #include "ZSupport.h"
 #include "controls.h"
 #include "failure.h"
-#include "handle.h"
+#include "saved_rows.h"
 #include "text.h"
 
 namespace monitor {
@@ -40,20 +40,11 @@ bool isHighContrastOn() {
          (setting.dwFlags & HCF_HIGHCONTRASTON);
 }
 
-std::wstring csvCell(std::wstring_view text) {
-  // What a spreadsheet would take for a formula stays a text.
-  const bool isFormula = !text.empty() && std::wstring_view(L"=+-@").find(text[0]) != text.npos;
-  std::wstring cell = isFormula ? L"\"'" : L"\"";
-  for (const wchar_t c : text) {
-    if (c == L'"') cell += c;
-    cell += c;
-  }
-  return cell + L'"';
-}
-
-// A control of the platform takes many seconds for a line of a hundred thousand characters.
+// A control of the platform takes many seconds for a line of a hundred thousand characters, and
+// ends at the first NUL.
 std::wstring inLines(const std::wstring& text) {
   constexpr size_t longest = 1'000;
+  constexpr wchar_t kPictureOfNul = 0x2400;
   std::wstring lines;
   size_t length = 0;
   for (const wchar_t c : text) {
@@ -62,61 +53,45 @@ std::wstring inLines(const std::wstring& text) {
       length = 1;
     }
     if (c == L'\n') length = 0;
-    lines += c;
+    lines += c ? c : kPictureOfNul;
   }
   return lines;
-}
-
-void putOnClipboard(HWND owner, const std::wstring& text) {
-  if (!OpenClipboard(owner)) throw Failure{L"The clipboard is in use"};
-  EmptyClipboard();
-  const size_t bytes = (text.size() + 1) * sizeof(wchar_t);
-  const HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE, bytes);
-  if (void* const place = memory ? GlobalLock(memory) : nullptr) {
-    memcpy(place, text.c_str(), bytes);
-    GlobalUnlock(memory);
-    if (!SetClipboardData(CF_UNICODETEXT, memory)) GlobalFree(memory);
-  }
-  CloseClipboard();
-  if (!memory) throw std::bad_alloc();
 }
 
 }  // namespace
 
 ListPane::ListPane(HWND parent, const wchar_t* name, std::vector<Column> columns,
                    std::function<std::wstring(const Row&)> whole)
-    : name_(name),
-      columns_(std::move(columns)),
+    : columns_(std::move(columns)),
       whole_(std::move(whole)),
-      filterLabel_(makeControl(parent, WC_STATICW, L"&Filter:", 0)),
+      rows_(columns_.size()),
+      filterLabel_(makeControl(parent, WC_STATICW, L"Fi&lter:", 0)),
       filter_(makeControl(parent, WC_EDITW, L"", WS_TABSTOP | ES_AUTOHSCROLL, WS_EX_CLIENTEDGE)),
+      // Without a size: screen readers and keys find the list and the details by them.
+      listLabel_(makeControl(parent, WC_STATICW, name, 0)),
       list_(makeControl(parent, WC_LISTVIEWW, name,
                         WS_TABSTOP | LVS_REPORT | LVS_OWNERDATA | LVS_SHOWSELALWAYS,
                         WS_EX_CLIENTEDGE)),
+      detailsLabel_(makeControl(parent, WC_STATICW, L"&Details", 0)),
       details_(makeControl(parent, WC_EDITW, L"",
                            WS_TABSTOP | WS_VSCROLL | ES_MULTILINE | ES_READONLY | ES_AUTOVSCROLL,
                            WS_EX_CLIENTEDGE)) {
   SendMessageW(details_, EM_SETLIMITTEXT, 0, 0);
+  SetWindowSubclass(details_, detailsProcedure, 1, 0);
   ListView_SetExtendedListViewStyle(
       list_, LVS_EX_FULLROWSELECT | LVS_EX_DOUBLEBUFFER | LVS_EX_HEADERDRAGDROP | LVS_EX_LABELTIP);
-  for (size_t i = 0; i < columns_.size(); ++i) {
-    LVCOLUMNW column{};
-    column.mask = LVCF_TEXT | LVCF_WIDTH;
-    column.pszText = const_cast<wchar_t*>(columns_[i].name);
-    column.cx = columns_[i].width;
-    ListView_InsertColumn(list_, static_cast<int>(i), &column);
-  }
+  insertColumns(list_, columns_);
   systemColoursChanged();
 }
 
-void ListPane::add(std::vector<Row> rows) {
-  waiting_.insert(waiting_.end(), std::move_iterator(rows.begin()), std::move_iterator(rows.end()));
-  // What waits while the list is held is bounded, too.
-  if (waiting_.size() > RowList::kMostRows) {
-    const auto surplus = static_cast<std::ptrdiff_t>(waiting_.size() - RowList::kMostRows / 2);
-    waiting_.erase(waiting_.begin(), waiting_.begin() + surplus);
-  }
+// An edit of many lines takes Tab and Esc for itself; this one is only read.
+LRESULT CALLBACK ListPane::detailsProcedure(HWND details, UINT message, WPARAM wParam,
+                                            LPARAM lParam, UINT_PTR, DWORD_PTR) {
+  if (message == WM_GETDLGCODE) return DLGC_HASSETSEL | DLGC_WANTARROWS;
+  return DefSubclassProc(details, message, wParam, lParam);
 }
+
+void ListPane::add(std::vector<Row> rows) { waiting_.add(std::move(rows)); }
 
 void ListPane::showWhenDue() {
   if (GetTickCount64() - lastShown_ >= kShowEvery) show();
@@ -124,14 +99,15 @@ void ListPane::showWhenDue() {
 
 void ListPane::show() {
   if (isHeld_ || waiting_.empty()) return;
-  const bool follow = isAtEnd() && rows_.order() == RowList::Order();
-  const size_t before = rows_.size() + waiting_.size();
-  const bool isSorted = rows_.order() != RowList::Order();
-  const auto take = [this] { rows_.add(std::exchange(waiting_, {})); };
-  if (isSorted || before > RowList::kMostRows) {
-    reorder(take);
+  const bool isSorted = rows_.order().column >= 0;
+  const bool follow = isAtEnd() && !isSorted;
+  lost_ += waiting_.lost();
+  const bool mayMove = isSorted || rows_.size() + waiting_.size() > kMostRows ||
+                       rows_.text() + waiting_.text() > kMostText;
+  if (mayMove) {
+    reorder([this] { rows_.add(waiting_.take()); }, false);
   } else {
-    take();
+    rows_.add(waiting_.take());
   }
   refreshCount(follow);
   UpdateWindow(list_);
@@ -144,9 +120,14 @@ void ListPane::setHeld(bool held) {
 }
 
 void ListPane::clear() {
-  waiting_.clear();
-  rows_.clear();
+  waiting_.take();
+  lost_ = 0;
+  removeIf([](const Row&) { return true; });
+}
+
+void ListPane::removeIf(const std::function<bool(const Row&)>& condition) {
   ListView_SetItemState(list_, -1, 0, LVIS_SELECTED | LVIS_FOCUSED);
+  rows_.removeIf(condition);
   refreshCount(false);
   showDetails();
 }
@@ -156,6 +137,7 @@ std::wstring ListPane::counts() const {
                           ? countText(rows_.size()) + L" rows"
                           : countText(rows_.shown()) + L" of " + countText(rows_.size()) + L" rows";
   if (isHeld_) text += L", held: " + countText(waiting_.size()) + L" waiting";
+  if (const size_t lost = lost_ + waiting_.lost()) text += L", " + countText(lost) + L" lost";
   return text;
 }
 
@@ -170,20 +152,37 @@ bool ListPane::isAtEnd() const {
   return last >= static_cast<int>(rows_.shown());
 }
 
-// The chosen row stays chosen, wherever it comes to stand.
-void ListPane::reorder(const std::function<void()>& change) {
-  const int chosen = ListView_GetNextItem(list_, -1, LVNI_FOCUSED);
-  const bool isChosen = chosen >= 0 && static_cast<size_t>(chosen) < rows_.shown();
-  const uint32_t id = isChosen ? rows_.idAt(static_cast<size_t>(chosen)) : 0;
+std::optional<uint32_t> ListPane::chosen() const {
+  const int place = ListView_GetNextItem(list_, -1, LVNI_FOCUSED);
+  if (place < 0 || static_cast<size_t>(place) >= rows_.shown()) return {};
+  return rows_.idAt(static_cast<size_t>(place));
+}
+
+// Rows that are chosen stay chosen, wherever they come to stand. What the user changes shows the
+// one that has the focus.
+void ListPane::reorder(const std::function<void()>& change, bool isForUser) {
+  constexpr size_t most = 10'000;  // of all of a long list nobody looks for each
+  const std::optional<uint32_t> focused = chosen();
+  std::vector<uint32_t> selected;
+  for (int i = -1; (i = ListView_GetNextItem(list_, i, LVNI_SELECTED)) >= 0;) {
+    if (static_cast<size_t>(i) < rows_.shown() && selected.size() < most) {
+      selected.push_back(rows_.idAt(static_cast<size_t>(i)));
+    }
+  }
+  isReordering_ = true;
   change();
   ListView_SetItemState(list_, -1, 0, LVIS_SELECTED | LVIS_FOCUSED);
   refreshCount(false);
-  const size_t place = isChosen ? rows_.placeOf(id) : RowList::npos;
-  if (place != RowList::npos) {
-    const int index = static_cast<int>(place);
-    ListView_SetItemState(list_, index, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
-    ListView_EnsureVisible(list_, index, FALSE);
-  }
+  const auto mark = [this](uint32_t id, UINT state) {
+    const size_t place = rows_.placeOf(id);
+    if (place == RowList::npos) return -1;
+    ListView_SetItemState(list_, static_cast<int>(place), state, state);
+    return static_cast<int>(place);
+  };
+  for (const uint32_t id : selected) mark(id, LVIS_SELECTED);
+  const int place = focused ? mark(*focused, LVIS_FOCUSED) : -1;
+  if (place >= 0 && isForUser) ListView_EnsureVisible(list_, place, FALSE);
+  isReordering_ = false;
   InvalidateRect(list_, nullptr, FALSE);
   showDetails();
 }
@@ -197,26 +196,15 @@ void ListPane::sortBy(int column) {
   } else {
     order = {};
   }
-  reorder([&] { rows_.setOrder(order); });
-  const HWND header = ListView_GetHeader(list_);
-  for (size_t i = 0; i < columns_.size(); ++i) {
-    HDITEMW item{};
-    item.mask = HDI_FORMAT;
-    Header_GetItem(header, static_cast<int>(i), &item);
-    item.fmt &= ~(HDF_SORTUP | HDF_SORTDOWN);
-    if (static_cast<int>(i) == order.column) {
-      item.fmt |= order.isDescending ? HDF_SORTDOWN : HDF_SORTUP;
-    }
-    Header_SetItem(header, static_cast<int>(i), &item);
-  }
+  reorder([&] { rows_.setOrder(order); }, true);
+  markSorted(list_, order.column, order.isDescending);
 }
 
 void ListPane::showDetails() {
-  const int chosen = ListView_GetNextItem(list_, -1, LVNI_FOCUSED);
-  const bool isChosen = chosen >= 0 && static_cast<size_t>(chosen) < rows_.shown();
-  const std::wstring text =
-      isChosen ? inLines(whole_(rows_.at(static_cast<size_t>(chosen)))) : std::wstring();
-  SetWindowTextW(details_, text.c_str());
+  const std::optional<uint32_t> id = chosen();
+  if (isReordering_ || id == detailed_) return;
+  detailed_ = id;
+  SetWindowTextW(details_, id ? inLines(whole_(rows_.at(rows_.placeOf(*id)))).c_str() : L"");
 }
 
 void ListPane::fillCell(LVITEMW& item) const {
@@ -242,12 +230,28 @@ LRESULT ListPane::paint(NMLVCUSTOMDRAW& draw) const {
   return CDRF_DODEFAULT;
 }
 
+// For letters that are typed into the list: the next row whose first cell begins with them.
+LRESULT ListPane::find(const NMLVFINDITEMW& wanted) const {
+  if (!(wanted.lvfi.flags & (LVFI_STRING | LVFI_PARTIAL)) || !wanted.lvfi.psz) return -1;
+  const std::wstring text = folded(wanted.lvfi.psz);
+  const size_t count = rows_.shown(), start = static_cast<size_t>(std::max(wanted.iStart, 0));
+  for (size_t i = 0; i < count; ++i) {
+    const size_t place = (start + i) % count;
+    if (folded(rows_.at(place).cell(0).substr(0, text.size())) == text) {
+      return static_cast<LRESULT>(place);
+    }
+  }
+  return -1;
+}
+
 std::optional<LRESULT> ListPane::notified(NMHDR* header) {
   if (header->hwndFrom != list_) return {};
   switch (header->code) {
     case LVN_GETDISPINFOW:
       fillCell(reinterpret_cast<NMLVDISPINFOW*>(header)->item);
       return 0;
+    case LVN_ODFINDITEMW:
+      return find(*reinterpret_cast<NMLVFINDITEMW*>(header));
     case LVN_COLUMNCLICK:
       sortBy(reinterpret_cast<NMLISTVIEW*>(header)->iSubItem);
       return 0;
@@ -264,38 +268,21 @@ std::optional<LRESULT> ListPane::notified(NMHDR* header) {
 
 bool ListPane::commanded(HWND control, WORD code) {
   if (control != filter_ || code != EN_CHANGE) return false;
-  reorder([this] { rows_.setFilter(windowText(filter_)); });
+  reorder([this] { rows_.setFilter(windowText(filter_)); }, true);
   return true;
 }
 
 void ListPane::systemColoursChanged() {
   isHighContrast_ = isHighContrastOn();
+  SendMessageW(list_, WM_SYSCOLORCHANGE, 0, 0);
   InvalidateRect(list_, nullptr, TRUE);
-}
-
-std::wstring ListPane::line(const Row& row, bool isCsv) const {
-  std::wstring text;
-  for (size_t i = 0; i < columns_.size(); ++i) {
-    if (i) text += isCsv ? L',' : L'\t';
-    text += isCsv ? csvCell(row.cell(i)) : onOneLine(row.cell(i));
-  }
-  return text + L"\r\n";
-}
-
-std::wstring ListPane::head(bool isCsv) const {
-  std::wstring text;
-  for (size_t i = 0; i < columns_.size(); ++i) {
-    if (i) text += isCsv ? L',' : L'\t';
-    text += isCsv ? csvCell(columns_[i].name) : columns_[i].name;
-  }
-  return text + L"\r\n";
 }
 
 void ListPane::copySelection() const {
   std::wstring text;
   for (int i = -1; (i = ListView_GetNextItem(list_, i, LVNI_SELECTED)) >= 0;) {
     if (static_cast<size_t>(i) < rows_.shown())
-      text += line(rows_.at(static_cast<size_t>(i)), false);
+      text += rowLine(rows_.at(static_cast<size_t>(i)), columns_.size(), TextForm::kTabs);
   }
   if (text.empty()) throw Failure{L"No row is chosen"};
   putOnClipboard(list_, text);
@@ -307,25 +294,7 @@ void ListPane::selectAll() {
 }
 
 void ListPane::save(const std::wstring& path) const {
-  const bool isCsv = path.size() > 4 && compareFolded(path.substr(path.size() - 4), L".csv") == 0;
-  const Handle file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                FILE_ATTRIBUTE_NORMAL, nullptr));
-  DWORD error = file ? ERROR_SUCCESS : GetLastError();
-  const auto write = [&](const std::wstring& text) {
-    const std::string bytes = toUtf8(text);
-    DWORD written = 0;
-    if (!error &&
-        !WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr)) {
-      error = GetLastError();
-    }
-  };
-  std::wstring text = L"\xFEFF" + head(isCsv);
-  for (size_t i = 0; i < rows_.shown(); ++i) {
-    text += line(rows_.at(i), isCsv);
-    if (text.size() > 0x10000) write(std::exchange(text, {}));
-  }
-  write(text);
-  if (error) throw Failure{path + L" cannot be written: " + systemText(error)};
+  saveRows(path, columns_, rows_.shown(), [this](size_t i) -> const Row& { return rows_.at(i); });
 }
 
 void ListPane::place(const RECT& area) {
@@ -339,44 +308,10 @@ void ListPane::place(const RECT& area) {
 }
 
 void ListPane::setFont(HFONT font, int dpi) {
-  const int before = std::exchange(dpi_, dpi);
   for (const HWND control : {filterLabel_, filter_, list_, details_}) {
     SendMessageW(control, WM_SETFONT, reinterpret_cast<WPARAM>(font), TRUE);
   }
-  for (size_t i = 0; i < columns_.size(); ++i) {
-    const int column = static_cast<int>(i);
-    ListView_SetColumnWidth(list_, column,
-                            MulDiv(ListView_GetColumnWidth(list_, column), dpi, before));
-  }
-}
-
-// The widths of the columns at 96 dots per inch, and their order.
-std::wstring ListPane::state() const {
-  std::vector<int> order(columns_.size());
-  ListView_GetColumnOrderArray(list_, static_cast<int>(order.size()), order.data());
-  std::wostringstream text;
-  for (size_t i = 0; i < columns_.size(); ++i) {
-    text << MulDiv(ListView_GetColumnWidth(list_, static_cast<int>(i)), 96, dpi_) << L' '
-         << order[i] << L' ';
-  }
-  return text.str();
-}
-
-void ListPane::restore(const std::wstring& state) {
-  std::wistringstream text(state);
-  std::vector<int> widths(columns_.size()), order(columns_.size());
-  for (size_t i = 0; i < columns_.size(); ++i) {
-    if (!(text >> widths[i] >> order[i]) || widths[i] < 0 || widths[i] > 5000) return;
-  }
-  std::vector<int> sorted = order;
-  std::sort(sorted.begin(), sorted.end());
-  for (size_t i = 0; i < sorted.size(); ++i) {
-    if (sorted[i] != static_cast<int>(i)) return;
-  }
-  for (size_t i = 0; i < widths.size(); ++i) {
-    ListView_SetColumnWidth(list_, static_cast<int>(i), scaled(widths[i]));
-  }
-  ListView_SetColumnOrderArray(list_, static_cast<int>(order.size()), order.data());
+  scaleColumns(list_, std::exchange(dpi_, dpi), dpi);
 }
 
 }  // namespace monitor

@@ -10,18 +10,14 @@
 #include <string>
 #include <vector>
 
+#include "columns.h"
 #include "row_list.h"
 
 namespace monitor {
 
-struct Column {
-  const wchar_t* name;
-  int width;  // at 96 dots per inch
-};
-
 class ListPane {
  public:
-  // name: what its size is remembered under. whole: the text of a row's details.
+  // name: what its list is called. whole: the text of a row's details.
   ListPane(HWND parent, const wchar_t* name, std::vector<Column> columns,
            std::function<std::wstring(const Row&)> whole);
 
@@ -34,6 +30,8 @@ class ListPane {
   void setHeld(bool held);
   bool isHeld() const { return isHeld_; }
   void clear();
+  void removeIf(const std::function<bool(const Row&)>& condition);
+  void forEach(const std::function<void(const Row&)>& use) const { rows_.forEach(use); }
 
   // "1,234 of 5,678 shown", and what waits.
   std::wstring counts() const;
@@ -58,30 +56,34 @@ class ListPane {
   bool commanded(HWND control, WORD code);
   void systemColoursChanged();
 
-  std::wstring state() const;
-  void restore(const std::wstring& state);
+  std::wstring state() const { return columnState(list_, dpi_); }
+  void restore(const std::wstring& state) { restoreColumns(list_, state, dpi_); }
 
  private:
+  static LRESULT CALLBACK detailsProcedure(HWND details, UINT message, WPARAM wParam, LPARAM lParam,
+                                           UINT_PTR id, DWORD_PTR data);
   void fillCell(LVITEMW& item) const;
   LRESULT paint(NMLVCUSTOMDRAW& draw) const;
+  LRESULT find(const NMLVFINDITEMW& wanted) const;
+  std::optional<uint32_t> chosen() const;
   void showDetails();
-  void reorder(const std::function<void()>& change);
+  void reorder(const std::function<void()>& change, bool isForUser);
   void refreshCount(bool follow);
   bool isAtEnd() const;
   int scaled(int pixels) const { return MulDiv(pixels, dpi_, 96); }
-  std::wstring line(const Row& row, bool isCsv) const;
-  std::wstring head(bool isCsv) const;
 
-  const std::wstring name_;
   const std::vector<Column> columns_;
   const std::function<std::wstring(const Row&)> whole_;
   RowList rows_;
-  std::vector<Row> waiting_;
+  RowBuffer waiting_;
+  size_t lost_ = 0;
+  std::optional<uint32_t> detailed_;  // the row whose details are shown
+  bool isReordering_ = false;
   ULONGLONG lastShown_ = 0;
   bool isHeld_ = false;
   bool isHighContrast_ = false;
   int dpi_ = 96;
-  HWND filterLabel_, filter_, list_, details_;
+  HWND filterLabel_, filter_, listLabel_, list_, detailsLabel_, details_;
 };
 
 }  // namespace monitor

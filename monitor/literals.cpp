@@ -142,6 +142,8 @@ std::wstring quoted(std::wstring_view text) {
   return result;
 }
 
+std::wstring describeArray(const VARIANT& value);
+
 // Without its type.
 std::wstring valueText(const VARIANT& value) {
   switch (V_VT(&value)) {
@@ -156,9 +158,14 @@ std::wstring valueText(const VARIANT& value) {
       const std::wstring name = typeNameOf(V_UNKNOWN(&value));
       return name.empty() ? L"an object" : name;
     }
+    case VT_ERROR:
+      return V_ERROR(&value) == DISP_E_PARAMNOTFOUND
+                 ? L"missing"
+                 : systemText(static_cast<DWORD>(V_ERROR(&value)));
     default:
       break;
   }
+  if (V_ISARRAY(&value)) return describeArray(value);
   _variant_t text;
   const HRESULT result = VariantChangeTypeEx(&text, const_cast<VARIANT*>(&value), LOCALE_INVARIANT,
                                              VARIANT_ALPHABOOL, VT_BSTR);
@@ -187,13 +194,12 @@ std::wstring describeArray(const VARIANT& value) {
   for (LONG index = lower; index <= upper && static_cast<ULONG>(index - lower) < kMostElements;
        ++index) {
     _variant_t element;
-    V_VT(&element) = type;
-    void* const place = type == VT_VARIANT ? static_cast<void*>(&element) : &V_I4(&element);
-    if (type == VT_DECIMAL || FAILED(SafeArrayGetElement(array, &index, place))) {
-      V_VT(&element) = VT_EMPTY;
-      break;
-    }
-    text += (index > lower ? L", " : L"") + valueText(element);
+    void* const place =
+        type == VT_VARIANT || type == VT_DECIMAL ? static_cast<void*>(&element) : &V_I4(&element);
+    if (FAILED(SafeArrayGetElement(array, &index, place))) break;
+    if (type != VT_VARIANT) V_VT(&element) = type;
+    text += (index > lower ? L", " : L"") +
+            (type == VT_VARIANT ? describe(element) : valueText(element));
   }
   return text + (static_cast<ULONG>(upper - lower) >= kMostElements ? L", ...}" : L"}");
 }
@@ -209,9 +215,18 @@ std::wstring describe(const VARIANT& value) {
   return valueText(value) + L" (" + typeName(type) + L")";
 }
 
-std::wstring describeAll(const VARIANT* values, size_t count) {
+std::wstring describeElements(SAFEARRAY* values) {
+  LONG lower = 0, upper = -1;
+  if (!values || FAILED(SafeArrayGetLBound(values, 1, &lower)) ||
+      FAILED(SafeArrayGetUBound(values, 1, &upper))) {
+    return {};
+  }
   std::wstring text;
-  for (size_t i = 0; i < count; ++i) text += (i ? L", " : L"") + describe(values[i]);
+  for (LONG index = lower; index <= upper; ++index) {
+    _variant_t value;
+    if (FAILED(SafeArrayGetElement(values, &index, &value))) break;
+    text += (index > lower ? L", " : L"") + describe(value);
+  }
   return text;
 }
 

@@ -17,8 +17,8 @@ std::vector<_variant_t> readLiterals(std::wstring_view text);
 // all; an object with the name of its class.
 std::wstring describe(const VARIANT& value);
 
-// "True (Boolean), 5 (Long)"
-std::wstring describeAll(const VARIANT* values, size_t count);
+// Of an array of variants with one dimension: True (Boolean), 5 (Long)
+std::wstring describeElements(SAFEARRAY* values);
 
 // What an object's type information calls it; empty when it has none.
 std::wstring typeNameOf(IUnknown* object);

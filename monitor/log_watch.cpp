@@ -3,11 +3,11 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <shlobj.h>
+#include <utility>
 
-#include "debug_settings.h"
 #include "failure.h"
 #include "log_file.h"
+#include "log_paths.h"
 #include "text.h"
 #include "trace_record.h"
 
@@ -17,17 +17,10 @@ namespace {
 constexpr size_t kMostFiles = MAXIMUM_WAIT_OBJECTS - 1;
 constexpr size_t kBatch = 4096;     // rows that are handed over at a time
 constexpr DWORD kRetryAfter = 500;  // milliseconds, while a file is locked
-constexpr wchar_t kLogBelowData[] = L"\\Zarnow Instruments Ltd\\System\\ZSupport\\ZSupport.log";
 
 bool isFolder(const std::wstring& path) {
   const DWORD attributes = GetFileAttributesW(path.c_str());
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
-}
-
-std::wstring folderOf(const std::wstring& path) {
-  const size_t end = path.find_last_of(L"\\/");
-  if (end == path.npos) return {};
-  return end > 0 && path[end - 1] == L':' ? path.substr(0, end + 1) : path.substr(0, end);
 }
 
 // The notification of changes in a file's folder, or above it while that is not there.
@@ -79,79 +72,75 @@ class FolderWatch {
 };
 
 struct Followed {
-  explicit Followed(const std::wstring& path) : file(path), folder(path) {}
+  explicit Followed(const std::wstring& path)
+      : file(path), origin(std::make_shared<const std::wstring>(path)), folder(path) {}
   LogFile file;
+  Origin origin;
   FolderWatch folder;
   DWORD error = ERROR_SUCCESS;
+
+  // Nobody will tell when that changes.
+  bool needsRetry() const { return error || !folder.isWatching(); }
 };
 
-void read(Followed& followed, Feed& feed) {
+void read(Followed& followed, Feed& feed, HANDLE stop) {
   std::vector<Row> rows;
   Programs programs;
   const DWORD error = followed.file.readNew([&](std::string_view bytes) {
     bool isSound;
     const std::wstring line = fromUtf8(bytes, &isSound);
-    rows.push_back(rowOfLine(line, isSound, followed.file.path(), programs));
-    if (rows.size() >= kBatch) feed.add(std::exchange(rows, {}));
+    rows.push_back(rowOfLine(line, isSound, followed.origin, programs));
+    if (rows.size() < kBatch) return true;
+    feed.add(std::exchange(rows, {}));
+    return WaitForSingleObject(stop, 0) != WAIT_OBJECT_0;
   });
   feed.add(std::move(rows));
-  if (error != followed.error) {
+  if (error != followed.error && error != ERROR_CANCELLED) {
     feed.say(error ? followed.file.path() + L" cannot be read: " + systemText(error)
                    : followed.file.path() + L" can be read again");
-    followed.error = error;
   }
+  followed.error = error;
+}
+
+// Waits for something to happen, and for retries; false when it is time to stop.
+bool waitForChanges(const std::vector<Followed>& files, HANDLE stop) {
+  std::vector<HANDLE> handles = {stop};
+  bool needsRetry = false;
+  for (const Followed& each : files) {
+    if (each.folder.isWatching()) handles.push_back(each.folder.change());
+    needsRetry = needsRetry || each.needsRetry();
+  }
+  const DWORD signalled = WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(),
+                                                 FALSE, needsRetry ? kRetryAfter : INFINITE);
+  if (signalled == WAIT_FAILED) Sleep(kRetryAfter);  // a handle has gone: it is renewed
+  return signalled != WAIT_OBJECT_0;
 }
 
 void follow(const std::vector<std::wstring>& paths, Feed& feed, HANDLE stop, HANDLE hasReadFirst) {
   std::vector<Followed> files;
   files.reserve(paths.size());
   for (const std::wstring& path : paths) files.emplace_back(path);
-  for (;;) {
-    for (Followed& each : files) read(each, feed);
-    SetEvent(hasReadFirst);
-    std::vector<HANDLE> handles = {stop};
-    for (const Followed& each : files) {
-      if (each.folder.isWatching()) handles.push_back(each.folder.change());
-    }
-    const bool isLocked =
-        std::any_of(files.begin(), files.end(), [](const Followed& each) { return each.error; });
-    const DWORD count = static_cast<DWORD>(handles.size());
-    const DWORD signalled =
-        WaitForMultipleObjects(count, handles.data(), FALSE, isLocked ? kRetryAfter : INFINITE);
-    if (signalled == WAIT_OBJECT_0 || signalled == WAIT_FAILED) return;
+  for (Followed& each : files) read(each, feed, stop);
+  SetEvent(hasReadFirst);
+  while (waitForChanges(files, stop)) {
     for (Followed& each : files) {
       const bool hasChanged =
-          each.folder.isWatching() && WaitForSingleObject(each.folder.change(), 0) == WAIT_OBJECT_0;
+          !each.folder.isWatching() || WaitForSingleObject(each.folder.change(), 0) != WAIT_TIMEOUT;
+      // Watched again first, so that nothing falls between.
       if (hasChanged) each.folder.renew();
+      if (hasChanged || each.error) read(each, feed, stop);
     }
   }
 }
 
-std::wstring knownFolder(int id) {
-  wchar_t path[MAX_PATH];
-  return SUCCEEDED(SHGetFolderPathW(nullptr, id, nullptr, 0, path)) ? path : std::wstring();
-}
-
-bool hasRoot(const std::wstring& path) {
-  return path.find_first_of(L"\\/") == 0 || path.find(L':') == 1;
-}
-
-// Beside this user's profile; what cannot be opened does not count.
-void addLogsOfOthers(const std::wstring& ownData, std::vector<std::wstring>& paths) {
-  const std::wstring profile = knownFolder(CSIDL_PROFILE);
-  if (profile.empty() || !ownData.starts_with(profile)) return;
-  const std::wstring profiles = folderOf(profile), below = ownData.substr(profile.size());
-  WIN32_FIND_DATAW found;
-  const HANDLE search = FindFirstFileW((profiles + L"\\*").c_str(), &found);
-  if (search == INVALID_HANDLE_VALUE) return;
-  do {
-    const std::wstring path = profiles + L'\\' + found.cFileName + below + kLogBelowData;
-    const bool isKnown = std::find(paths.begin(), paths.end(), path) != paths.end();
-    if (!isKnown && GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) {
-      paths.push_back(path);
-    }
-  } while (FindNextFileW(search, &found));
-  FindClose(search);
+void followSafely(const std::vector<std::wstring>& paths, Feed& feed, HANDLE stop,
+                  HANDLE hasReadFirst) {
+  try {
+    follow(paths, feed, stop, hasReadFirst);
+  } catch (...) {
+    feed.say(L"Log files are read no longer: " + failureText());
+  }
+  SetEvent(hasReadFirst);
 }
 
 std::vector<std::wstring> firstOnes(std::vector<std::wstring> paths) {
@@ -163,21 +152,7 @@ std::vector<std::wstring> firstOnes(std::vector<std::wstring> paths) {
 
 LogWatch::LogWatch(std::vector<std::wstring> paths, Feed& feed)
     : hasReadFirst_(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
-      thread_([paths = firstOnes(std::move(paths)), &feed,
-               first = hasReadFirst_.get()](HANDLE stop) { follow(paths, feed, stop, first); }) {}
-
-std::vector<std::wstring> libraryLogs() {
-  std::vector<std::wstring> paths;
-  const std::wstring data = knownFolder(CSIDL_LOCAL_APPDATA);
-  if (!data.empty()) paths.push_back(data + kLogBelowData);
-  const std::wstring setting = DebugSettings().text(kLogFileSetting).value;
-  if (!setting.empty()) {
-    paths.push_back(hasRoot(setting) || data.empty()
-                        ? setting
-                        : folderOf(data + kLogBelowData) + L'\\' + setting);
-  }
-  addLogsOfOthers(data, paths);
-  return paths;
-}
+      thread_([paths = firstOnes(std::move(paths)), &feed, first = hasReadFirst_.get()](
+                  HANDLE stop) { followSafely(paths, feed, stop, first); }) {}
 
 }  // namespace monitor

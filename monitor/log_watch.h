@@ -15,17 +15,13 @@ class LogWatch {
   // At most some sixty files: what one wait can wait for.
   LogWatch(std::vector<std::wstring> paths, Feed& feed);
 
-  // Until everything that was there at first has been handed over.
+  // Everything that was there at first has been handed over.
+  bool hasReadFirst() const { return WaitForSingleObject(hasReadFirst_.get(), 0) == WAIT_OBJECT_0; }
   void waitForFirst() const { WaitForSingleObject(hasReadFirst_.get(), INFINITE); }
 
  private:
   const Handle hasReadFirst_;
   ReaderThread thread_;
 };
-
-// The files that the library writes on this machine as far as they can be known: the one of its
-// LogFile setting, the default one that it falls back on, and those of other users that can be
-// read.
-std::vector<std::wstring> libraryLogs();
 
 }  // namespace monitor

@@ -13,32 +13,32 @@
 namespace monitor {
 namespace {
 
-int run(const CommandLine& options, const Console& console) {
+int run(const CommandLine& options) {
   if (options.help) {
-    console.out(kUsage);
+    Console().tell(kUsage, false);
   } else if (options.version) {
-    console.out(L"ZSupportMonitor " + programVersion() + L"\n");
+    Console().tell(L"ZSupportMonitor " + programVersion() + L"\n", false);
   } else if (options.text) {
+    Console console;
     return runText(options, console);
   } else {
-    runWindow(options);
+    runWindow(options);  // which a console must not take along when it is closed
   }
   return 0;
 }
 
 int runProgram(int count, const wchar_t* const* arguments) {
-  const Console console;
   CommandLine options;
   try {
     options = parseCommandLine(count, arguments);
   } catch (...) {
-    console.err(L"ZSupportMonitor: " + failureText() + L"\n" + kUsage);
+    Console().tell(L"ZSupportMonitor: " + failureText() + L"\n" + kUsage, true);
     return 2;
   }
   try {
-    return run(options, console);
+    return run(options);
   } catch (...) {
-    console.err(L"ZSupportMonitor: " + failureText() + L"\n");
+    Console().tell(L"ZSupportMonitor: " + failureText() + L"\n", true);
     return 1;
   }
 }

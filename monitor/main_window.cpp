@@ -9,12 +9,14 @@
 #include <memory>
 #include <shellapi.h>
 #include <sstream>
+#include <utility>
 
 #include "controls.h"
 #include "events_view.h"
 #include "failure.h"
 #include "resource.h"
 #include "settings_dialog.h"
+#include "text.h"
 #include "traces_view.h"
 #include "version.h"
 
@@ -26,6 +28,7 @@ constexpr wchar_t kMainClass[] = L"ZSupportMonitor";
 constexpr wchar_t kPlaceName[] = L"Window";
 constexpr wchar_t kViewName[] = L"View";
 constexpr UINT kStart = WM_APP + 1;
+constexpr UINT kDpiChanged = 0x02E0;  // WM_DPICHANGED, from Windows 8.1 on
 
 bool isEdit(HWND window) {
   wchar_t name[16];
@@ -60,7 +63,7 @@ class MainWindow {
       tab.mask = TCIF_TEXT;
       tab.pszText = const_cast<wchar_t*>(view->name());
       TabCtrl_InsertItem(tabs_, TabCtrl_GetItemCount(tabs_), &tab);
-      view->pane().restore(memory_.read(columnsName(*view)));
+      view->restore(memory_.read(columnsName(*view)));
     }
     events_->setIds(options.ids);
     useDpi(dotsPerInch(window_));
@@ -108,24 +111,47 @@ class MainWindow {
       case kStart:
         watchGiven();
         return 0;
-      case WM_SIZE:
-        place();
-        return 0;
-      case WM_SETFOCUS:
-        if (shown_) SetFocus(shown_->pane().list());
-        return 0;
       case WM_COMMAND:
         command(LOWORD(wParam));
         return 0;
       case WM_INITMENUPOPUP:
         markMenu(reinterpret_cast<HMENU>(wParam));
         return 0;
+      case WM_CONTEXTMENU:
+        showContextMenu(reinterpret_cast<HWND>(wParam), lParam);
+        return 0;
       case WM_NOTIFY:
         if (reinterpret_cast<NMHDR*>(lParam)->code == TCN_SELCHANGE) {
           show(*views()[static_cast<size_t>(TabCtrl_GetCurSel(tabs_))]);
         }
         return 0;
-      case WM_DPICHANGED_LATER: {
+      case WM_ENDSESSION:
+      case WM_CLOSE:
+        remember();
+        if (message == WM_CLOSE) DestroyWindow(window_);
+        return 0;
+      case WM_DESTROY:
+        PostQuitMessage(0);
+        return 0;
+      default:
+        return handleAppearance(message, wParam, lParam);
+    }
+  }
+
+  LRESULT handleAppearance(UINT message, WPARAM wParam, LPARAM lParam) {
+    switch (message) {
+      case WM_SIZE:
+        place();
+        return 0;
+      case WM_ACTIVATE:
+        // The control that had the focus has it again when the window comes back.
+        if (LOWORD(wParam) == WA_INACTIVE) focused_ = GetFocus();
+        return DefWindowProcW(window_, message, wParam, lParam);
+      case WM_SETFOCUS:
+        SetFocus(IsChild(window_, focused_) && IsWindowVisible(focused_) ? focused_
+                                                                         : shown_->pane().list());
+        return 0;
+      case kDpiChanged: {
         const RECT& wanted = *reinterpret_cast<const RECT*>(lParam);
         SetWindowPos(window_, nullptr, wanted.left, wanted.top, wanted.right - wanted.left,
                      wanted.bottom - wanted.top, SWP_NOZORDER | SWP_NOACTIVATE);
@@ -135,14 +161,6 @@ class MainWindow {
       case WM_SETTINGCHANGE:
       case WM_SYSCOLORCHANGE:
         for (View* const view : views()) view->pane().systemColoursChanged();
-        return 0;
-      case WM_ENDSESSION:
-      case WM_CLOSE:
-        remember();
-        if (message == WM_CLOSE) DestroyWindow(window_);
-        return 0;
-      case WM_DESTROY:
-        PostQuitMessage(0);
         return 0;
       default:
         return DefWindowProcW(window_, message, wParam, lParam);
@@ -156,6 +174,7 @@ class MainWindow {
         events_->watch(object.name, object.isRunning);
         for (const auto& each : object.assignments) events_->set(each.property, each.value);
       } catch (...) {
+        events_->note(failureText());
         say(failureText());
       }
     }
@@ -169,13 +188,23 @@ class MainWindow {
     tellCounts();
     place();
     if (GetFocus() != tabs_) SetFocus(view.pane().list());
-    view.appear();
+    try {
+      view.appear();
+    } catch (...) {
+      say(failureText());
+    }
   }
 
   void command(int id) {
+    // In a text, they are the keys' own.
+    const bool isForObjects = id == IDM_REMOVE || id == IDM_REMOVE_ALL;
+    if (isForObjects && isEdit(GetFocus())) return;
+    View& target = id == IDM_ALL_PROGRAMS ? static_cast<View&>(*traces_)
+                   : id == IDM_IDS        ? *events_
+                                          : *shown_;
     if (id >= IDM_SORT && id < IDM_SORT + static_cast<int>(shown_->pane().columns().size())) {
       shown_->pane().sortBy(id - IDM_SORT);
-    } else if (!shown_->command(id) && !listCommand(id)) {
+    } else if (!target.command(id) && !listCommand(id)) {
       ownCommand(id);
     }
     tellCounts();
@@ -227,6 +256,9 @@ class MainWindow {
       case IDM_EVENTS:
         show(*events_);
         return;
+      case IDM_NEXT_VIEW:
+        show(shown_ == traces_.get() ? static_cast<View&>(*events_) : *traces_);
+        return;
       case IDM_SETTINGS:
         if (showSettings(window_)) traces_->settingsChanged();
         return;
@@ -250,11 +282,26 @@ class MainWindow {
     check(IDM_HOLD, shown_->pane().isHeld());
     check(IDM_ALL_PROGRAMS, traces_->allPrograms());
     check(IDM_IDS, events_->ids());
+    for (UINT id = IDM_WATCH_NEW; id <= IDM_CALL; ++id) {
+      EnableMenuItem(menu, id, shown_ == events_.get() ? MF_ENABLED : MF_GRAYED);
+    }
     if (GetMenuItemID(menu, 0) != IDM_SORT) return;
     while (DeleteMenu(menu, 0, MF_BYPOSITION)) continue;
     UINT id = IDM_SORT;
     for (const Column& column : shown_->pane().columns())
       AppendMenuW(menu, MF_STRING, id++, column.name);
+  }
+
+  // The Edit menu, at the mouse or, for a key, in the list.
+  void showContextMenu(HWND list, LPARAM place) {
+    if (list != shown_->pane().list()) return;
+    POINT point{static_cast<short>(LOWORD(place)), static_cast<short>(HIWORD(place))};
+    if (place == -1) {
+      point = {};
+      ClientToScreen(list, &point);
+    }
+    TrackPopupMenu(GetSubMenu(GetMenu(window_), 1), TPM_RIGHTBUTTON, point.x, point.y, 0, window_,
+                   nullptr);
   }
 
   void save() {
@@ -307,7 +354,8 @@ class MainWindow {
   }
 
   void say(const std::wstring& text) const {
-    SendMessageW(status_, SB_SETTEXTW, 0, reinterpret_cast<LPARAM>(text.c_str()));
+    const std::wstring line = onOneLine(text.substr(0, 1000));
+    SendMessageW(status_, SB_SETTEXTW, 0, reinterpret_cast<LPARAM>(line.c_str()));
   }
   void tellCounts() const {
     const std::wstring counts = shown_->pane().counts();
@@ -324,7 +372,7 @@ class MainWindow {
          << (placement.showCmd == SW_SHOWMAXIMIZED);
     memory_.write(kPlaceName, text.str());
     memory_.write(kViewName, shown_ == events_.get() ? L"1" : L"0");
-    for (View* const view : views()) memory_.write(columnsName(*view), view->pane().state());
+    for (View* const view : views()) memory_.write(columnsName(*view), view->state());
   }
 
   // Where it was, as long as a screen is there.
@@ -349,13 +397,12 @@ class MainWindow {
     }
   }
 
-  static constexpr UINT WM_DPICHANGED_LATER = 0x02E0;  // WM_DPICHANGED, from Windows 8.1 on
-
   const CommandLine& options_;
   const Frame frame_{[this](const std::wstring& text) { say(text); }, [this] { tellCounts(); }};
   const Memory memory_;
   HWND window_ = nullptr, status_ = nullptr, tabs_ = nullptr;
   HFONT font_ = nullptr;
+  HWND focused_ = nullptr;
   View* shown_ = nullptr;
   std::unique_ptr<TracesView> traces_;
   std::unique_ptr<EventsView> events_;

@@ -1,4 +1,5 @@
-// A thread that reads until it is told to stop; its owner's end waits for it.
+// A thread that reads until it is told to stop; its owner's end waits for it. What goes wrong in it
+// ends it, and nothing else.
 #pragma once
 
 #include <windows.h>
@@ -15,7 +16,13 @@ class ReaderThread {
   template <class Body>
   explicit ReaderThread(Body body)
       : stop_(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
-        thread_([body = std::move(body), stop = stop_.get()]() mutable { body(stop); }) {}
+        thread_([body = std::move(body), stop = stop_.get()]() mutable {
+          try {
+            body(stop);
+          } catch (...) {
+            // Who has words for it says them inside.
+          }
+        }) {}
   ReaderThread(const ReaderThread&) = delete;
   ReaderThread& operator=(const ReaderThread&) = delete;
   ~ReaderThread() {

@@ -28,6 +28,7 @@
 #define IDM_SETTINGS 1020
 #define IDM_REFERENCE 1021
 #define IDM_ABOUT 1022
+#define IDM_NEXT_VIEW 1023
 // And one for each column behind it.
 #define IDM_SORT 1100
 

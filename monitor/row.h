@@ -2,7 +2,11 @@
 // list's columns; those behind them are seen in the details only.
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <cstdint>
 #include <initializer_list>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -17,42 +21,38 @@ enum class Kind : unsigned char {
   kDamaged,  // not what was expected there
 };
 
+// The file that rows were read from, one text for all of them; none for what came another way.
+using Origin = std::shared_ptr<const std::wstring>;
+
 class Row {
  public:
-  Row(Kind kind, std::initializer_list<std::wstring_view> cells) : kind_(kind) {
-    for (const std::wstring_view cell : cells) append(cell);
+  static constexpr size_t kMostCells = 11;
+
+  Row(Kind kind, std::initializer_list<std::wstring_view> cells, Origin origin = nullptr)
+      : origin_(std::move(origin)), kind_(kind) {
+    size_t number = 0;
+    for (const std::wstring_view cell : cells) {
+      text_ += cell;
+      ends_[number++] = static_cast<uint32_t>(text_.size());
+    }
+    while (number < kMostCells) ends_[number++] = static_cast<uint32_t>(text_.size());
+    text_.shrink_to_fit();
   }
 
   Kind kind() const { return kind_; }
+  const Origin& origin() const { return origin_; }
+  size_t size() const { return text_.size(); }
 
-  // Empty behind the last.
+  // Empty where none was given.
   std::wstring_view cell(size_t number) const {
-    size_t start = 0;
-    for (; number > 0; --number) {
-      start = text_.find(kEnd, start) + 1;
-      if (start == 0) return {};
-    }
-    const size_t end = text_.find(kEnd, start);
-    return end == text_.npos ? std::wstring_view()
-                             : std::wstring_view(text_).substr(start, end - start);
+    const size_t start = number > 0 ? ends_[number - 1] : 0;
+    return std::wstring_view(text_).substr(start, ends_[number] - start);
   }
-
-  // All cells, parted in a way that no search finds.
-  const std::wstring& text() const { return text_; }
 
  private:
-  static constexpr wchar_t kEnd = 0xFFFF;  // no character
-
-  void append(std::wstring_view cell) {
-    const size_t start = text_.size();
-    text_ += cell;
-    for (size_t i = start; i < text_.size(); ++i) {
-      if (text_[i] == kEnd) text_[i] = 0xFFFD;
-    }
-    text_ += kEnd;
-  }
-
   std::wstring text_;
+  std::array<uint32_t, kMostCells> ends_{};
+  Origin origin_;
   Kind kind_;
 };
 

@@ -4,35 +4,41 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
-#include "row.h"
+#include "row_buffer.h"
 
 namespace monitor {
 
 class RowList {
  public:
-  // The oldest rows go when there are more, or when they hold more text than that.
-  static constexpr size_t kMostRows = 250'000;
-  static constexpr size_t kMostText = 48 * 1024 * 1024;  // characters
+  // Cells behind the columns are not searched.
+  explicit RowList(size_t columns) : columns_(columns) {}
 
   size_t size() const { return rows_.size(); }
+  size_t text() const { return text_; }  // characters
   size_t shown() const { return shown_.size(); }
   const Row& at(size_t place) const { return rows_[shown_[place] - dropped_]; }
 
-  // The identity of a shown row, and where it is shown; npos when it is not.
+  // What a shown row is known by, and where it is shown; npos when it is not.
   uint32_t idAt(size_t place) const { return shown_[place]; }
   size_t placeOf(uint32_t id) const;
   static constexpr size_t npos = static_cast<size_t>(-1);
 
+  // The oldest rows go when there are more than kMostRows, or more text than kMostText.
   void add(std::vector<Row> rows);
-  void clear();
+  void removeIf(const std::function<bool(const Row&)>& condition);
+  void forEach(const std::function<void(const Row&)>& use) const {
+    for (const Row& each : rows_) use(each);
+  }
 
   // Letter case does not count.
   void setFilter(const std::wstring& text);
 
-  // By a cell, texts without regard to case and digits by their number; by none, as rows came.
+  // By a cell, numbers by their size and before texts, texts without regard to case; by none, as
+  // rows came.
   struct Order {
     int column = -1;
     bool isDescending = false;
@@ -42,12 +48,14 @@ class RowList {
   Order order() const { return order_; }
 
  private:
+  const Row& row(uint32_t id) const { return rows_[id - dropped_]; }
   bool matches(const Row& row) const;
   bool isBefore(uint32_t first, uint32_t second) const;
-  void sort(std::vector<uint32_t>& ids) const;
+  void show(const std::vector<uint32_t>& added);
   void dropOldest();
   void rebuild();
 
+  const size_t columns_;
   std::deque<Row> rows_;
   uint32_t dropped_ = 0;  // the id of the first row
   size_t text_ = 0;       // characters in all rows

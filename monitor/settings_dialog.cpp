@@ -1,7 +1,7 @@
 #include "settings_dialog.h"
 
+#include <algorithm>
 #include <commdlg.h>
-#include <exception>
 #include <initializer_list>
 
 #include "controls.h"
@@ -60,7 +60,9 @@ class SettingsDialog {
  private:
   INT_PTR handle(UINT message, WPARAM wParam) {
     if (message == WM_INITDIALOG) {
+      EnableWindow(control(IDOK), FALSE);
       fill();
+      EnableWindow(control(IDOK), TRUE);
       return TRUE;
     }
     if (message != WM_COMMAND) return FALSE;
@@ -88,9 +90,7 @@ class SettingsDialog {
     }
     CheckRadioButton(window_, IDC_FOR_USER, IDC_FOR_ALL, IDC_FOR_USER);
     level_ = settings_.number(kLevelSetting, kDefaultLevel);
-    const LONG shownLevel = level_.value & edlLevelMask;
-    SendMessageW(control(IDC_LEVEL), CB_SETCURSEL,
-                 static_cast<WPARAM>(shownLevel > 3 ? 3 : shownLevel), 0);
+    SendMessageW(control(IDC_LEVEL), CB_SETCURSEL, static_cast<WPARAM>(shownLevel()), 0);
     for (const Switch& each : kSwitches) {
       CheckDlgButton(window_, each.control, level_.value & each.bit ? BST_CHECKED : BST_UNCHECKED);
     }
@@ -125,10 +125,16 @@ class SettingsDialog {
     if (GetSaveFileNameW(&request)) SetDlgItemTextW(window_, IDC_LOG_FILE, path);
   }
 
-  // Bits that have no box stay as they are.
+  // Higher ones do what the highest does.
+  LONG shownLevel() const {
+    return std::min<LONG>(level_.value & edlLevelMask, ARRAYSIZE(kLevels) - 1);
+  }
+
+  // Bits that have no box stay as they are, and so does a level that is not chosen anew.
   LONG chosenLevel() const {
-    LONG level = level_.value & ~LONG{edlLevelMask};
-    level |= static_cast<LONG>(SendMessageW(control(IDC_LEVEL), CB_GETCURSEL, 0, 0));
+    LONG level = level_.value;
+    const LONG chosen = static_cast<LONG>(SendMessageW(control(IDC_LEVEL), CB_GETCURSEL, 0, 0));
+    if (chosen != shownLevel()) level = (level & ~LONG{edlLevelMask}) | chosen;
     for (const Switch& each : kSwitches) {
       level = IsDlgButtonChecked(window_, each.control) ? level | each.bit : level & ~each.bit;
     }
@@ -142,26 +148,25 @@ class SettingsDialog {
     return static_cast<LONG>(action);
   }
 
-  // What has not been changed is not written: it keeps its place.
   void write() {
     const LONG level = chosenLevel(), action = chosenAction();
     const std::wstring logFile = windowText(control(IDC_LOG_FILE));
-    if (level != level_.value) {
-      put(kLevelSetting, _variant_t(level), _variant_t(kDefaultLevel));
-      level_.value = level;
-    }
-    if (action != action_.value) {
-      put(kActionSetting, _variant_t(action), _variant_t(kDefaultAction));
-      action_.value = action;
-    }
-    if (logFile != logFile_.value) {
-      put(kLogFileSetting, _variant_t(bstrOf(logFile)), _variant_t(L""));
-      logFile_.value = logFile;
-    }
+    put(kLevelSetting, level_, level, _variant_t(level), _variant_t(kDefaultLevel));
+    put(kActionSetting, action_, action, _variant_t(action), _variant_t(kDefaultAction));
+    put(kLogFileSetting, logFile_, logFile, _variant_t(bstrOf(logFile)), _variant_t(L""));
   }
 
-  void put(const wchar_t* name, const _variant_t& value, const _variant_t& whenMissing) {
-    settings_.write(name, value, whenMissing, IsDlgButtonChecked(window_, IDC_FOR_ALL));
+  // What has not been changed keeps its place, unless it cannot be read or is to hold for
+  // everybody.
+  template <class Value>
+  void put(const wchar_t* name, DebugSettings::Setting<Value>& setting, const Value& chosen,
+           const _variant_t& value, const _variant_t& whenMissing) {
+    const bool forAll = IsDlgButtonChecked(window_, IDC_FOR_ALL);
+    const bool isToBeShared = forAll && setting.origin == Origin::kUser;
+    if (setting.origin == Origin::kPolicy) return;
+    if (chosen == setting.value && setting.isSound && !isToBeShared) return;
+    settings_.write(name, value, whenMissing, forAll);
+    setting = {chosen, setting.origin, true};
     hasWritten_ = true;
   }
 

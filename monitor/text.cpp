@@ -9,17 +9,16 @@ namespace {
 
 using FoldTable = std::array<wchar_t, 0x10000>;
 
-const FoldTable& foldTable() {
-  static const FoldTable table = [] {
-    FoldTable result;
-    for (size_t c = 0; c < result.size(); ++c) result[c] = static_cast<wchar_t>(c);
-    CharUpperBuffW(result.data(), static_cast<DWORD>(result.size()));
-    return result;
-  }();
+const FoldTable& madeFoldTable() {
+  static FoldTable table;
+  for (size_t c = 0; c < table.size(); ++c) table[c] = static_cast<wchar_t>(c);
+  CharUpperBuffW(table.data(), static_cast<DWORD>(table.size()));
   return table;
 }
 
 }  // namespace
+
+const FoldTable& foldTable = madeFoldTable();
 
 std::wstring fromUtf8(std::string_view bytes, bool* isSound) {
   const int size = static_cast<int>(bytes.size());
@@ -44,8 +43,6 @@ std::string toUtf8(std::wstring_view text) {
   return bytes;
 }
 
-wchar_t folded(wchar_t c) { return foldTable()[c]; }
-
 std::wstring folded(std::wstring_view text) {
   std::wstring result(text);
   for (wchar_t& c : result) c = folded(c);
@@ -53,10 +50,9 @@ std::wstring folded(std::wstring_view text) {
 }
 
 int compareFolded(std::wstring_view first, std::wstring_view second) {
-  const FoldTable& table = foldTable();
   const size_t shorter = std::min(first.size(), second.size());
   for (size_t i = 0; i < shorter; ++i) {
-    const int difference = table[first[i]] - table[second[i]];
+    const int difference = folded(first[i]) - folded(second[i]);
     if (difference) return difference;
   }
   return first.size() < second.size() ? -1 : first.size() > second.size();

@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <array>
 #include <string>
 #include <string_view>
 
@@ -13,7 +14,8 @@ std::wstring fromUtf8(std::string_view bytes, bool* isSound = nullptr);
 std::string toUtf8(std::wstring_view text);
 
 // For comparing and searching: letter case does not count.
-wchar_t folded(wchar_t c);
+extern const std::array<wchar_t, 0x10000>& foldTable;
+inline wchar_t folded(wchar_t c) { return foldTable[c]; }
 std::wstring folded(std::wstring_view text);
 int compareFolded(std::wstring_view first, std::wstring_view second);
 

@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-#include <memory>
+#include <utility>
 
 #include "event_session.h"
 #include "failure.h"
@@ -14,15 +14,10 @@
 namespace monitor {
 namespace {
 
-// Of the program that started this one, where it has no output of its own.
-HANDLE outputOf(DWORD which) {
-  HANDLE handle = GetStdHandle(which);
-  if (!handle || handle == INVALID_HANDLE_VALUE) {
-    AttachConsole(ATTACH_PARENT_PROCESS);
-    handle = CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_WRITE, nullptr,
-                         OPEN_EXISTING, 0, nullptr);
-  }
-  return handle;
+HANDLE outputOf(HANDLE own) {
+  if (own && own != INVALID_HANDLE_VALUE) return own;
+  return CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_WRITE, nullptr,
+                     OPEN_EXISTING, 0, nullptr);
 }
 
 // The columns, between tabs.
@@ -35,10 +30,10 @@ std::wstring lineOf(const Row& row, size_t columns) {
 // Lets messages through, which events come by, until the time is up; calls news each time that the
 // event is signalled.
 template <class News>
-void wait(const CommandLine& options, HANDLE event, News&& news) {
+void wait(const CommandLine& options, const Console& console, HANDLE event, News&& news) {
   const ULONGLONG start = GetTickCount64();
   const DWORD handles = event ? 1 : 0;
-  for (;;) {
+  while (console.isOpen()) {
     DWORD patience = INFINITE;
     if (options.seconds) {
       const ULONGLONG end = start + 1000ULL * *options.seconds, time = GetTickCount64();
@@ -52,7 +47,7 @@ void wait(const CommandLine& options, HANDLE event, News&& news) {
   }
 }
 
-int printEvents(const CommandLine& options, const Console& console) {
+int printEvents(const CommandLine& options, Console& console) {
   EventSession session([&console](const Row& row) { console.out(lineOf(row, kEventClass)); });
   session.setIds(options.ids);
   int exitCode = 0;
@@ -67,18 +62,21 @@ int printEvents(const CommandLine& options, const Console& console) {
       exitCode = 1;
     }
   }
-  if (!session.items().empty()) wait(options, nullptr, [] {});
+  if (!session.items().empty()) wait(options, console, nullptr, [] {});
   return exitCode;
 }
 
-int printTraces(const CommandLine& options, const Console& console) {
+int printTraces(const CommandLine& options, Console& console) {
   const Handle news(CreateEventW(nullptr, FALSE, FALSE, nullptr));
   Traces traces([&news] { SetEvent(news.get()); });
   int exitCode = 0;
   const auto print = [&] {
     const Feed::News taken = traces.take();
     std::wstring text;
-    for (const Row& row : taken.rows) text += lineOf(row, kLibrary);
+    for (const Row& row : taken.rows) {
+      text += lineOf(row, kLibrary);
+      if (text.size() > 0x2000) console.out(std::exchange(text, {}));
+    }
     if (!text.empty()) console.out(text);
     if (!taken.status.empty()) console.err(taken.status + L"\n");
   };
@@ -86,35 +84,52 @@ int printTraces(const CommandLine& options, const Console& console) {
   traces.setAllPrograms(options.allPrograms);
   traces.waitForFirst();
   print();
-  if (!options.log.empty() && GetFileAttributesW(options.log.c_str()) == INVALID_FILE_ATTRIBUTES) {
-    console.err(options.log + L" is not there yet\n");
+  const Handle file(CreateFileW(options.log.c_str(), GENERIC_READ,
+                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                OPEN_EXISTING, 0, nullptr));
+  if (!options.log.empty() && !file) {
+    console.err(options.log + L" cannot be read yet: " + systemText(GetLastError()) + L"\n");
     exitCode = 1;
   }
-  wait(options, news.get(), print);
-  print();
+  wait(options, console, news.get(), print);
+  if (console.isOpen()) print();
   return exitCode;
 }
 
 }  // namespace
 
-Console::Console() : out_(outputOf(STD_OUTPUT_HANDLE)), err_(outputOf(STD_ERROR_HANDLE)) {}
+// With the console comes Ctrl+C.
+Console::Console() {
+  const HANDLE out = GetStdHandle(STD_OUTPUT_HANDLE), err = GetStdHandle(STD_ERROR_HANDLE);
+  AttachConsole(ATTACH_PARENT_PROCESS);
+  out_ = outputOf(out);
+  err_ = outputOf(err);
+  isOpen_ = out_ != INVALID_HANDLE_VALUE;
+}
 
 void Console::write(HANDLE handle, const std::wstring& text) {
   DWORD written = 0, mode;
-  if (handle == INVALID_HANDLE_VALUE) {
-    MessageBoxW(nullptr, text.c_str(), L"ZSupport Monitor", MB_OK);
-  } else if (GetConsoleMode(handle, &mode)) {
-    WriteConsoleW(handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+  BOOL isDone = FALSE;
+  if (GetConsoleMode(handle, &mode)) {
+    isDone = WriteConsoleW(handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
   } else {
     const std::string bytes = toUtf8(text);
-    WriteFile(handle, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+    isDone = WriteFile(handle, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+  }
+  if (!isDone && handle == out_) isOpen_ = false;
+}
+
+void Console::tell(const std::wstring& text, bool isError) {
+  const HANDLE handle = isError ? err_ : out_;
+  if (handle != INVALID_HANDLE_VALUE) {
+    write(handle, text);
+  } else {
+    MessageBoxW(nullptr, text.c_str(), L"ZSupport Monitor", isError ? MB_ICONWARNING : MB_OK);
   }
 }
 
-void Console::out(const std::wstring& text) const { write(out_, text); }
-void Console::err(const std::wstring& text) const { write(err_, text); }
-
-int runText(const CommandLine& options, const Console& console) {
+int runText(const CommandLine& options, Console& console) {
+  if (!console.isOpen()) throw Failure{L"There is no output to print to"};
   return options.objects.empty() ? printTraces(options, console) : printEvents(options, console);
 }
 

@@ -7,21 +7,27 @@
 
 namespace monitor {
 
-// Lines of UTF-8, or characters where the output is a console. Where there is no output at all, as
-// for a program that was started by a click, a message box shows them.
+// Lines of UTF-8, or characters where the output is a console: the one of the program that started
+// this one, where it has no output of its own.
 class Console {
  public:
   Console();
-  void out(const std::wstring& text) const;
-  void err(const std::wstring& text) const;
+
+  // False once it cannot be written to: there is none, or nobody reads it any more.
+  bool isOpen() const { return isOpen_; }
+  void out(const std::wstring& text) { write(out_, text); }
+  void err(const std::wstring& text) { write(err_, text); }
+  // For the last word of a program that was started by a click, in a message box.
+  void tell(const std::wstring& text, bool isError);
 
  private:
-  static void write(HANDLE handle, const std::wstring& text);
+  void write(HANDLE handle, const std::wstring& text);
 
-  const HANDLE out_, err_;
+  HANDLE out_, err_;
+  bool isOpen_;
 };
 
-// Until the time is up, or for ever. The exit code.
-int runText(const CommandLine& options, const Console& console);
+// Until the time is up, or as long as it can be written. The exit code.
+int runText(const CommandLine& options, Console& console);
 
 }  // namespace monitor

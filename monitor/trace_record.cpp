@@ -25,7 +25,7 @@ bool isTime(std::wstring_view text) {
          });
 }
 
-bool isNumber(std::wstring_view text) {
+bool isErrorNumber(std::wstring_view text) {
   const bool isHexadecimal = text.starts_with(L"0x");
   return isHexadecimal
              ? text.size() == 10 && text.find_first_not_of(L"0123456789ABCDEF", 2) == text.npos
@@ -70,7 +70,7 @@ std::optional<Fields> fieldsOf(std::wstring_view line) {
     line.remove_prefix(std::min(end + 1, line.size()));
   }
   const bool isSound =
-      isTime(fields[0]) && isDigits(fields[2]) && isDigits(fields[3]) && isNumber(fields[6]);
+      isTime(fields[0]) && isDigits(fields[2]) && isDigits(fields[3]) && isErrorNumber(fields[6]);
   return isSound ? std::optional(std::move(fields)) : std::nullopt;
 }
 
@@ -132,23 +132,23 @@ bool beginsLikeRecord(std::wstring_view line) {
   return isTime(line.substr(0, kTimeLength)) && line.substr(kTimeLength).starts_with(L'\t');
 }
 
-Row rowOfLine(std::wstring_view line, bool isSound, std::wstring_view origin, Programs& programs) {
+Row rowOfLine(std::wstring_view line, bool isSound, const Origin& origin, Programs& programs) {
   if (const std::optional<Fields> fields = isSound ? fieldsOf(line) : std::nullopt) {
     const Fields& f = *fields;
-    return Row(kindOf(f[6]), {f[0], programOf(f, programs), f[2], f[3], f[4], f[5], f[6], f[7],
-                              f[8], f[1], f[9], origin, roadOf(f[7])});
+    return Row(kindOf(f[6]),
+               {f[0], programOf(f, programs), f[2], f[3], f[4], f[5], f[6], f[7], f[8], f[1], f[9]},
+               origin);
   }
   const std::wstring_view time =
       isTime(line.substr(0, kTimeLength)) ? line.substr(0, kTimeLength) : L"";
   const bool isNote = line.starts_with(kNote);
   return Row(isNote ? Kind::kInformation : Kind::kDamaged,
-             {time, L"", L"", L"", isNote ? L"" : L"(damaged line)", L"", L"", L"", line, L"", L"",
-              origin, L""});
+             {time, L"", L"", L"", isNote ? L"" : L"(damaged line)", L"", L"", L"", line}, origin);
 }
 
 Row rowOfDebugOutput(std::wstring_view text, DWORD process, Programs& programs) {
   return Row(Kind::kPlain, {now(), programs.nameOf(process, L""), std::to_wstring(process), L"",
-                            L"", L"", L"", L"", text, L"", L"", kDebugOutputOrigin, L""});
+                            L"", L"", L"", L"", text});
 }
 
 std::wstring roadOf(std::wstring_view source) {

@@ -22,14 +22,9 @@ enum TraceCell {
   kNumber,
   kSource,
   kDescription,
-  kLibrary,  // not a column, like those behind it
+  kLibrary,  // not a column, like the next
   kContext,
-  kOrigin,
-  kRoad,
 };
-
-// Where a record came from that came from no file.
-inline constexpr wchar_t kDebugOutputOrigin[] = L"debug output";
 
 // The program of a process that runs and did so at the time of a record. Asked for a batch at a
 // time: processes come and go.
@@ -49,8 +44,9 @@ class Programs {
 // A time, and something behind a tab: one of the library's, whole or not.
 bool beginsLikeRecord(std::wstring_view line);
 
-// A line of a log file; what is not a record is shown as what it is. origin: where it was read.
-Row rowOfLine(std::wstring_view line, bool isSound, std::wstring_view origin, Programs& programs);
+// A line of a log file, or with no origin one of the debug output; what is not a record is shown as
+// what it is.
+Row rowOfLine(std::wstring_view line, bool isSound, const Origin& origin, Programs& programs);
 
 // What another program wrote into the debug output.
 Row rowOfDebugOutput(std::wstring_view text, DWORD process, Programs& programs);

@@ -2,6 +2,7 @@
 
 #include <initializer_list>
 
+#include "log_paths.h"
 #include "text.h"
 #include "trace_record.h"
 
@@ -26,15 +27,21 @@ void Traces::read(const std::wstring& logFile) {
   logs_ = nullptr;
   feed_.take();
   single_.clear();
+  arrived_.clear();
+  hasTakenFirst_ = false;
   isOneFile_ = !logFile.empty();
   if (!isOneFile_) listen();
-  logs_ = std::make_unique<LogWatch>(
-      logFile.empty() ? libraryLogs() : std::vector<std::wstring>{logFile}, feed_);
+  paths_ = isOneFile_ ? std::vector<std::wstring>{logFile} : libraryLogs();
+  logs_ = std::make_unique<LogWatch>(paths_, feed_);
 }
 
-// Once and for good: programs that write while the listener changes wait for seconds.
+// Once and for good, as programs that write while the listener changes wait for seconds; and again
+// when somebody else was listening.
 void Traces::listen() {
-  if (!output_) output_ = std::make_unique<DebugOutput>(feed_);
+  if (output_ && output_->isListening()) return;
+  output_ = nullptr;
+  listeningSince_ = now();
+  output_ = std::make_unique<DebugOutput>(feed_);
 }
 
 void Traces::setAllPrograms(bool all) {
@@ -44,19 +51,31 @@ void Traces::setAllPrograms(bool all) {
 }
 
 Feed::News Traces::take() {
+  // Of what the files held before, nothing can have come by the debug output.
+  const std::wstring earliest = hasTakenFirst_ ? L"" : listeningSince_;
+  hasTakenFirst_ = logs_ && logs_->hasReadFirst();
   Feed::News news = feed_.take();
-  if (output_) std::erase_if(news.rows, [this](const Row& row) { return isTwin(row); });
+  if (output_) {
+    std::erase_if(news.rows,
+                  [&](const Row& row) { return row.cell(kTime) >= earliest && isTwin(row); });
+  }
   return news;
 }
 
 // A record that has come the other way as often as this way is no twin.
 bool Traces::isTwin(const Row& row) {
   if (row.kind() == Kind::kPlain || row.kind() == Kind::kDamaged) return false;
-  if (single_.size() > kMostSingle) single_.erase(single_.begin());  // the oldest time
-  const int way = row.cell(kOrigin) == kDebugOutputOrigin ? -1 : 1;
-  int& surplus = single_[identityOf(row)];
+  const int way = row.origin() ? 1 : -1;
+  const std::wstring identity = identityOf(row);
+  int& surplus = single_[identity];
   const bool isTwin = surplus * way < 0;
   surplus += way;
+  if (surplus == 0) single_.erase(identity);
+  if (!isTwin) arrived_.push_back(identity);
+  if (arrived_.size() > kMostSingle) {
+    single_.erase(arrived_.front());
+    arrived_.pop_front();
+  }
   return isTwin;
 }
 

@@ -2,6 +2,7 @@
 // once.
 #pragma once
 
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -20,11 +21,16 @@ class Traces {
   explicit Traces(std::function<void()> wake) : feed_(std::move(wake)) {}
 
   // The records of one file, or with none named those of all files of the library and of its debug
-  // output. Begins anew when called again.
+  // output. Called again, it reads the files from their beginning.
   void read(const std::wstring& logFile);
+  // The files that are read.
+  const std::vector<std::wstring>& paths() const { return paths_; }
 
   // The debug output of all programs besides.
   void setAllPrograms(bool all);
+
+  // A row of the debug output that is kept across that: its twin in a file is none of its own.
+  void expectTwinOf(const Row& row) { isTwin(row); }
 
   Feed::News take();
 
@@ -38,8 +44,13 @@ class Traces {
 
   Feed feed_;
   bool isOneFile_ = false;
-  // Records that came by one way and may come by the other: how many more by the log file.
+  std::vector<std::wstring> paths_;
+  std::wstring listeningSince_;
+  bool hasTakenFirst_ = false;  // what the files held when reading began
+  // Records that came by one way and may come by the other: how many more by the log file. The
+  // oldest are forgotten.
   std::map<std::wstring, int> single_;
+  std::deque<std::wstring> arrived_;
   std::unique_ptr<LogWatch> logs_;
   std::unique_ptr<DebugOutput> output_;
 };

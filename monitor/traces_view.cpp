@@ -1,5 +1,8 @@
 #include "traces_view.h"
 
+#include <utility>
+
+#include "log_paths.h"
 #include "resource.h"
 #include "trace_record.h"
 
@@ -28,7 +31,7 @@ std::wstring wholeRecord(const Row& row) {
       {L"Description", kDescription},
       {L"Number", kNumber},
       {L"Source", kSource},
-      {L"Road", kRoad},
+
       {L"Class", kClass},
       {L"Procedure", kProcedure},
       {L"Time", kTime},
@@ -37,14 +40,14 @@ std::wstring wholeRecord(const Row& row) {
       {L"Thread", kThread},
       {L"Library", kLibrary},
       {L"Context", kContext},
-      {L"Read from", kOrigin},
   };
   std::wstring text;
   for (const Field& field : fields) {
     const std::wstring_view cell = row.cell(field.cell);
     if (!cell.empty()) text += std::wstring(field.name) + L": " + linesOf(cell) + L"\r\n";
+    if (field.cell == kSource && !cell.empty()) text += L"Road: " + linesOf(roadOf(cell)) + L"\r\n";
   }
-  return text;
+  return text + L"Read from: " + (row.origin() ? *row.origin() : L"debug output") + L"\r\n";
 }
 
 TracesView::TracesView(HWND parent, const Frame& frame, std::wstring logFile, bool allPrograms)
@@ -68,14 +71,16 @@ void TracesView::appear() {
   if (!std::exchange(hasBegun_, true)) read();
 }
 
+// What came by the debug output cannot be had again.
 void TracesView::read() {
-  pane().clear();
+  pane().removeIf([](const Row& row) { return row.origin() != nullptr; });
   traces_.read(logFile_);
+  pane().forEach([this](const Row& row) { traces_.expectTwinOf(row); });
   traces_.setAllPrograms(allPrograms_);
 }
 
 void TracesView::settingsChanged() {
-  if (hasBegun_ && logFile_.empty()) read();
+  if (hasBegun_ && logFile_.empty() && traces_.paths() != libraryLogs()) read();
 }
 
 bool TracesView::command(int id) {

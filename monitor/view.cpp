@@ -1,5 +1,7 @@
 #include "view.h"
 
+#include <utility>
+
 #include "failure.h"
 
 namespace monitor {
@@ -52,7 +54,7 @@ void View::addRows(std::vector<Row> rows) {
   if (rows.empty()) return;
   pane_->add(std::move(rows));
   pane_->showWhenDue();
-  SetTimer(window_, kShowTimer, kShowAfter, nullptr);
+  if (!std::exchange(isTimed_, true)) SetTimer(window_, kShowTimer, kShowAfter, nullptr);
 }
 
 LRESULT CALLBACK View::procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -74,9 +76,12 @@ LRESULT View::handleAny(UINT message, WPARAM wParam, LPARAM lParam) {
       return 0;
     case WM_TIMER:
       KillTimer(window_, kShowTimer);
+      isTimed_ = false;
       pane_->show();
       shown();
       frame_.countsChanged();
+      return 0;
+    case WM_CLOSE:  // what edits send to their parent for Esc
       return 0;
     case WM_NOTIFY:
       if (const auto answer = pane_->notified(reinterpret_cast<NMHDR*>(lParam))) return *answer;

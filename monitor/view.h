@@ -32,7 +32,10 @@ class View {
   virtual void setFont(HFONT font, int dpi);
   // A command of the menu that is this view's. Throws a Failure.
   virtual bool command(int id) = 0;
+  // What is begun when it is shown for the first time. Throws a Failure.
   virtual void appear() {}
+  virtual std::wstring state() const { return pane_->state(); }
+  virtual void restore(const std::wstring& state) { pane_->restore(state); }
 
  protected:
   virtual void place(const RECT& area) = 0;
@@ -55,6 +58,7 @@ class View {
   const Frame& frame_;
   HWND window_ = nullptr;
   int dpi_ = 96;
+  bool isTimed_ = false;
   std::unique_ptr<ListPane> pane_;
 };
 

@@ -1,0 +1,116 @@
+#include "log_paths.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <shlobj.h>
+
+#include "debug_settings.h"
+#include "failure.h"
+#include "handle.h"
+#include "text.h"
+
+namespace monitor {
+namespace {
+
+constexpr wchar_t kLogBelowData[] = L"\\Zarnow Instruments Ltd\\System\\ZSupport\\ZSupport.log";
+constexpr wchar_t kDataBelowProfile[] = L"\\AppData\\Local";
+
+std::wstring knownFolder(int id) {
+  wchar_t path[MAX_PATH];
+  return SUCCEEDED(SHGetFolderPathW(nullptr, id, nullptr, 0, path)) ? path : std::wstring();
+}
+
+bool canBeRead(const std::wstring& path) {
+  return static_cast<bool>(Handle(CreateFileW(
+      path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)));
+}
+
+class Paths {
+ public:
+  void add(const std::wstring& path) {
+    const std::wstring full = fullPath(path);
+    const bool isKnown = std::any_of(paths_.begin(), paths_.end(), [&full](const auto& each) {
+      return compareFolded(each, full) == 0;
+    });
+    if (!isKnown) paths_.push_back(full);
+  }
+  void addIfReadable(const std::wstring& path) {
+    if (canBeRead(path)) add(path);
+  }
+  std::vector<std::wstring> take() { return std::move(paths_); }
+
+ private:
+  std::vector<std::wstring> paths_;
+};
+
+// Users whose profiles lie beside this one, and services.
+void addOtherProfiles(Paths& paths) {
+  const std::wstring profiles = folderOf(knownFolder(CSIDL_PROFILE));
+  WIN32_FIND_DATAW found;
+  const HANDLE search = FindFirstFileW((profiles + L"\\*").c_str(), &found);
+  if (!profiles.empty() && search != INVALID_HANDLE_VALUE) {
+    do {
+      paths.addIfReadable(profiles + L'\\' + found.cFileName + kDataBelowProfile + kLogBelowData);
+    } while (FindNextFileW(search, &found));
+    FindClose(search);
+  }
+  paths.addIfReadable(knownFolder(CSIDL_SYSTEM) + L"\\config\\systemprofile" + kDataBelowProfile +
+                      kLogBelowData);
+  for (const wchar_t* const service : {L"LocalService", L"NetworkService"}) {
+    paths.addIfReadable(knownFolder(CSIDL_WINDOWS) + L"\\ServiceProfiles\\" + service +
+                        kDataBelowProfile + kLogBelowData);
+  }
+}
+
+// LogFile settings of users who are logged on: an administrator may read them.
+void addOtherSettings(Paths& paths) {
+  wchar_t user[256], path[MAX_PATH];
+  for (DWORD i = 0; RegEnumKeyW(HKEY_USERS, i, user, ARRAYSIZE(user)) == ERROR_SUCCESS; ++i) {
+    DWORD size = sizeof path;
+    const std::wstring key = std::wstring(user) + L"\\" + kDebugKey;
+    if (RegGetValueW(HKEY_USERS, key.c_str(), kLogFileSetting, RRF_RT_REG_SZ, nullptr, path,
+                     &size) == ERROR_SUCCESS) {
+      paths.addIfReadable(path);
+    }
+  }
+}
+
+// As the library takes it: a path without a root is one below the default path's folder.
+void addSetting(const std::wstring& defaultLog, Paths& paths) {
+  try {
+    const std::wstring setting = DebugSettings().text(kLogFileSetting).value;
+    const bool hasRoot = setting.find_first_of(L"\\/") == 0 || setting.find(L':') == 1;
+    if (!setting.empty()) paths.add(hasRoot ? setting : folderOf(defaultLog) + L'\\' + setting);
+  } catch (const Failure&) {
+    // Without the library there is its default file all the same.
+  }
+}
+
+}  // namespace
+
+std::vector<std::wstring> libraryLogs() {
+  Paths paths;
+  const std::wstring defaultLog = knownFolder(CSIDL_LOCAL_APPDATA) + kLogBelowData;
+  paths.add(defaultLog);
+  addSetting(defaultLog, paths);
+  addOtherSettings(paths);
+  addOtherProfiles(paths);
+  return paths.take();
+}
+
+std::wstring fullPath(const std::wstring& path) {
+  std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
+  full.resize(
+      GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
+  return full.empty() ? path : full;
+}
+
+std::wstring folderOf(const std::wstring& path) {
+  const size_t end = path.find_last_of(L"\\/");
+  if (end == path.npos) return {};
+  return end > 0 && path[end - 1] == L':' ? path.substr(0, end + 1) : path.substr(0, end);
+}
+
+}  // namespace monitor
