@@ -21,8 +21,13 @@ use_prefix() {
   downloads=$drive/downloads
   unpacked=$downloads/$zip_folder
   mkdir "$WINEPREFIX"
+  output=$WINEPREFIX/output.txt
   wine wineboot --init >/dev/null 2>&1
   wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null 2>&1
+  # In the session that makes a prefix, no surrogate starts.
+  wineserver --wait
+  # One that stays, so that not every command starts Wine's services again.
+  wine explorer.exe >/dev/null 2>&1 &
   mkdir "$downloads"
   cp "$packages/ZSupport-$version-$1.msi" "$work/newer/ZSupport-$newer-$1.msi" "$downloads"
   python3 -m zipfile -e "$packages/ZSupport-$version.zip" "$downloads"
@@ -107,9 +112,9 @@ for_a_user() {
     install "${for_one/$version/${build#*-}}" ALLUSERS=
     diff -r "$work/$build" "$folder" --exclude=samples
     registry >/dev/null
-    [[ $(grep -o 'Uninstall.*"DisplayVersion"=.*' "$work/registry.txt") == *"=\"${build#*-}\"" ]]
+    [[ $(grep -o 'Uninstall.*"DisplayVersion"=.*' "$WINEPREFIX/registry.txt") == *"=\"${build#*-}\"" ]]
     for name in Comments HelpLink InstallLocation ReadMe Size; do
-      grep -q "Uninstall.*\"$name\"=\".*[a-z0-9]" "$work/registry.txt"
+      grep -q "Uninstall.*\"$name\"=\".*[a-z0-9]" "$WINEPREFIX/registry.txt"
     done
   done
   install "$(newer "$(readme 'msiexec /x')")"
@@ -129,18 +134,33 @@ from_64_bit_programs() {
   system_program reg query "HKLM\\Software\\Classes\\Interface\\$events\\ProxyStubClsid32" >"$output"
 }
 
-rm -rf "$work"
-mkdir -p "$work"
-trap 'for prefix in x86 x64; do WINEPREFIX=$work/$prefix wineserver --kill 2>/dev/null || true; done' EXIT
-another_build newer "$newer"
-another_build rebuilt "$version"
-declare -A by_library
-for system in 'x86 win32' 'x64 win64'; do
-  use_prefix $system
+# A prefix and a processor: processes of Wine that lie on several spend most of their time on waking
+# each other up.
+on_system() {
+  taskset --cpu-list --pid "$3" "$BASHPID" >/dev/null
+  use_prefix "$1" "$2"
   unregistered
   registered_by_hand
   for_the_machine
   for_a_user
-done
-from_64_bit_programs
+  [[ $1 == x86 ]] || from_64_bit_programs
+}
+
+clean_up() {
+  local prefix
+  kill $(jobs -p) 2>/dev/null || true
+  for prefix in x86 x64; do WINEPREFIX=$work/$prefix wineserver --kill 2>/dev/null || true; done
+}
+
+rm -rf "$work"
+mkdir -p "$work"
+another_build newer "$newer"
+another_build rebuilt "$version"
+declare -A by_library
+processors=($(python3 -c 'import os; print(*os.sched_getaffinity(0))'))
+trap clean_up EXIT
+on_system x86 win32 "${processors[0]}" &
+x86=$!
+on_system x64 win64 "${processors[-1]}" &
+wait $x86 && wait $! || exit 1
 echo "packages: all is well"
