@@ -10,7 +10,8 @@ readonly build_root version=$2 newer=9.0.0
 readonly packages=$build_root/package work=$build_root/package-test
 readonly zip_folder=ZSupport-$version foreign='{11111111-2222-3333-4444-555555555555}'
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-export WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml=' LC_ALL=C.UTF-8
+# An entry in the Start menu would otherwise be made in this desktop's menus, too.
+export WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml=;winemenubuilder.exe=d' LC_ALL=C.UTF-8
 unset DISPLAY
 source tests/support/packages.sh
 
@@ -40,6 +41,7 @@ unregistered() {
     run "$unpacked" "$(readme "$line")"
   done
   grep -q 'has a name: yes; items: 0' "$output"
+  run "$unpacked" 'ZSupportMonitor.exe --version'
   rm "$unpacked/samples/programs/"{ZSupport.dll,ZSupport.Library.manifest}
 }
 
@@ -58,10 +60,15 @@ registered_by_hand() {
   same "$fresh" "$(everything)" "after regsvr32 /u /i:user"
 }
 
+# Where the monitor's entry is; Wine keeps one of everybody where the user's are.
+entry() { find "$drive" -path '*/Start Menu/Programs/ZSupport Monitor.lnk'; }
+
 # WHO, where it has to be, and what is not.
 installed() {
   same "${by_library[$1]}" "$(ours)" "what library and package register for the $1"
   diff -r "$unpacked" "$2" "${@:3}"
+  entry | grep -q .
+  run "$2" 'ZSupportMonitor.exe --version'
 }
 
 refused() {
@@ -82,8 +89,9 @@ for_the_machine() {
   find "$drive" -name 'ZSupport install.log' -size +0 -delete -print | grep -q .
   installed machine "$folder" --exclude=samples
   refused "$(newer "$(readme 'msiexec /i [^ ]*$')")" ALLUSERS=
-  install "$(newer "$for_all")"
-  cmp "$folder/ZSupport.dll" "$work/newer/ZSupport-$newer/ZSupport.dll"
+  install "$(newer "$for_all")" ADDLOCAL=Library
+  diff -r "$work/newer/ZSupport-$newer" "$folder" --exclude=samples --exclude=ZSupportMonitor.exe
+  [[ ! -e $folder/ZSupportMonitor.exe && ! $(entry) ]]
   refused "$for_all"
   install "$(newer "$(readme 'msiexec /x')")"
   same "$before" "$(everything)" "after the removal"

@@ -56,20 +56,22 @@ everything() {
     -type f ! -name run.bat ! -name ZSupport.log -print | sort
 }
 
-# Packages of a library that differs, and says another version.
+# Packages of a library and a monitor that differ, and say another version.
 another_build() {
   local -r copy=$work/build-$1
   mkdir "$copy"
-  (cd "$build_root/release" && cp --parents src/ZSupport.dll samples/*.{exe,h,tlb} typelib/*.{h,tlb} "$copy")
-  python3 - "$copy/src/ZSupport.dll" "$version" "$2" <<'PYTHON'
+  (cd "$build_root/release" && cp --parents src/ZSupport.dll monitor/ZSupportMonitor.exe samples/*.{exe,h,tlb} \
+    typelib/*.{h,tlb} "$copy")
+  python3 - "$version" "$2" "$copy/src/ZSupport.dll" "$copy/monitor/ZSupportMonitor.exe" <<'PYTHON'
 import struct, sys
 from pathlib import Path
 def fixed(version):
     major, minor, patch = map(int, version.split("."))
     return struct.pack("<2I8H", 0xFEEF04BD, 0x10000, *[minor, major, 0, patch] * 2)
-library, old, new = Path(sys.argv[1]), *sys.argv[2:]
-data = library.read_bytes().replace(f"{old}.0".encode("utf-16-le"), f"{new}.0".encode("utf-16-le"))
-library.write_bytes(data.replace(fixed(old), fixed(new)) + b"another build")
+old, new = sys.argv[1:3]
+for file in map(Path, sys.argv[3:]):
+    data = file.read_bytes().replace(f"{old}.0".encode("utf-16-le"), f"{new}.0".encode("utf-16-le"))
+    file.write_bytes(data.replace(fixed(old), fixed(new)) + b"another build")
 PYTHON
   SOURCE_DATE_EPOCH=1000000000 PYTHONDONTWRITEBYTECODE=1 python3 packaging/make_package.py "$copy" \
     "$build_root/help" "$work/$1" "$2" >/dev/null
