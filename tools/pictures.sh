@@ -109,7 +109,7 @@ events() {
 
 clean_up() {
   wineserver --kill 2>/dev/null || true
-  kill "$display" 2>/dev/null || true
+  kill "${display:-}" 2>/dev/null || true
 }
 
 wineserver --kill 2>/dev/null || true
