@@ -23,6 +23,8 @@ TEMPLATES = {"x86": "Intel;1033", "x64": "x64;1033"}
 COMPONENT_64_BIT = 256
 SET_PROPERTY = 51
 MEMORY = r"Software\Zarnow Instruments Ltd.\System\ZSupport\Setup"  # remembers the folder
+# Files with a version resource of ours, by their ids.
+VERSIONED = {"ZSupportDll": "ZSupport.dll", "ZSupportMonitor": "ZSupportMonitor.exe"}
 
 # The installer sets ALLUSERS to nothing when it installs for a user; before that, 2 leaves the choice
 # to the other property.
@@ -81,20 +83,21 @@ class Components:
 
     def __init__(self, folder):
         self.folder = folder
-        self.references = {"Library": [], "Samples": []}
+        self.references = {"Library": [], "Monitor": [], "Samples": []}
 
     def component(self, name, feature, content):
         self.references[feature].append(name)
         return f'<Component Id="{name}" Guid="{identity(name)}">{content}</Component>'
 
     def file(self, path, relative, key):
+        name, component, rows = f"f{key}", f"c{key}", []
+        feature = "Samples" if relative.startswith("samples/") else "Library"
         if relative == "ZSupport.dll":
             name, component, rows = "ZSupportDll", "Server", [
                 *registration.rows(ROOT, "[#ZSupportDll]", "[INSTALLDIR]"), (MEMORY, "Folder", "[INSTALLDIR]")]
-        else:
-            name, component, rows = f"f{key}", f"c{key}", []
+        elif relative == "ZSupportMonitor.exe":
+            name, component, feature = "ZSupportMonitor", "Monitor", "Monitor"
         element = f'<File Id="{name}" Name={quoteattr(path.name)} Source={quoteattr(relative)} KeyPath="yes"/>'
-        feature = "Samples" if relative.startswith("samples/") else "Library"
         return self.component(component, feature, element + "".join(registry_element(*row) for row in rows))
 
     def directory(self, path):
@@ -114,11 +117,22 @@ class Components:
         elements = (registry_element(*row, key_path=number == 0) for number, row in enumerate(rows))
         return self.component(name, "Library", "".join(elements))
 
+    def start_menu(self):
+        """The monitor's entry, the user's or everybody's as the installation is.
+
+        It is a component of its own: an entry belongs to a registry value of those who see it, not to
+        a file that has its place elsewhere.
+        """
+        return self.component("StartMenu", "Monitor", (
+            '<Shortcut Id="MonitorEntry" Directory="ProgramMenuFolder" Name="ZSupport Monitor"'
+            ' Description="Errors, traces and events in a window" Target="[#ZSupportMonitor]"'
+            ' WorkingDirectory="INSTALLDIR"/>' + registry_element(MEMORY, "StartMenu", 1, key_path=True)))
+
 
 def product(folder, version, code, architecture):
     components = Components(folder)
     tree = components.directory(folder) + components.registry(
-        "EventSource", registration.machine_rows("[#ZSupportDll]"))
+        "EventSource", registration.machine_rows("[#ZSupportDll]")) + components.start_menu()
     names = registration.name_rows(ROOT)
     if architecture == "x64":
         tree += components.registry("Classes64", [*registration.rows_for_64_bit(ROOT), *names])
@@ -126,9 +140,9 @@ def product(folder, version, code, architecture):
         tree += components.registry("Names", names)
     size = sum(path.stat().st_size for path in folder.rglob("*") if path.is_file()) // 1024 + 1
 
-    def feature(name, title, level):
+    def feature(name, title, level, below=""):
         references = "".join(f'<ComponentRef Id="{name}"/>' for name in components.references[name])
-        return f'<Feature Id="{name}" Title="{title}" Level="{level}">{references}</Feature>'
+        return f'<Feature Id="{name}" Title="{title}" Level="{level}">{references}{below}</Feature>'
 
     return f"""<?xml version="1.0" encoding="utf-8"?>
 <Wix xmlns="http://schemas.microsoft.com/wix/2006/wi">
@@ -145,8 +159,9 @@ def product(folder, version, code, architecture):
       <Directory Id="ProgramFilesFolder">
         <Directory Id="INSTALLDIR" Name="ZSupport">{tree}</Directory>
       </Directory>
+      <Directory Id="ProgramMenuFolder"/>
     </Directory>
-    {feature("Library", "ZSupport", 1)}
+    {feature("Library", "ZSupport", 1, feature("Monitor", "ZSupport monitor", 1))}
     {feature("Samples", "Sample programs", 1000)}
   </Product>
 </Wix>
@@ -156,12 +171,13 @@ def product(folder, version, code, architecture):
 def complete_files(database, folder):
     """Versions, which decide at upgrades and repairs, and short names."""
     for row in database.rows("File"):
-        if row["File"] == "ZSupportDll":
-            row["Version"], row["Language"] = file_version(folder / "ZSupport.dll"), "1033"
+        if row["File"] in VERSIONED:
+            row["Version"], row["Language"] = file_version(folder / VERSIONED[row["File"]]), "1033"
     hashes = database.rows("MsiFileHash")
-    hashes[:] = [row for row in hashes if row["File_"] != "ZSupportDll"]
+    hashes[:] = [row for row in hashes if row["File_"] not in VERSIONED]
     place = {row["Component"]: row["Directory_"] for row in database.rows("Component")}
     short_names(database.rows("File"), "FileName", lambda row: place[row["Component_"]])
+    short_names(database.rows("Shortcut"), "Name", lambda row: row["Directory_"])
     own = [row for row in database.rows("Directory") if row["DefaultDir"] not in (".", "SourceDir")]
     short_names(own, "DefaultDir", lambda row: row["Directory_Parent"])
 

@@ -18,7 +18,7 @@ LINKED = [
     ("mingw-w64 run-time", ["libmingw32.a", "libmingwex.a"], "LicenseRef-mingw-w64"),
     ("winpthreads", ["libwinpthread.a"], "MIT AND BSD-3-Clause"),
 ]
-HEAD = """What is linked into ZSupport.dll and into the sample programs, and its licences
+HEAD = """What is linked into ZSupport.dll, ZSupportMonitor.exe and the sample programs, and its licences
 
 {parts}
 

@@ -1,21 +1,27 @@
 #!/usr/bin/env python3
 """Make what users read from docs/reference.md: ZSupport.chm, which the type library names as its help
-file, and reference.html, the same on one page, for screen and paper.
+file, and reference.html, the same on one page, for screen and paper. The pictures beside the reference are
+inside of both.
 
 The help contexts are those of typelib/ZSupport.idl. A name in it without a heading in the reference is
-an error, and so is a link that leads nowhere. The same source gives the same bytes.
+an error, and so is a link that leads nowhere or a picture that is not there. The same source gives the
+same bytes.
 
 usage: make_help.py FOLDER      made when it is missing
 """
 
+import base64
 import html
+import mimetypes
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
+DOCS = ROOT / "docs"
 TITLE = "ZSupport reference"
 # The section of the reference in which a name is looked for, by the thousand of its help context.
 SECTIONS = {1: "Zollection", 2: "Collection", 3: "Events of Zollection", 4: "GZSupport",
@@ -32,6 +38,7 @@ pre { background: #f2f2f2; padding: .6em .8em; overflow: auto; }
 table { border-collapse: collapse; margin: 1em 0; }
 th, td { border: 1px solid #bbb; padding: .2em .6em; text-align: left; vertical-align: top; }
 a { color: #14509b; }
+img { max-width: 100%; }
 .path { color: #555; font-size: 9pt; margin: 0; }
 nav { columns: 3 14em; font-size: 9.5pt; }
 nav ul { list-style: none; padding-left: 1em; margin: 0; }
@@ -71,7 +78,7 @@ def anchor_of(title, uses):
 
 
 def topics():
-    source = (ROOT / "docs/reference.md").read_text()
+    source = (DOCS / "reference.md").read_text()
     text = subprocess.run(["cmark-gfm", "-e", "table"], input=source, capture_output=True, text=True,
                           check=True).stdout
     _, *parts = re.split(r"<h([1-4])>(.*?)</h\1>\n", text)
@@ -118,10 +125,27 @@ def tree(topic, target):
     return f"<ul>\n{items}</ul>\n" if items else ""
 
 
+PICTURE = r'(?<=<img src=")[^"]*'
+
+
+def pictures(found):
+    return sorted({name for topic in found for name in re.findall(PICTURE, topic.body)})
+
+
+def embedded(match):
+    """A picture as a part of the page."""
+    picture = DOCS / match[0]
+    if not picture.is_file():
+        raise SystemExit(f"docs/reference.md: no picture {match[0]}")
+    kind, _ = mimetypes.guess_type(picture)
+    return f"data:{kind};base64,{base64.b64encode(picture.read_bytes()).decode()}"
+
+
 def one_page(found):
     body = ""
     for topic in found:
-        body += f'<h{topic.level} id="{topic.anchor}">{html.escape(topic.title)}</h{topic.level}>\n{topic.body}'
+        body += f'<h{topic.level} id="{topic.anchor}">{html.escape(topic.title)}</h{topic.level}>\n'
+        body += re.sub(PICTURE, embedded, topic.body)
         if topic is found[0]:
             body += f"<nav>\n{tree(topic, lambda child: '#' + child.anchor)}</nav>\n"
     return document(TITLE, body)
@@ -163,7 +187,7 @@ def project(found, by_context):
              "Contents file=ZSupport.hhc", "Index file=ZSupport.hhk", f"Default topic={found[0].page()}",
              f"Title={TITLE}", "Language=0x409 English (United States)", "Full-text search=Yes",
              "Binary TOC=No", "Binary Index=No", "", "[FILES]"]
-    lines += [topic.page() for topic in found]
+    lines += [topic.page() for topic in found] + pictures(found)
     lines += ["", "[ALIAS]"] + [f"topic_{number}={topic.page()}" for number, topic in by_context.items()]
     lines += ["", "[MAP]"] + [f"#define topic_{number} {number}" for number in by_context]
     return "\n".join(lines) + "\n"
@@ -225,6 +249,8 @@ def compiled_help(found):
         folder = Path(name)
         for topic in found:
             (folder / topic.page()).write_bytes(help_page(topic, found))
+        for name in pictures(found):
+            shutil.copyfile(DOCS / name, folder / name)
         (folder / "ZSupport.hhc").write_text(site_map(contents(found[0])))
         (folder / "ZSupport.hhk").write_text(site_map(index(found)))
         (folder / "ZSupport.hhp").write_text(project(found, contexts(found)))

@@ -9,7 +9,7 @@ usage: make_package.py BUILD HELP OUT VERSION
   BUILD    build folder of the release preset
   HELP     folder with ZSupport.chm and reference.html
   OUT      folder for the packages; it is replaced
-  VERSION  such as 1.0.0, which the library's version resource has to confirm
+  VERSION  such as 1.0.0, which the version resources of library and monitor have to confirm
 """
 
 import hashlib
@@ -66,11 +66,13 @@ def stage_samples(build, folder):
 def stage(build, help_folder, folder, version):
     """Everything that users get, in the layout in which they get it."""
     folder.mkdir(parents=True)
-    for source in (build / "src/ZSupport.dll", build / "typelib/ZSupport.tlb", build / "typelib/ZSupport.h",
+    for source in (build / "src/ZSupport.dll", build / "monitor/ZSupportMonitor.exe",
+                   build / "typelib/ZSupport.tlb", build / "typelib/ZSupport.h",
                    help_folder / "ZSupport.chm", help_folder / "reference.html"):
         shutil.copyfile(source, folder / source.name)
-    if installer.file_version(folder / "ZSupport.dll") != f"{version}.0":
-        raise SystemExit(f"make_package.py: the library's version resource is not of {version}")
+    for name in installer.VERSIONED.values():
+        if installer.file_version(folder / name) != f"{version}.0":
+            raise SystemExit(f"make_package.py: the version resource of {name} is not of {version}")
     (folder / "ZSupport.Library.manifest").write_text(registration.manifest(ROOT))
     copy_text(ROOT / "packaging/README.txt", folder / "README.txt", version)
     copy_text(ROOT / "packaging/LICENCE.txt", folder / "LICENCE.txt")

@@ -9,6 +9,7 @@ CATEGORIES = {
     "Condition": "Condition", "Version": "Version", "Language": "Language", "ComponentId": "Guid",
     "UpgradeCode": "Guid", "FileName": "Filename", "DefaultDir": "DefaultDir", "Cabinet": "Cabinet",
     "Key": "RegPath", "Value": "Formatted", "Target": "Formatted", "Description": "Text",
+    "Shortcut.Name": "Filename", "Shortcut.Target": "Shortcut",
 }
 # Columns that name a row of another table, beside those named after it with an underscore.
 REFERENCES = {"Directory_Parent": "Directory", "Feature_Parent": "Feature",
@@ -57,7 +58,7 @@ class Database:
                 limit = "2147483647" if kind[1:] == "4" else "32767"
                 target = REFERENCES.get(column, column[:-1] if column.endswith("_") else "")
                 known = target.split(";")[0] in self.tables
-                category = "" if number else CATEGORIES.get(
+                category = "" if number else CATEGORIES.get(f"{name}.{column}") or CATEGORIES.get(
                     column, "Identifier" if kind[1:] in ("38", "72") else "Text")
                 table.rows.append(dict(zip(table.columns, (
                     name, column, "Y" if kind[0].isupper() else "N", "-" + limit if number else "",

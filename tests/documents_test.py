@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """What users read: the reference and the C# interfaces say what the interface description says, the help
-file holds a topic for each context of the type library, no link leads nowhere, the README's commands exist,
-the policies are the settings'.
+file holds a topic for each context of the type library, no link leads nowhere, no picture is missing, the
+README's commands exist, the policies are the settings'.
 
 usage: documents_test.py TYPELIB WORK_FOLDER
 """
@@ -103,7 +103,7 @@ def test_links(paths):
         text, uses = path.read_text(), {}
         anchors[path] = re.findall(r'\bid="([^"]*)"', text) if path.suffix == ".html" else [
             make_help.anchor_of(heading, uses) for heading in re.findall(r"^#+ (.*)", text, re.MULTILINE)]
-        links += [(path, link) for link in re.findall(r'(?:\]\(|href=")(?!http)([^)"]*)', text)]
+        links += [(path, link) for link in re.findall(r'(?:\]\(|(?:href|src)=")(?!http|data:)([^)"]*)', text)]
     for path, link in links:
         target, _, anchor = link.partition("#")
         there = (path.parent / target).resolve() if target else path

@@ -66,11 +66,12 @@ def rows(package, table):
 
 def test_database(package, version):
     hashed = {row["File_"] for row in rows(package, "MsiFileHash")}
-    [library] = (row for row in rows(package, "File") if row["File"] not in hashed)
-    expect((library["FileName"], library["Version"], library["Language"]) == ("ZSupport.dll", f"{version}.0", "1033"),
-           f"without a hash: {library}")
-    for row in rows(package, "File") + rows(package, "Directory"):
-        short = (row.get("FileName") or row["DefaultDir"]).split("|")[0]
+    unhashed = {(row["FileName"].split("|")[-1], row["Version"], row["Language"])
+                for row in rows(package, "File") if row["File"] not in hashed}
+    expect(unhashed == {(name, f"{version}.0", "1033") for name in ("ZSupport.dll", "ZSupportMonitor.exe")},
+           f"without a hash: {unhashed}")
+    for row in rows(package, "File") + rows(package, "Directory") + rows(package, "Shortcut"):
+        short = (row.get("FileName") or row.get("Name") or row["DefaultDir"]).split("|")[0]
         expect(re.fullmatch(r"[\w~-]{1,8}(\.[\w~-]{1,3})?|\.|SourceDir", short), f"short name {short}")
     values = {row["Property"]: row["Value"] for row in rows(package, "Property")}
     expect((values["ALLUSERS"], values["MSIINSTALLPERUSER"]) == ("2", "1"), "for whom")

@@ -10,7 +10,8 @@ readonly build_root version=$2 newer=9.0.0
 readonly packages=$build_root/package work=$build_root/package-test
 readonly zip_folder=ZSupport-$version foreign='{11111111-2222-3333-4444-555555555555}'
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-export WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml=' LC_ALL=C.UTF-8
+# An entry in the Start menu would otherwise be made in this desktop's menus, too.
+export WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml=;winemenubuilder.exe=d' LC_ALL=C.UTF-8
 unset DISPLAY
 source tests/support/packages.sh
 
@@ -21,8 +22,13 @@ use_prefix() {
   downloads=$drive/downloads
   unpacked=$downloads/$zip_folder
   mkdir "$WINEPREFIX"
+  output=$WINEPREFIX/output.txt
   wine wineboot --init >/dev/null 2>&1
   wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null 2>&1
+  # In the session that makes a prefix, no surrogate starts.
+  wineserver --wait
+  # One that stays, so that not every command starts Wine's services again.
+  wine explorer.exe >/dev/null 2>&1 &
   mkdir "$downloads"
   cp "$packages/ZSupport-$version-$1.msi" "$work/newer/ZSupport-$newer-$1.msi" "$downloads"
   python3 -m zipfile -e "$packages/ZSupport-$version.zip" "$downloads"
@@ -35,6 +41,7 @@ unregistered() {
     run "$unpacked" "$(readme "$line")"
   done
   grep -q 'has a name: yes; items: 0' "$output"
+  run "$unpacked" 'ZSupportMonitor.exe --version'
   rm "$unpacked/samples/programs/"{ZSupport.dll,ZSupport.Library.manifest}
 }
 
@@ -53,10 +60,15 @@ registered_by_hand() {
   same "$fresh" "$(everything)" "after regsvr32 /u /i:user"
 }
 
+# Where the monitor's entry is; Wine keeps one of everybody where the user's are.
+entry() { find "$drive" -path '*/Start Menu/Programs/ZSupport Monitor.lnk'; }
+
 # WHO, where it has to be, and what is not.
 installed() {
   same "${by_library[$1]}" "$(ours)" "what library and package register for the $1"
   diff -r "$unpacked" "$2" "${@:3}"
+  entry | grep -q .
+  run "$2" 'ZSupportMonitor.exe --version'
 }
 
 refused() {
@@ -77,8 +89,9 @@ for_the_machine() {
   find "$drive" -name 'ZSupport install.log' -size +0 -delete -print | grep -q .
   installed machine "$folder" --exclude=samples
   refused "$(newer "$(readme 'msiexec /i [^ ]*$')")" ALLUSERS=
-  install "$(newer "$for_all")"
-  cmp "$folder/ZSupport.dll" "$work/newer/ZSupport-$newer/ZSupport.dll"
+  install "$(newer "$for_all")" ADDLOCAL=Library
+  diff -r "$work/newer/ZSupport-$newer" "$folder" --exclude=samples --exclude=ZSupportMonitor.exe
+  [[ ! -e $folder/ZSupportMonitor.exe && ! $(entry) ]]
   refused "$for_all"
   install "$(newer "$(readme 'msiexec /x')")"
   same "$before" "$(everything)" "after the removal"
@@ -107,9 +120,9 @@ for_a_user() {
     install "${for_one/$version/${build#*-}}" ALLUSERS=
     diff -r "$work/$build" "$folder" --exclude=samples
     registry >/dev/null
-    [[ $(grep -o 'Uninstall.*"DisplayVersion"=.*' "$work/registry.txt") == *"=\"${build#*-}\"" ]]
+    [[ $(grep -o 'Uninstall.*"DisplayVersion"=.*' "$WINEPREFIX/registry.txt") == *"=\"${build#*-}\"" ]]
     for name in Comments HelpLink InstallLocation ReadMe Size; do
-      grep -q "Uninstall.*\"$name\"=\".*[a-z0-9]" "$work/registry.txt"
+      grep -q "Uninstall.*\"$name\"=\".*[a-z0-9]" "$WINEPREFIX/registry.txt"
     done
   done
   install "$(newer "$(readme 'msiexec /x')")"
@@ -129,18 +142,33 @@ from_64_bit_programs() {
   system_program reg query "HKLM\\Software\\Classes\\Interface\\$events\\ProxyStubClsid32" >"$output"
 }
 
-rm -rf "$work"
-mkdir -p "$work"
-trap 'for prefix in x86 x64; do WINEPREFIX=$work/$prefix wineserver --kill 2>/dev/null || true; done' EXIT
-another_build newer "$newer"
-another_build rebuilt "$version"
-declare -A by_library
-for system in 'x86 win32' 'x64 win64'; do
-  use_prefix $system
+# A prefix and a processor: processes of Wine that lie on several spend most of their time on waking
+# each other up.
+on_system() {
+  taskset --cpu-list --pid "$3" "$BASHPID" >/dev/null
+  use_prefix "$1" "$2"
   unregistered
   registered_by_hand
   for_the_machine
   for_a_user
-done
-from_64_bit_programs
+  [[ $1 == x86 ]] || from_64_bit_programs
+}
+
+clean_up() {
+  local prefix
+  kill $(jobs -p) 2>/dev/null || true
+  for prefix in x86 x64; do WINEPREFIX=$work/$prefix wineserver --kill 2>/dev/null || true; done
+}
+
+rm -rf "$work"
+mkdir -p "$work"
+another_build newer "$newer"
+another_build rebuilt "$version"
+declare -A by_library
+processors=($(python3 -c 'import os; print(*os.sched_getaffinity(0))'))
+trap clean_up EXIT
+on_system x86 win32 "${processors[0]}" &
+x86=$!
+on_system x64 win64 "${processors[-1]}" &
+wait $x86 && wait $! || exit 1
 echo "packages: all is well"

@@ -1,9 +1,9 @@
 # What the tests of the packages share: the README's commands, and everything of ours in a prefix.
 
 readonly collection='{A4C46780-499F-101B-BB78-00AA00383CBB}' events='{D20D3439-64D3-4496-9B55-C79C5992CEF9}'
-readonly output=$work/output.txt
+output=$work/output.txt
 
-fail() { echo "package test FAILED: $*" >&2; exit 1; }
+fail() { echo "package test FAILED: ${architecture:-}: $*" >&2; exit 1; }
 trap 'fail "line $LINENO: $BASH_COMMAND ended with $?: $(cat "$output")"' ERR
 same() { diff <(echo "$1") <(echo "$2") || fail "differs: $3"; }
 
@@ -35,9 +35,9 @@ install() { run "$downloads" "$1 ${2:-} /qn"; }
 registry() {
   local hive
   for hive in 'HKLM\Software' 'HKCU\Software' 'HKLM\SYSTEM\CurrentControlSet\Services\EventLog'; do
-    system_program reg export "$hive" "$(winepath -w "$work/hive.reg")" /y >/dev/null 2>&1
-    tr -d '\000\r' <"$work/hive.reg"
-  done | awk '/^\[/ { key = $0 } /^[@"]/ { print key " " $0 }' | sort | tee "$work/registry.txt"
+    system_program reg export "$hive" "$(winepath -w "$WINEPREFIX/hive.reg")" /y >/dev/null 2>&1
+    tr -d '\000\r' <"$WINEPREFIX/hive.reg"
+  done | awk '/^\[/ { key = $0 } /^[@"]/ { print key " " $0 }' | sort | tee "$WINEPREFIX/registry.txt"
 }
 named_like_ours() {
   registry | sed -nE '/zsupport|938E3045|7B8B8B0E|EB457140|96C697D0|D20D3439|3D1E6C52|8C6B1F0E|A4C46780/Ip'
@@ -56,20 +56,22 @@ everything() {
     -type f ! -name run.bat ! -name ZSupport.log -print | sort
 }
 
-# Packages of a library that differs, and says another version.
+# Packages of a library and a monitor that differ, and say another version.
 another_build() {
   local -r copy=$work/build-$1
   mkdir "$copy"
-  (cd "$build_root/release" && cp --parents src/ZSupport.dll samples/*.{exe,h,tlb} typelib/*.{h,tlb} "$copy")
-  python3 - "$copy/src/ZSupport.dll" "$version" "$2" <<'PYTHON'
+  (cd "$build_root/release" && cp --parents src/ZSupport.dll monitor/ZSupportMonitor.exe samples/*.{exe,h,tlb} \
+    typelib/*.{h,tlb} "$copy")
+  python3 - "$version" "$2" "$copy/src/ZSupport.dll" "$copy/monitor/ZSupportMonitor.exe" <<'PYTHON'
 import struct, sys
 from pathlib import Path
 def fixed(version):
     major, minor, patch = map(int, version.split("."))
     return struct.pack("<2I8H", 0xFEEF04BD, 0x10000, *[minor, major, 0, patch] * 2)
-library, old, new = Path(sys.argv[1]), *sys.argv[2:]
-data = library.read_bytes().replace(f"{old}.0".encode("utf-16-le"), f"{new}.0".encode("utf-16-le"))
-library.write_bytes(data.replace(fixed(old), fixed(new)) + b"another build")
+old, new = sys.argv[1:3]
+for file in map(Path, sys.argv[3:]):
+    data = file.read_bytes().replace(f"{old}.0".encode("utf-16-le"), f"{new}.0".encode("utf-16-le"))
+    file.write_bytes(data.replace(fixed(old), fixed(new)) + b"another build")
 PYTHON
   SOURCE_DATE_EPOCH=1000000000 PYTHONDONTWRITEBYTECODE=1 python3 packaging/make_package.py "$copy" \
     "$build_root/help" "$work/$1" "$2" >/dev/null
