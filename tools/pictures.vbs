@@ -8,7 +8,6 @@ values = Array(1) : fixed(0) = "right"
 boxes.Add box, "", "kitchen"
 On Error Resume Next
 boxes.Add box, "", "kitchen"
-boxes.Remove 7
 text = boxes.Key(2)
 boxes.CompareMode = 1
 support.EnsureDirExists "Q:\Orders\2026"
@@ -16,4 +15,6 @@ support.AddSVParameter fixed, values, "top", 2
 text = support.StringArray2(Array(Null))
 support.IsEqualVariant support, 1
 boxes.Add support, "", "cellar"
+boxes.Add box, "{6C2E7E41-1C58-4B43-9D7D-0A3F2A5B7CFF}", "hall"
+boxes.Remove 7
 WScript.Echo "done"
