@@ -142,8 +142,8 @@ from_64_bit_programs() {
   system_program reg query "HKLM\\Software\\Classes\\Interface\\$events\\ProxyStubClsid32" >"$output"
 }
 
-# A prefix and a processor: processes of Wine that lie on several spend most of their time on waking
-# each other up.
+# A prefix and a processor: where Wine's processes lie on several of a busy machine, they spend most of
+# their time on waking each other up.
 on_system() {
   taskset --cpu-list --pid "$3" "$BASHPID" >/dev/null
   use_prefix "$1" "$2"

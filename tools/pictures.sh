@@ -8,6 +8,8 @@ set -euo pipefail
 build=$(realpath "$1")
 folder=$(realpath "$2")
 readonly build folder
+# What is written into the registry must not go into the own prefix of whoever starts this.
+: "${WINEPREFIX:?}"
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 readonly monitor=$build/monitor/ZSupportMonitor.exe
 readonly key='HKCU\Software\Zarnow Instruments Ltd.\System\ZSupport'
