@@ -21,7 +21,7 @@ std::wstring temporary(const wchar_t* name) {
 
 class Log {
  public:
-  Log() { remove(); }
+  explicit Log(const wchar_t* name = L"monitor test.log") : path(temporary(name)) { remove(); }
   ~Log() { remove(); }
 
   void append(const std::string& bytes) const {
@@ -33,7 +33,7 @@ class Log {
     MoveFileExW(path.c_str(), (path + L".old").c_str(), MOVEFILE_REPLACE_EXISTING);
   }
 
-  const std::wstring path = temporary(L"monitor test.log");
+  const std::wstring path;
 
  private:
   void remove() const {
@@ -76,7 +76,12 @@ TEST(MonitorTraces, ALogThatGrowsRollsAndIsDamagedIsFollowed) {
   EXPECT_EQ(L"last before the roll", monitor.cell(6, 8));
   EXPECT_EQ(L"first after it", monitor.cell(7, 8));
 
-  // Whole, unescaped, with the road in words.
+  DeleteFileW(log.path.c_str());
+  log.append(record("of a new file"));
+  ASSERT_TRUE(eventually([&] { return monitor.cell(monitor.rows() - 1, 8) == L"of a new file"; }));
+  EXPECT_EQ(9u, monitor.rows());
+
+  // Whole, unescaped, with the road in words. Keys that edits take for themselves do no harm there.
   monitor.choose(monitor.list(), 1);
   const HWND details = monitor.control(WC_EDITW, 1);
   EXPECT_TRUE(eventually([&] {
@@ -84,6 +89,31 @@ TEST(MonitorTraces, ALogThatGrowsRollsAndIsDamagedIsFollowed) {
     return text.find(L"tab\tline\r\n") != text.npos &&
            text.find(L"left Zollection::Sub Add, came from Zollection.Add\r\n") != text.npos;
   }));
+  PostMessageW(monitor.list(), WM_KEYDOWN, VK_TAB, 0);
+  EXPECT_TRUE(eventually([&] { return monitor.hasFocus(details); }));
+  PostMessageW(details, WM_KEYDOWN, VK_ESCAPE, 0);
+  PostMessageW(details, WM_KEYDOWN, VK_TAB, 0);
+  EXPECT_TRUE(eventually([&] { return !monitor.hasFocus(details); }));
+  EXPECT_EQ(9u, monitor.rows());
+}
+
+TEST(MonitorTraces, AFolderMayComeLater) {
+  const Log log(L"monitor folder\\below it\\test.log");
+  const std::wstring below = log.path.substr(0, log.path.rfind(L'\\'));
+  const std::wstring folder = below.substr(0, below.rfind(L'\\'));
+  {
+    Monitor monitor(logOption(log));
+    EXPECT_EQ(0u, monitor.rows());
+    CreateDirectoryW(folder.c_str(), nullptr);
+    CreateDirectoryW(below.c_str(), nullptr);
+    log.append(record("first"));
+    EXPECT_TRUE(eventually([&] { return monitor.rows() == 1; }));
+    log.append(record("second"));
+    EXPECT_TRUE(eventually([&] { return monitor.rows() == 2; }));
+  }
+  DeleteFileW(log.path.c_str());
+  RemoveDirectoryW(below.c_str());
+  EXPECT_TRUE(RemoveDirectoryW(folder.c_str()));
 }
 
 TEST(MonitorTraces, ALockedLogIsReadWhenItCanBe) {
@@ -116,12 +146,17 @@ TEST(MonitorTraces, AHundredThousandRecordsAreFilteredSortedHeldAndSaved) {
   EXPECT_TRUE(eventually([&] { return monitor.cell(0, 8) == L"number 99999"; }));
   EXPECT_EQ(L"number 9999", monitor.cell(10, 8));
 
+  monitor.choose(monitor.list(), 10);
   monitor.command(IDM_HOLD);
   log.append(record("=number 9999, \"quoted\""));
   EXPECT_TRUE(monitor.says(L"held: 1 waiting", 1));
   EXPECT_EQ(11u, monitor.rows());
   monitor.command(IDM_HOLD);
   EXPECT_TRUE(eventually([&] { return monitor.rows() == 12; }));
+  // It has come to the end or before the chosen one, which stays chosen.
+  const size_t chosen = static_cast<size_t>(
+      SendMessageW(monitor.list(), LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED));
+  EXPECT_EQ(L"number 9999", monitor.cell(chosen, 8));
 
   for (const wchar_t* const name : {L"monitor test.csv", L"monitor test.txt"}) {
     const std::wstring path = temporary(name);
@@ -130,7 +165,7 @@ TEST(MonitorTraces, AHundredThousandRecordsAreFilteredSortedHeldAndSaved) {
     const HWND dialog = monitor.dialog(L"Save As");
     monitor.type(GetDlgItem(dialog, kFileName), path.c_str());
     PostMessageW(dialog, WM_COMMAND, IDOK, 0);
-    EXPECT_TRUE(monitor.says(L"is saved"));
+    EXPECT_TRUE(monitor.says((path + L" is saved").c_str()));
     const std::string saved = contentOf(path);
     EXPECT_EQ(0u, saved.find("\xEF\xBB\xBF"));
     EXPECT_EQ(13, std::count(saved.begin(), saved.end(), '\n'));
@@ -203,7 +238,7 @@ TEST_F(MonitorOfTheLibrary, ARecordThatComesByLogAndDebugOutputStandsThereOnce) 
 
 TEST_F(MonitorOfTheLibrary, SettingsAreReadWrittenAndGreyWhereAPolicyDecides) {
   put(L"Default Action", 3, L"Software\\Policies\\");
-  put(L"Debug Level", 0x5000 | edlTLogFile | 1);
+  put(L"Debug Level", 0x5000 | edlTLogFile | 5);  // more than the highest that has a name
   const Log log;
   Monitor monitor(logOption(log));
   monitor.command(IDM_SETTINGS);
@@ -219,7 +254,7 @@ TEST_F(MonitorOfTheLibrary, SettingsAreReadWrittenAndGreyWhereAPolicyDecides) {
   SendMessageW(item(IDC_BREAK), BM_CLICK, 0, 0);
   SendMessageW(dialog, WM_COMMAND, IDOK, 0);
   EXPECT_TRUE(eventually([&] { return !IsWindow(dialog); }));
-  EXPECT_EQ(0x80005000 | edlTZTrace | edlTLogFile | 1, stored(L"Debug Level"));
+  EXPECT_EQ(0x80005000 | edlTZTrace | edlTLogFile | 5, stored(L"Debug Level"));
   EXPECT_EQ(0xDEADu, stored(L"Default Action"));
 }
 

@@ -83,6 +83,11 @@ class Monitor {
   // The controls of the view that is shown: the number counts those of a class, from 0.
   HWND control(const wchar_t* type, int number = 0) { return below(window(), type, number); }
 
+  bool hasFocus(HWND control) const {
+    GUITHREADINFO info{};
+    info.cbSize = sizeof info;
+    return GetGUIThreadInfo(process_.dwThreadId, &info) && info.hwndFocus == control;
+  }
   std::wstring text(HWND control) const {
     std::wstring text(200'000, L'\0');
     text.resize(static_cast<size_t>(
