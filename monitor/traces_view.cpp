@@ -55,14 +55,14 @@ TracesView::TracesView(HWND parent, const Frame& frame, std::wstring logFile, bo
       logFile_(std::move(logFile)),
       allPrograms_(allPrograms),
       traces_([window = window()] { PostMessageW(window, kNews, 0, 0); }) {
-  makePane({{L"Time", 150},
+  makePane({{L"Time", 140},
             {L"Program", 90},
-            {L"Process", 55},
-            {L"Thread", 55},
+            {L"Process", 50},
+            {L"Thread", 50},
             {L"Class", 75},
             {L"Procedure", 120},
             {L"Number", 80},
-            {L"Source", 210},
+            {L"Source", 150},
             {L"Description", 320}},
            wholeRecord);
 }
