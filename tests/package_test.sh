@@ -41,7 +41,8 @@ unregistered() {
     run "$unpacked" "$(readme "$line")"
   done
   grep -q 'has a name: yes; items: 0' "$output"
-  run "$unpacked" 'ZSupportMonitor.exe --version'
+  run "$unpacked" 'ZSupportMonitor.exe --text --seconds 0 --events Shell.Explorer.2 --set Visible=True'
+  grep -q OnVisible "$output"
   rm "$unpacked/samples/programs/"{ZSupport.dll,ZSupport.Library.manifest}
 }
 
@@ -138,6 +139,12 @@ from_64_bit_programs() {
   # Through a file: a surrogate that the program starts keeps a pipe open for minutes.
   system_program cscript //nologo "$(winepath -w tests/script/surrogate.vbs)" >"$output" 2>&1
   [[ $(tr -d '\r' <"$output") == 'surrogate done' ]]
+  # A class of theirs, which the monitor tells from one that is not there.
+  for line in 'CLSID\'"$foreign"'\InprocServer32' 'Only64.Class\CLSID'; do
+    system_program reg add "HKLM\\Software\\Classes\\$line" /ve /d "$foreign" /f >/dev/null 2>&1
+  done
+  run "$unpacked" 'ZSupportMonitor.exe --text --events Only64.Class' && fail "a class of 64 bits"
+  grep -q 'in 64 bits only' "$output"
   # Without it, no event comes back to them.
   system_program reg query "HKLM\\Software\\Classes\\Interface\\$events\\ProxyStubClsid32" >"$output"
 }
