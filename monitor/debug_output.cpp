@@ -143,13 +143,14 @@ class Assembly {
 using Listeners = std::vector<std::unique_ptr<const Listener>>;
 
 // The second one is that of services. Where it is the same, the first has it already.
-Listeners makeListeners(Feed& feed) {
+Listeners makeListeners(Feed& feed, std::atomic<bool>& isListening) {
   Listeners listeners;
   for (const wchar_t* const space : {L"", L"Global\\"}) {
     auto listener = std::make_unique<const Listener>(space);
     if (listener->canListen()) {
       listeners.push_back(std::move(listener));
     } else if (!*space) {
+      isListening = false;
       // To keep what another one owns would make programs wait for a listener when that has gone.
       feed.say(listener->isTaken() ? L"Debug output is being read by another program"
                                    : L"Debug output cannot be read");
@@ -160,8 +161,7 @@ Listeners makeListeners(Feed& feed) {
 
 void listen(const std::atomic<bool>& allPrograms, std::atomic<bool>& isListening, Feed& feed,
             HANDLE stop) {
-  const Listeners listeners = makeListeners(feed);
-  isListening = !listeners.empty();
+  const Listeners listeners = makeListeners(feed, isListening);
   std::vector<HANDLE> handles = {stop};
   for (const auto& each : listeners) {
     handles.push_back(each->data());

@@ -17,7 +17,7 @@ class DebugOutput {
   // Every line, not only the library's.
   void setAllPrograms(bool all) { allPrograms_ = all; }
 
-  // False when somebody else owned it.
+  // False when somebody else owned that of this session.
   bool isListening() const { return isListening_; }
 
  private:

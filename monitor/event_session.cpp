@@ -184,17 +184,18 @@ void EventSession::watch(const std::wstring& name, bool isRunning, const std::ws
   alternatives_.clear();
   const Ptr<IDispatch> before = std::exchange(refused_, nullptr);
   forgetErrors();
-  const Ptr<IDispatch> object = before && refusedName_ == name ? before
-                                : isRunning                    ? runningObject(name)
-                                                               : createObject(name);
+  const bool isSame = before && refusedName_ == name && wasRunning_ == isRunning;
+  const Ptr<IDispatch> object = isSame      ? before
+                                : isRunning ? runningObject(name)
+                                            : createObject(name);
   forgetErrors();
   if (const Ptr<IConnectionPointContainer> container = object; !container) {
     throw Failure{name + L" is no event source: it has no connection points"};
   }
-  add(object, name, key, interfaceId);
+  add(object, isRunning, name, key, interfaceId);
 }
 
-void EventSession::add(const Ptr<IDispatch>& object, const std::wstring& name,
+void EventSession::add(const Ptr<IDispatch>& object, bool isRunning, const std::wstring& name,
                        const std::wstring& key, const std::wstring& interfaceId) {
   refusal_.clear();
   _bstr_t sourceId = bstrOf(interfaceId), keyText = bstrOf(key);
@@ -208,6 +209,7 @@ void EventSession::add(const Ptr<IDispatch>& object, const std::wstring& name,
     if (!refusal_.empty()) {
       refused_ = object;
       refusedName_ = name;
+      wasRunning_ = isRunning;
     }
     throw Failure{name + L" cannot be heard: " + why};
   }
@@ -220,8 +222,7 @@ void EventSession::add(const Ptr<IDispatch>& object, const std::wstring& name,
 void EventSession::failed(IDispatch* source, LONG reason) {
   refusal_ = reasonText(reason);
   alternatives_ = enumerateSources(source);
-  note(Kind::kError, L"", typeNameOf(source), L"ConnectionFailed",
-       reasonText(reason) + L" (" + systemText(static_cast<DWORD>(reason)) + L")");
+  note(Kind::kError, L"", typeNameOf(source), L"ConnectionFailed", reasonText(reason));
 }
 
 void EventSession::raised(LONG position, IDispatch* source, const VARIANT& event,

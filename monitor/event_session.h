@@ -65,8 +65,8 @@ class EventSession {
 
   void raised(LONG position, IDispatch* source, const VARIANT& event, SAFEARRAY* arguments);
   void failed(IDispatch* source, LONG reason);
-  void add(const Ptr<IDispatch>& object, const std::wstring& name, const std::wstring& key,
-           const std::wstring& interfaceId);
+  void add(const Ptr<IDispatch>& object, bool isRunning, const std::wstring& name,
+           const std::wstring& key, const std::wstring& interfaceId);
   void note(Kind kind, const std::wstring& position, const std::wstring& source,
             const std::wstring& event, const std::wstring& text);
 
@@ -78,6 +78,7 @@ class EventSession {
   std::vector<WatchedItem> items_;
   Ptr<IDispatch> refused_;  // could not be heard
   std::wstring refusedName_;
+  bool wasRunning_ = false;
   std::wstring refusal_;
   std::vector<SourceInterface> alternatives_;
 };

@@ -157,7 +157,7 @@ void EventsView::watch(const std::wstring& name, bool isRunning, const std::wstr
   } catch (const Failure& failure) {
     if (!session_ || !session_->wasRefused()) throw;
     offerInterfaces();
-    SetFocus(interface_);
+    if (IsWindowVisible(interface_)) SetFocus(interface_);
     throw Failure{failure.text + L". Choose another interface, or (none), and try again"};
   }
   offerInterfaces();

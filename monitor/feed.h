@@ -27,11 +27,13 @@ class Feed {
 
   struct News {
     std::vector<Row> rows;
+    size_t lost;  // rows that there was no room for
     std::wstring status;
   };
   News take() {
     const std::lock_guard lock(mutex_);
-    return {rows_.take(), std::exchange(status_, {})};
+    const size_t lost = rows_.lost();
+    return {rows_.take(), lost, std::exchange(status_, {})};
   }
 
  private:

@@ -1,6 +1,7 @@
 #include "library.h"
 
 #include "failure.h"
+#include "version.h"
 
 namespace monitor {
 namespace {
@@ -11,11 +12,7 @@ constexpr wchar_t kMonitorKey[] = L"Software\\Zarnow Instruments Ltd.\\System\\Z
 class UnregisteredLibrary {
  public:
   UnregisteredLibrary() {
-    wchar_t path[MAX_PATH];
-    const DWORD length = GetModuleFileNameW(nullptr, path, ARRAYSIZE(path));
-    const std::wstring program(path, length);
-    const std::wstring manifest =
-        program.substr(0, program.find_last_of(L'\\') + 1) + L"ZSupport.Library.manifest";
+    const std::wstring manifest = programFolder() + L"ZSupport.Library.manifest";
     ACTCTXW context{};
     context.cbSize = sizeof context;
     context.lpSource = manifest.c_str();

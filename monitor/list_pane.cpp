@@ -47,7 +47,10 @@ std::wstring inLines(const std::wstring& text) {
   constexpr wchar_t kPictureOfNul = 0x2400;
   std::wstring lines;
   size_t length = 0;
+  wchar_t before = 0;
   for (const wchar_t c : text) {
+    if (c == L'\n' && before != L'\r') lines += L'\r';
+    before = c;
     if (++length > longest && !IS_LOW_SURROGATE(c)) {
       lines += L"\r\n";
       length = 1;
@@ -91,7 +94,10 @@ LRESULT CALLBACK ListPane::detailsProcedure(HWND details, UINT message, WPARAM w
   return DefSubclassProc(details, message, wParam, lParam);
 }
 
-void ListPane::add(std::vector<Row> rows) { waiting_.add(std::move(rows)); }
+void ListPane::add(std::vector<Row> rows, size_t lost) {
+  lost_ += lost;
+  waiting_.add(std::move(rows));
+}
 
 void ListPane::showWhenDue() {
   if (GetTickCount64() - lastShown_ >= kShowEvery) show();
@@ -120,7 +126,6 @@ void ListPane::setHeld(bool held) {
 }
 
 void ListPane::clear() {
-  waiting_.take();
   lost_ = 0;
   removeIf([](const Row&) { return true; });
 }
@@ -128,6 +133,7 @@ void ListPane::clear() {
 void ListPane::removeIf(const std::function<bool(const Row&)>& condition) {
   ListView_SetItemState(list_, -1, 0, LVIS_SELECTED | LVIS_FOCUSED);
   rows_.removeIf(condition);
+  waiting_.removeIf(condition);
   refreshCount(false);
   showDetails();
 }
@@ -158,30 +164,51 @@ std::optional<uint32_t> ListPane::chosen() const {
   return rows_.idAt(static_cast<size_t>(place));
 }
 
+std::vector<std::pair<size_t, uint32_t>> ListPane::chosenRows() const {
+  std::vector<std::pair<size_t, uint32_t>> rows;
+  for (int i = -1; (i = ListView_GetNextItem(list_, i, LVNI_SELECTED)) >= 0;) {
+    const size_t place = static_cast<size_t>(i);
+    if (place < rows_.shown()) rows.emplace_back(place, rows_.idAt(place));
+  }
+  return rows;
+}
+
+// Unless they stand where they stood.
+void ListPane::chooseAgain(const std::vector<std::pair<size_t, uint32_t>>& rows, bool wereAll) {
+  const bool haveMoved = std::any_of(rows.begin(), rows.end(), [this](const auto& row) {
+    return row.first >= rows_.shown() || rows_.idAt(row.first) != row.second;
+  });
+  if (!haveMoved && !wereAll) return;
+  ListView_SetItemState(list_, -1, wereAll ? LVIS_SELECTED : 0, LVIS_SELECTED);
+  if (wereAll) return;
+  std::vector<uint32_t> ids;
+  for (const auto& [place, id] : rows) ids.push_back(id);
+  std::sort(ids.begin(), ids.end());
+  for (size_t i = 0; i < rows_.shown(); ++i) {
+    if (std::binary_search(ids.begin(), ids.end(), rows_.idAt(i))) {
+      ListView_SetItemState(list_, static_cast<int>(i), LVIS_SELECTED, LVIS_SELECTED);
+    }
+  }
+}
+
 // Rows that are chosen stay chosen, wherever they come to stand. What the user changes shows the
 // one that has the focus.
 void ListPane::reorder(const std::function<void()>& change, bool isForUser) {
-  constexpr size_t most = 10'000;  // of all of a long list nobody looks for each
   const std::optional<uint32_t> focused = chosen();
-  std::vector<uint32_t> selected;
-  for (int i = -1; (i = ListView_GetNextItem(list_, i, LVNI_SELECTED)) >= 0;) {
-    if (static_cast<size_t>(i) < rows_.shown() && selected.size() < most) {
-      selected.push_back(rows_.idAt(static_cast<size_t>(i)));
-    }
-  }
+  const size_t before = rows_.shown();
+  const bool wereAll = before > 1 && ListView_GetSelectedCount(list_) == before;
+  const auto selected = wereAll ? std::vector<std::pair<size_t, uint32_t>>() : chosenRows();
   isReordering_ = true;
   change();
-  ListView_SetItemState(list_, -1, 0, LVIS_SELECTED | LVIS_FOCUSED);
   refreshCount(false);
-  const auto mark = [this](uint32_t id, UINT state) {
-    const size_t place = rows_.placeOf(id);
-    if (place == RowList::npos) return -1;
-    ListView_SetItemState(list_, static_cast<int>(place), state, state);
-    return static_cast<int>(place);
-  };
-  for (const uint32_t id : selected) mark(id, LVIS_SELECTED);
-  const int place = focused ? mark(*focused, LVIS_FOCUSED) : -1;
-  if (place >= 0 && isForUser) ListView_EnsureVisible(list_, place, FALSE);
+  chooseAgain(selected, wereAll);
+  if (focused != chosen()) {
+    const size_t place = focused ? rows_.placeOf(*focused) : RowList::npos;
+    const bool isShown = place != RowList::npos;
+    ListView_SetItemState(list_, isShown ? static_cast<int>(place) : -1, isShown ? LVIS_FOCUSED : 0,
+                          LVIS_FOCUSED);
+    if (isShown && isForUser) ListView_EnsureVisible(list_, static_cast<int>(place), FALSE);
+  }
   isReordering_ = false;
   InvalidateRect(list_, nullptr, FALSE);
   showDetails();
@@ -204,7 +231,10 @@ void ListPane::showDetails() {
   const std::optional<uint32_t> id = chosen();
   if (isReordering_ || id == detailed_) return;
   detailed_ = id;
-  SetWindowTextW(details_, id ? inLines(whole_(rows_.at(rows_.placeOf(*id)))).c_str() : L"");
+  const int place = ListView_GetNextItem(list_, -1, LVNI_FOCUSED);
+  const std::wstring text =
+      id ? inLines(whole_(rows_.at(static_cast<size_t>(place)))) : std::wstring();
+  SetWindowTextW(details_, text.c_str());
 }
 
 void ListPane::fillCell(LVITEMW& item) const {

@@ -22,7 +22,7 @@ class ListPane {
            std::function<std::wstring(const Row&)> whole);
 
   // Rows stand in the list within a tenth of a second; show does it now, if there are any.
-  void add(std::vector<Row> rows);
+  void add(std::vector<Row> rows, size_t lost = 0);
   void show();
   void showWhenDue();
 
@@ -31,7 +31,11 @@ class ListPane {
   bool isHeld() const { return isHeld_; }
   void clear();
   void removeIf(const std::function<bool(const Row&)>& condition);
-  void forEach(const std::function<void(const Row&)>& use) const { rows_.forEach(use); }
+  // Those that wait, too.
+  void forEach(const std::function<void(const Row&)>& use) const {
+    rows_.forEach(use);
+    waiting_.forEach(use);
+  }
 
   // "1,234 of 5,678 shown", and what waits.
   std::wstring counts() const;
@@ -67,6 +71,8 @@ class ListPane {
   LRESULT find(const NMLVFINDITEMW& wanted) const;
   std::optional<uint32_t> chosen() const;
   void showDetails();
+  std::vector<std::pair<size_t, uint32_t>> chosenRows() const;
+  void chooseAgain(const std::vector<std::pair<size_t, uint32_t>>& rows, bool wereAll);
   void reorder(const std::function<void()>& change, bool isForUser);
   void refreshCount(bool follow);
   bool isAtEnd() const;

@@ -9,6 +9,8 @@ constexpr DWORD kChunk = 256 * 1024;
 constexpr size_t kLongestLine = 8 * 1024 * 1024;  // bytes; what is longer is no line
 // Of a file that was never renamed, the end is read.
 constexpr ULONGLONG kMostOfOneFile = 64 * 1024 * 1024;
+constexpr DWORD kHead = 64;  // bytes by which a part is known: a time and more
+constexpr int kMostTries = 10;
 
 ULONGLONG joined(DWORD high, DWORD low) { return static_cast<ULONGLONG>(high) << 32 | low; }
 
@@ -20,6 +22,7 @@ bool LogFile::Part::isMissing() const {
 
 LogFile::Part LogFile::open(const std::wstring& path) {
   Part part;
+  part.path = path;
   part.file = Handle(CreateFileW(path.c_str(), GENERIC_READ,
                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -32,63 +35,93 @@ LogFile::Part LogFile::open(const std::wstring& path) {
     part.size = joined(found.nFileSizeHigh, found.nFileSizeLow);
     part.written =
         joined(found.ftLastWriteTime.dwHighDateTime, found.ftLastWriteTime.dwLowDateTime);
+    DWORD length = 0;
+    part.head.resize(kHead);
+    ReadFile(part.file.get(), part.head.data(), kHead, &length, nullptr);
+    part.head.resize(length);
   }
   return part;
 }
 
-// The current file is opened first: whatever is renamed after that is found under its new name.
-DWORD LogFile::readNew(const TakeLine& take) {
-  Part part = open(path_);
-  if (!part.file && !part.isMissing()) return part.error;
-  if (part.file && hasBegun_ && part.isSameFile(current_)) {
-    if (part.size < offset_) {  // somebody has emptied it
-      if (!endPart(take)) return ERROR_CANCELLED;
-      offset_ = 0;
-    }
-    return readFrom(part, offset_, take);
+LogFile::Problem LogFile::readNew(const TakeLine& take) {
+  Problem problem;
+  const std::vector<Part> parts = openAll(problem);
+  if (problem.error) return problem;
+  know(parts);
+  for (size_t i = 0; i < parts.size(); ++i) {
+    const Part& part = parts[i];
+    if (restOf_ != part.identity && !takeRest(take)) return {ERROR_CANCELLED, part.path};
+    restOf_ = part.identity;
+    if (const DWORD error = readFrom(part, progress_[i].offset, take)) return {error, part.path};
+    if (!part.isCurrent && !takeRest(take)) return {ERROR_CANCELLED, part.path};
   }
-  if (const DWORD error = readOlderParts(take)) return error;
-  if (!part.file) return ERROR_SUCCESS;
-  offset_ = part.size > kMostOfOneFile ? part.size - kMostOfOneFile : 0;
-  const DWORD error = readFrom(part, offset_, take);
-  part.file = Handle();
-  current_ = std::move(part);
-  hasBegun_ = true;
-  return error;
+  return {};
 }
 
-// What was being read before it got another name, from where it was left, and whatever was begun
-// and filled meanwhile; the later ones last.
-DWORD LogFile::readOlderParts(const TakeLine& take) {
+// The later ones last. The current one is opened first: whatever is renamed after that is found
+// under its new name. One that cannot be opened is left out, but waited for a while if it may be
+// the one that was being read.
+std::vector<LogFile::Part> LogFile::openAll(Problem& problem) {
   std::vector<Part> parts;
-  for (const wchar_t* const ending : {L".older", L".old"}) {
-    parts.push_back(open(path_ + ending));
-    if (!parts.back().file && !parts.back().isMissing()) return parts.back().error;
+  Part current = open(path_);
+  if (!current.file && !current.isMissing()) {
+    problem = {current.error, path_};
+    return parts;
   }
-  std::erase_if(parts, [](const Part& part) { return !part.file; });
+  current.isCurrent = true;
+  const bool hasBegun = std::any_of(progress_.begin(), progress_.end(),
+                                    [](const Progress& each) { return each.isCurrent; });
+  const auto isBegun = [this](const Part& part) {
+    const Progress* const found = find(part);
+    return found && found->isCurrent;
+  };
+  bool isFound = !hasBegun || isBegun(current);
+  Problem locked;
+  for (const wchar_t* const ending : {L".older", L".old"}) {
+    Part part = open(path_ + ending);
+    if (part.file) {
+      isFound = isFound || isBegun(part);
+      parts.push_back(std::move(part));
+    } else if (!part.isMissing()) {
+      locked = {part.error, part.path};
+    }
+  }
+  if (locked.error && !isFound && ++tries_ < kMostTries) problem = locked;
+  if (!problem.error) tries_ = 0;
   std::sort(parts.begin(), parts.end(),
             [](const Part& a, const Part& b) { return a.written < b.written; });
-  for (Part& part : parts) {
-    const bool isCurrent = hasBegun_ && part.isSameFile(current_);
-    if (!isCurrent && isFinished(part)) continue;
-    ULONGLONG offset = isCurrent ? offset_ : 0;
-    if (const DWORD error = readFrom(part, offset, take)) return error;
-    if (!endPart(take)) return ERROR_CANCELLED;
-    part.file = Handle();
-    finished_.push_back(std::move(part));
-  }
-  if (!endPart(take)) return ERROR_CANCELLED;
-  constexpr size_t most = 8;
-  if (finished_.size() > most) finished_.erase(finished_.begin());
-  hasBegun_ = false;
-  return ERROR_SUCCESS;
+  if (current.file) parts.push_back(std::move(current));
+  return parts;
 }
 
-// A number of a file may be given again, so it must also be as it was.
-bool LogFile::isFinished(const Part& part) const {
-  return std::any_of(finished_.begin(), finished_.end(), [&part](const Part& each) {
-    return each.identity == part.identity && each.size == part.size && each.written == part.written;
-  });
+const LogFile::Progress* LogFile::find(const Part& part) const {
+  const auto found =
+      std::find_if(progress_.begin(), progress_.end(), [&part](const Progress& each) {
+        return each.identity == part.identity && each.offset <= part.size &&
+               part.head.starts_with(each.head);
+      });
+  return found != progress_.end() ? &*found : nullptr;
+}
+
+// What is known of the parts that are there, in their order. A current one that is missing may come
+// back.
+void LogFile::know(const std::vector<Part>& parts) {
+  std::vector<Progress> known;
+  for (const Part& part : parts) {
+    const Progress* const found = find(part);
+    const bool isTooLong = part.isCurrent && part.size > kMostOfOneFile;
+    const ULONGLONG start = isTooLong ? part.size - kMostOfOneFile : 0;
+    known.push_back({part.identity, found ? found->offset : start, part.head, part.isCurrent});
+  }
+  if (parts.empty() || !parts.back().isCurrent) {
+    for (const Progress& each : progress_) {
+      const bool isThere = std::any_of(parts.begin(), parts.end(), [&each](const Part& part) {
+        return part.identity == each.identity;
+      });
+      if (each.isCurrent && !isThere) known.push_back(each);
+    }
+  }
+  progress_ = std::move(known);
 }
 
 DWORD LogFile::readFrom(const Part& part, ULONGLONG& offset, const TakeLine& take) {
@@ -109,13 +142,13 @@ bool LogFile::takeBytes(std::string_view bytes, const TakeLine& take) {
   for (size_t end; (end = bytes.find('\n')) != bytes.npos; bytes.remove_prefix(end + 1)) {
     rest_ += bytes.substr(0, end);
     if (rest_.ends_with('\r')) rest_.pop_back();
-    if (!endPart(take)) return false;
+    if (!takeRest(take)) return false;
   }
   rest_ += bytes;
-  return rest_.size() <= kLongestLine || endPart(take);
+  return rest_.size() <= kLongestLine || takeRest(take);
 }
 
-bool LogFile::endPart(const TakeLine& take) {
+bool LogFile::takeRest(const TakeLine& take) {
   const bool goesOn = rest_.empty() || take(rest_);
   rest_.clear();
   return goesOn;

@@ -1,11 +1,14 @@
 // One log file, read from its beginning and then on as it grows, across its renamings: the library
-// begins a new file at 1 MB and calls the former one .old, or .older. It is open only while it is
-// read, so that nobody is kept from renaming it.
+// begins a new file at 1 MB and calls the former one .old, or .older where .old is in use. A part
+// is known by the number that the disk gives it and by how it begins, since numbers are given
+// again: what was read under one name goes on under the next, a line that somebody still adds to it
+// included. The files are open only while they are read, so that nobody is kept from renaming them.
 #pragma once
 
 #include <windows.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,40 +19,54 @@ namespace monitor {
 
 class LogFile {
  public:
-  // A line without its end; false to stop. The last one of a file that ends in the middle of one is
-  // handed over when nothing can come behind it any more.
+  // A line without its end; false to stop.
   using TakeLine = std::function<bool(std::string_view)>;
 
   explicit LogFile(std::wstring path) : path_(std::move(path)) {}
 
   const std::wstring& path() const { return path_; }
 
-  // Everything new. ERROR_SUCCESS, or why it cannot be read to its end: what was not read then
-  // comes the next time. A file that is not there is no error.
-  DWORD readNew(const TakeLine& take);
+  // Everything new; the last line of a part when its end has come or when the part is no longer the
+  // last. What keeps it from being read to its end; that comes the next time then. A file that is
+  // not there is no problem.
+  struct Problem {
+    DWORD error = ERROR_SUCCESS;
+    std::wstring path;
+  };
+  Problem readNew(const TakeLine& take);
+
+  // The beginning of a line whose end has not come.
+  bool hasRest() const { return !rest_.empty(); }
+  bool takeRest(const TakeLine& take);
 
  private:
   struct Part {
+    std::wstring path;
     Handle file;
     DWORD error = ERROR_SUCCESS;
     ULONGLONG identity = 0, size = 0, written = 0;
+    std::string head;
+    bool isCurrent = false;
     bool isMissing() const;
-    bool isSameFile(const Part& other) const { return file && identity == other.identity; }
   };
-  static Part open(const std::wstring& path);
+  struct Progress {
+    ULONGLONG identity, offset;
+    std::string head;
+    bool isCurrent;
+  };
 
-  DWORD readOlderParts(const TakeLine& take);
+  static Part open(const std::wstring& path);
+  std::vector<Part> openAll(Problem& problem);
+  const Progress* find(const Part& part) const;
+  void know(const std::vector<Part>& parts);
   DWORD readFrom(const Part& part, ULONGLONG& offset, const TakeLine& take);
   bool takeBytes(std::string_view bytes, const TakeLine& take);
-  bool endPart(const TakeLine& take);
-  bool isFinished(const Part& part) const;
 
   const std::wstring path_;
-  Part current_;           // what is being read; its file is closed
-  bool hasBegun_ = false;  // with current_
-  ULONGLONG offset_ = 0;   // what of it has been read
-  std::string rest_;       // of its last line, whose end has not come yet
-  std::vector<Part> finished_;
+  std::vector<Progress> progress_;
+  std::string rest_;  // of the last line that was read
+  std::optional<ULONGLONG> restOf_;
+  int tries_ = 0;
 };
 
 }  // namespace monitor

@@ -3,7 +3,9 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <optional>
 #include <shlobj.h>
+#include <utility>
 
 #include "debug_settings.h"
 #include "failure.h"
@@ -21,18 +23,25 @@ std::wstring knownFolder(int id) {
   return SUCCEEDED(SHGetFolderPathW(nullptr, id, nullptr, 0, path)) ? path : std::wstring();
 }
 
-bool canBeRead(const std::wstring& path) {
-  return static_cast<bool>(Handle(CreateFileW(
-      path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)));
+// Volume and number; none for what cannot be opened.
+std::optional<std::pair<DWORD, ULONGLONG>> identityOf(const std::wstring& path) {
+  const Handle file(CreateFileW(path.c_str(), GENERIC_READ,
+                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  BY_HANDLE_FILE_INFORMATION found;
+  if (!file || !GetFileInformationByHandle(file.get(), &found)) return {};
+  return std::pair(found.dwVolumeSerialNumber,
+                   static_cast<ULONGLONG>(found.nFileIndexHigh) << 32 | found.nFileIndexLow);
 }
 
+// Each file once, however it is spelt.
 class Paths {
  public:
   void add(const std::wstring& path) {
     const std::wstring full = fullPath(path);
-    const bool isKnown = std::any_of(paths_.begin(), paths_.end(), [&full](const auto& each) {
-      return compareFolded(each, full) == 0;
+    const auto identity = identityOf(full);
+    const bool isKnown = std::any_of(paths_.begin(), paths_.end(), [&](const auto& each) {
+      return compareFolded(each, full) == 0 || (identity && identityOf(each) == identity);
     });
     if (!isKnown) paths_.push_back(full);
   }
@@ -44,6 +53,10 @@ class Paths {
  private:
   std::vector<std::wstring> paths_;
 };
+
+bool hasRoot(const std::wstring& path) {
+  return path.find_first_of(L"\\/") == 0 || path.find(L':') == 1;
+}
 
 // Users whose profiles lie beside this one, and services.
 void addOtherProfiles(Paths& paths) {
@@ -64,7 +77,7 @@ void addOtherProfiles(Paths& paths) {
   }
 }
 
-// LogFile settings of users who are logged on: an administrator may read them.
+// LogFile settings of users who are logged on, where they say all: an administrator may read them.
 void addOtherSettings(Paths& paths) {
   wchar_t user[256], path[MAX_PATH];
   for (DWORD i = 0; RegEnumKeyW(HKEY_USERS, i, user, ARRAYSIZE(user)) == ERROR_SUCCESS; ++i) {
@@ -81,8 +94,8 @@ void addOtherSettings(Paths& paths) {
 void addSetting(const std::wstring& defaultLog, Paths& paths) {
   try {
     const std::wstring setting = DebugSettings().text(kLogFileSetting).value;
-    const bool hasRoot = setting.find_first_of(L"\\/") == 0 || setting.find(L':') == 1;
-    if (!setting.empty()) paths.add(hasRoot ? setting : folderOf(defaultLog) + L'\\' + setting);
+    if (!setting.empty())
+      paths.add(hasRoot(setting) ? setting : folderOf(defaultLog) + L'\\' + setting);
   } catch (const Failure&) {
     // Without the library there is its default file all the same.
   }
@@ -99,6 +112,8 @@ std::vector<std::wstring> libraryLogs() {
   addOtherProfiles(paths);
   return paths.take();
 }
+
+bool canBeRead(const std::wstring& path) { return identityOf(path).has_value(); }
 
 std::wstring fullPath(const std::wstring& path) {
   std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');

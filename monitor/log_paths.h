@@ -11,6 +11,8 @@ namespace monitor {
 // of services that can be read. Each once.
 std::vector<std::wstring> libraryLogs();
 
+bool canBeRead(const std::wstring& path);
+
 // With its drive, whatever folder is current.
 std::wstring fullPath(const std::wstring& path);
 

@@ -17,6 +17,7 @@ namespace {
 constexpr size_t kMostFiles = MAXIMUM_WAIT_OBJECTS - 1;
 constexpr size_t kBatch = 4096;     // rows that are handed over at a time
 constexpr DWORD kRetryAfter = 500;  // milliseconds, while a file is locked
+constexpr DWORD kTornAfter = 1000;  // milliseconds: lines are written whole
 
 bool isFolder(const std::wstring& path) {
   const DWORD attributes = GetFileAttributesW(path.c_str());
@@ -83,54 +84,80 @@ struct Followed {
   bool needsRetry() const { return error || !folder.isWatching(); }
 };
 
-void read(Followed& followed, Feed& feed, HANDLE stop) {
-  std::vector<Row> rows;
-  Programs programs;
-  const DWORD error = followed.file.readNew([&](std::string_view bytes) {
+// Hands rows over to the feed, a batch at a time.
+class Reading {
+ public:
+  Reading(Followed& followed, Feed& feed, HANDLE stop)
+      : followed_(followed), feed_(feed), stop_(stop) {}
+  Reading(const Reading&) = delete;
+  Reading& operator=(const Reading&) = delete;
+  ~Reading() { feed_.add(std::move(rows_)); }
+
+  void readNew() {
+    const LogFile::Problem problem =
+        followed_.file.readNew([this](std::string_view bytes) { return take(bytes); });
+    if (problem.error != followed_.error && problem.error != ERROR_CANCELLED) {
+      feed_.say(problem.error ? problem.path + L" cannot be read: " + systemText(problem.error)
+                              : followed_.file.path() + L" can be read again");
+    }
+    followed_.error = problem.error;
+  }
+  void takeRest() {
+    followed_.file.takeRest([this](std::string_view bytes) { return take(bytes); });
+  }
+
+ private:
+  bool take(std::string_view bytes) {
     bool isSound;
     const std::wstring line = fromUtf8(bytes, &isSound);
-    rows.push_back(rowOfLine(line, isSound, followed.origin, programs));
-    if (rows.size() < kBatch) return true;
-    feed.add(std::exchange(rows, {}));
-    return WaitForSingleObject(stop, 0) != WAIT_OBJECT_0;
-  });
-  feed.add(std::move(rows));
-  if (error != followed.error && error != ERROR_CANCELLED) {
-    feed.say(error ? followed.file.path() + L" cannot be read: " + systemText(error)
-                   : followed.file.path() + L" can be read again");
+    rows_.push_back(rowOfLine(line, isSound, followed_.origin, programs_));
+    if (rows_.size() < kBatch) return true;
+    feed_.add(std::exchange(rows_, {}));
+    return WaitForSingleObject(stop_, 0) != WAIT_OBJECT_0;
   }
-  followed.error = error;
-}
 
-// Waits for something to happen, and for retries; false when it is time to stop.
-bool waitForChanges(const std::vector<Followed>& files, HANDLE stop) {
+  Followed& followed_;
+  Feed& feed_;
+  const HANDLE stop_;
+  std::vector<Row> rows_;
+  Programs programs_;
+};
+
+enum class News { kChange, kTimeUp, kStop };
+
+// Waits for something to happen, for retries, and for lines that should be whole by now.
+News waitForNews(const std::vector<Followed>& files, HANDLE stop) {
   std::vector<HANDLE> handles = {stop};
-  bool needsRetry = false;
+  DWORD patience = INFINITE;
   for (const Followed& each : files) {
     if (each.folder.isWatching()) handles.push_back(each.folder.change());
-    needsRetry = needsRetry || each.needsRetry();
+    if (each.file.hasRest()) patience = std::min(patience, kTornAfter);
+    if (each.needsRetry()) patience = kRetryAfter;
   }
-  const DWORD signalled = WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(),
-                                                 FALSE, needsRetry ? kRetryAfter : INFINITE);
+  const DWORD signalled =
+      WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), FALSE, patience);
+  if (signalled == WAIT_OBJECT_0) return News::kStop;
   if (signalled == WAIT_FAILED) Sleep(kRetryAfter);  // a handle has gone: it is renewed
-  return signalled != WAIT_OBJECT_0;
+  return signalled == WAIT_TIMEOUT ? News::kTimeUp : News::kChange;
 }
 
 void follow(const std::vector<std::wstring>& paths, Feed& feed, HANDLE stop, HANDLE hasReadFirst) {
   std::vector<Followed> files;
   files.reserve(paths.size());
   for (const std::wstring& path : paths) files.emplace_back(path);
-  for (Followed& each : files) read(each, feed, stop);
+  for (Followed& each : files) Reading(each, feed, stop).readNew();
   SetEvent(hasReadFirst);
-  while (waitForChanges(files, stop)) {
+  for (News news; (news = waitForNews(files, stop)) != News::kStop;) {
     for (Followed& each : files) {
+      if (news == News::kTimeUp) Reading(each, feed, stop).takeRest();
       const bool hasChanged =
           !each.folder.isWatching() || WaitForSingleObject(each.folder.change(), 0) != WAIT_TIMEOUT;
       // Watched again first, so that nothing falls between.
       if (hasChanged) each.folder.renew();
-      if (hasChanged || each.error) read(each, feed, stop);
+      if (hasChanged || each.error) Reading(each, feed, stop).readNew();
     }
   }
+  for (Followed& each : files) Reading(each, feed, stop).takeRest();
 }
 
 void followSafely(const std::vector<std::wstring>& paths, Feed& feed, HANDLE stop,

@@ -17,7 +17,6 @@ class LogWatch {
 
   // Everything that was there at first has been handed over.
   bool hasReadFirst() const { return WaitForSingleObject(hasReadFirst_.get(), 0) == WAIT_OBJECT_0; }
-  void waitForFirst() const { WaitForSingleObject(hasReadFirst_.get(), INFINITE); }
 
  private:
   const Handle hasReadFirst_;

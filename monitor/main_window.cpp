@@ -67,15 +67,15 @@ class MainWindow {
     }
     events_->setIds(options.ids);
     useDpi(dotsPerInch(window_));
-    restorePlace();
   }
   MainWindow(const MainWindow&) = delete;
   MainWindow& operator=(const MainWindow&) = delete;
 
-  int run() {
+  void run() {
     const bool showEvents =
         options_.log.empty() && (!options_.objects.empty() || memory_.read(kViewName) == L"1");
     show(showEvents ? *events_ : static_cast<View&>(*traces_));
+    restorePlace();
     PostMessageW(window_, kStart, 0, 0);
     const HACCEL accelerators =
         LoadAcceleratorsW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDR_ACCELERATORS));
@@ -86,7 +86,6 @@ class MainWindow {
       TranslateMessage(&message);
       DispatchMessageW(&message);
     }
-    return static_cast<int>(message.wParam);
   }
 
  private:
@@ -112,7 +111,7 @@ class MainWindow {
         watchGiven();
         return 0;
       case WM_COMMAND:
-        command(LOWORD(wParam));
+        command(LOWORD(wParam), HIWORD(wParam) == 1);
         return 0;
       case WM_INITMENUPOPUP:
         markMenu(reinterpret_cast<HMENU>(wParam));
@@ -144,8 +143,9 @@ class MainWindow {
         place();
         return 0;
       case WM_ACTIVATE:
+      case WM_SYSCOMMAND:
         // The control that had the focus has it again when the window comes back.
-        if (LOWORD(wParam) == WA_INACTIVE) focused_ = GetFocus();
+        if (IsChild(window_, GetFocus())) focused_ = GetFocus();
         return DefWindowProcW(window_, message, wParam, lParam);
       case WM_SETFOCUS:
         SetFocus(IsChild(window_, focused_) && IsWindowVisible(focused_) ? focused_
@@ -195,10 +195,9 @@ class MainWindow {
     }
   }
 
-  void command(int id) {
-    // In a text, they are the keys' own.
-    const bool isForObjects = id == IDM_REMOVE || id == IDM_REMOVE_ALL;
-    if (isForObjects && isEdit(GetFocus())) return;
+  void command(int id, bool isKey) {
+    // Keys that delete are meant for the text in which they are pressed.
+    if (isKey && (id == IDM_REMOVE || id == IDM_REMOVE_ALL) && isEdit(GetFocus())) return;
     View& target = id == IDM_ALL_PROGRAMS ? static_cast<View&>(*traces_)
                    : id == IDM_IDS        ? *events_
                                           : *shown_;

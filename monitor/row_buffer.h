@@ -30,6 +30,17 @@ class RowBuffer {
     if (rows_.size() > kMostRows || text_ > kMostText) dropHalf();
   }
 
+  template <class Condition>
+  void removeIf(Condition&& condition) {
+    std::erase_if(rows_, condition);
+    text_ = 0;
+    for (const Row& row : rows_) text_ += row.size();
+  }
+  template <class Use>
+  void forEach(Use&& use) const {
+    for (const Row& row : rows_) use(row);
+  }
+
   std::vector<Row> take() {
     text_ = lost_ = 0;
     return std::exchange(rows_, {});

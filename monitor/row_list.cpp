@@ -104,7 +104,7 @@ void RowList::dropOldest() {
       rows_.pop_front();
       ++dropped_;
     }
-  } while (text_ > kMostText && rows_.size() > 1);
+  } while ((rows_.size() > kMostRows || text_ > kMostText) && rows_.size() > 1);
   std::erase_if(shown_, [this](uint32_t id) { return id < dropped_; });
 }
 

@@ -7,6 +7,7 @@
 #include "event_session.h"
 #include "failure.h"
 #include "handle.h"
+#include "log_paths.h"
 #include "text.h"
 #include "trace_record.h"
 #include "traces.h"
@@ -66,10 +67,11 @@ int printEvents(const CommandLine& options, Console& console) {
   return exitCode;
 }
 
+// Fails when a log that is named could not be read at all.
 int printTraces(const CommandLine& options, Console& console) {
   const Handle news(CreateEventW(nullptr, FALSE, FALSE, nullptr));
   Traces traces([&news] { SetEvent(news.get()); });
-  int exitCode = 0;
+  bool hasPrinted = false;
   const auto print = [&] {
     const Feed::News taken = traces.take();
     std::wstring text;
@@ -78,22 +80,22 @@ int printTraces(const CommandLine& options, Console& console) {
       if (text.size() > 0x2000) console.out(std::exchange(text, {}));
     }
     if (!text.empty()) console.out(text);
+    hasPrinted = hasPrinted || !taken.rows.empty();
+    if (taken.lost) console.err(countText(taken.lost) + L" rows came too fast and are lost\n");
     if (!taken.status.empty()) console.err(taken.status + L"\n");
   };
   traces.read(options.log);
   traces.setAllPrograms(options.allPrograms);
-  traces.waitForFirst();
-  print();
-  const Handle file(CreateFileW(options.log.c_str(), GENERIC_READ,
-                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                OPEN_EXISTING, 0, nullptr));
-  if (!options.log.empty() && !file) {
-    console.err(options.log + L" cannot be read yet: " + systemText(GetLastError()) + L"\n");
-    exitCode = 1;
+  while (!traces.hasReadFirst() && console.isOpen()) {
+    WaitForSingleObject(news.get(), 50);
+    print();
   }
   wait(options, console, news.get(), print);
-  if (console.isOpen()) print();
-  return exitCode;
+  traces.finish();
+  print();
+  if (hasPrinted || options.log.empty() || canBeRead(options.log)) return 0;
+  console.err(options.log + L" cannot be read\n");
+  return 1;
 }
 
 }  // namespace

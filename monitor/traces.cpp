@@ -28,6 +28,7 @@ void Traces::read(const std::wstring& logFile) {
   feed_.take();
   single_.clear();
   arrived_.clear();
+  mostSingle_ = kMostSingle;
   hasTakenFirst_ = false;
   isOneFile_ = !logFile.empty();
   if (!isOneFile_) listen();
@@ -48,6 +49,11 @@ void Traces::setAllPrograms(bool all) {
   if (all) listen();
   if (!all && isOneFile_) output_ = nullptr;
   if (output_) output_->setAllPrograms(all);
+}
+
+void Traces::expectTwinOf(const Row& row) {
+  ++mostSingle_;
+  isTwin(row);
 }
 
 Feed::News Traces::take() {
@@ -72,7 +78,7 @@ bool Traces::isTwin(const Row& row) {
   surplus += way;
   if (surplus == 0) single_.erase(identity);
   if (!isTwin) arrived_.push_back(identity);
-  if (arrived_.size() > kMostSingle) {
+  if (arrived_.size() > mostSingle_) {
     single_.erase(arrived_.front());
     arrived_.pop_front();
   }

@@ -30,12 +30,14 @@ class Traces {
   void setAllPrograms(bool all);
 
   // A row of the debug output that is kept across that: its twin in a file is none of its own.
-  void expectTwinOf(const Row& row) { isTwin(row); }
+  void expectTwinOf(const Row& row);
 
   Feed::News take();
 
-  // Until all that the log files held when reading began can be taken.
-  void waitForFirst() const { logs_->waitForFirst(); }
+  // All that the log files held when reading began has been handed over.
+  bool hasReadFirst() const { return logs_->hasReadFirst(); }
+  // Ends the reading of files; what was begun in them can be taken then.
+  void finish() { logs_ = nullptr; }
 
  private:
   bool isTwin(const Row& row);
@@ -51,6 +53,7 @@ class Traces {
   // oldest are forgotten.
   std::map<std::wstring, int> single_;
   std::deque<std::wstring> arrived_;
+  size_t mostSingle_ = 0;
   std::unique_ptr<LogWatch> logs_;
   std::unique_ptr<DebugOutput> output_;
 };

@@ -11,15 +11,6 @@ namespace {
 
 constexpr UINT kNews = WM_APP + 1;
 
-std::wstring linesOf(std::wstring_view text) {
-  std::wstring lines;
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == L'\n' && (i == 0 || text[i - 1] != L'\r')) lines += L'\r';
-    lines += text[i];
-  }
-  return lines;
-}
-
 }  // namespace
 
 std::wstring wholeRecord(const Row& row) {
@@ -44,8 +35,9 @@ std::wstring wholeRecord(const Row& row) {
   std::wstring text;
   for (const Field& field : fields) {
     const std::wstring_view cell = row.cell(field.cell);
-    if (!cell.empty()) text += std::wstring(field.name) + L": " + linesOf(cell) + L"\r\n";
-    if (field.cell == kSource && !cell.empty()) text += L"Road: " + linesOf(roadOf(cell)) + L"\r\n";
+    if (!cell.empty()) text += std::wstring(field.name) + L": " + std::wstring(cell) + L"\r\n";
+    if (field.cell == kSource && !cell.empty())
+      text += L"Road: " + std::wstring(roadOf(cell)) + L"\r\n";
   }
   return text + L"Read from: " + (row.origin() ? *row.origin() : L"debug output") + L"\r\n";
 }
@@ -73,6 +65,7 @@ void TracesView::appear() {
 
 // What came by the debug output cannot be had again.
 void TracesView::read() {
+  takeNews();
   pane().removeIf([](const Row& row) { return row.origin() != nullptr; });
   traces_.read(logFile_);
   pane().forEach([this](const Row& row) { traces_.expectTwinOf(row); });
@@ -99,10 +92,14 @@ bool TracesView::command(int id) {
 
 std::optional<LRESULT> TracesView::handle(UINT message, WPARAM, LPARAM) {
   if (message != kNews) return {};
+  takeNews();
+  return 0;
+}
+
+void TracesView::takeNews() {
   Feed::News news = traces_.take();
   if (!news.status.empty()) say(news.status);
-  addRows(std::move(news.rows));
-  return 0;
+  addRows(std::move(news.rows), news.lost);
 }
 
 }  // namespace monitor

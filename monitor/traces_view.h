@@ -23,6 +23,7 @@ class TracesView final : public View {
   void place(const RECT& area) override { pane().place(area); }
   std::optional<LRESULT> handle(UINT message, WPARAM wParam, LPARAM lParam) override;
   void read();
+  void takeNews();
 
   const std::wstring logFile_;
   bool allPrograms_;

@@ -50,9 +50,9 @@ void View::placeAll() {
 }
 
 // However many come, the list is painted ten times a second.
-void View::addRows(std::vector<Row> rows) {
+void View::addRows(std::vector<Row> rows, size_t lost) {
   if (rows.empty()) return;
-  pane_->add(std::move(rows));
+  pane_->add(std::move(rows), lost);
   pane_->showWhenDue();
   if (!std::exchange(isTimed_, true)) SetTimer(window_, kShowTimer, kShowAfter, nullptr);
 }

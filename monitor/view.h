@@ -45,7 +45,7 @@ class View {
   virtual void shown() {}
 
   void makePane(std::vector<Column> columns, std::function<std::wstring(const Row&)> whole);
-  void addRows(std::vector<Row> rows);
+  void addRows(std::vector<Row> rows, size_t lost = 0);
   void say(const std::wstring& text) const { frame_.say(text); }
   int scaled(int pixels) const { return MulDiv(pixels, dpi_, 96); }
 

@@ -1,7 +1,11 @@
 // The monitor, from the outside: what it shows of logs, debug output and events, and what it makes
 // of bad input.
 #include <algorithm>
+#include <random>
+#include <set>
+#include <utility>
 
+#include "log_file.h"
 #include "resource.h"
 #include "support/com.h"
 #include "support/files.h"
@@ -24,7 +28,8 @@ class Log {
   explicit Log(const wchar_t* name = L"monitor test.log") : path(temporary(name)) { remove(); }
   ~Log() { remove(); }
 
-  void append(const std::string& bytes) const {
+  void append(const std::string& bytes) const { append(bytes, path); }
+  static void append(const std::string& bytes, const std::wstring& path) {
     FILE* const file = _wfopen(path.c_str(), L"ab");
     std::fwrite(bytes.data(), 1, bytes.size(), file);
     std::fclose(file);
@@ -41,10 +46,69 @@ class Log {
   }
 };
 
+// Each at a time of its own.
 std::string record(const std::string& description, const std::string& number = "5") {
-  return "2026-01-31 14:05:09.250\tZSupport 1.0.0\t4000000\t8\tZollection\tSub Add\t" + number +
+  static int count = 0;
+  const int milliseconds = ++count;
+  char time[32];
+  std::snprintf(time, sizeof time, "2026-01-31 14:%02d:%02d.%03d", milliseconds / 60'000,
+                milliseconds / 1000 % 60, milliseconds % 1000);
+  return std::string(time) + "\tZSupport 1.0.0\t4000000\t8\tZollection\tSub Add\t" + number +
          "\tSystem\\\\ZSupport.Zollection::Sub Add!Zollection.Add\t" + description +
          "\tin tool.exe\r\n";
+}
+
+// Whatever becomes of its parts between two readings, every line of a log is read once. Only a part
+// that would be overwritten unread is read before.
+TEST(MonitorLog, EveryLineIsReadOnce) {
+  std::mt19937 random(20261121);
+  for (int round = 0; round < 10; ++round) {
+    const Log log;
+    const std::wstring old = log.path + L".old", older = log.path + L".older";
+    monitor::LogFile file(log.path);
+    std::vector<int> timesRead;
+    std::set<std::wstring> unread;
+    const auto read = [&] {
+      EXPECT_EQ(0u, file.readNew([&](std::string_view line) {
+                          ++timesRead.at(static_cast<size_t>(std::atoi(line.data())));
+                          return true;
+                        })
+                        .error);
+      unread.clear();
+    };
+    const auto append = [&](const std::wstring& path) {
+      log.append(std::to_string(timesRead.size()) + std::string(random() % 80, ' ') + "\r\n", path);
+      timesRead.push_back(0);
+      unread.insert(path);
+    };
+    HANDLE holder = INVALID_HANDLE_VALUE;
+    for (int step = 0; step < 400; ++step) {
+      const unsigned action = random() % 16;
+      if (action == 0) {
+        read();
+      } else if (action == 1) {
+        const std::wstring& target = holder == INVALID_HANDLE_VALUE ? old : older;
+        if (unread.contains(target)) read();
+        if (MoveFileExW(log.path.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING) &&
+            unread.erase(log.path)) {
+          unread.insert(target);
+        }
+      } else if (action == 2) {
+        if (holder != INVALID_HANDLE_VALUE)
+          CloseHandle(std::exchange(holder, INVALID_HANDLE_VALUE));
+      } else if (action == 3 && holder == INVALID_HANDLE_VALUE) {
+        holder = CreateFileW(old.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                             OPEN_EXISTING, 0, nullptr);
+      } else if (action == 4 && GetFileAttributesW(old.c_str()) != INVALID_FILE_ATTRIBUTES) {
+        append(old);  // by a writer who had it open as the current one
+      } else {
+        append(log.path);
+      }
+    }
+    CloseHandle(holder);
+    read();
+    EXPECT_EQ(std::vector<int>(timesRead.size(), 1), timesRead) << "round " << round;
+  }
 }
 
 std::wstring logOption(const Log& log) { return L"--log \"" + log.path + L'"'; }
@@ -62,8 +126,9 @@ TEST(MonitorTraces, ALogThatGrowsRollsAndIsDamagedIsFollowed) {
       monitor.row(0, kTraceColumns));
   EXPECT_EQ(L"tab line    backslash \\", monitor.cell(1, 8));
 
-  log.append(record("begun").substr(0, 50));
-  log.append(record("begun").substr(50) + "2026-01-31 14:05:09.250\tZSup");
+  const std::string begun = record("begun");
+  log.append(begun.substr(0, 50));
+  log.append(begun.substr(50) + "2026-01-31 14:05:09.250\tZSup");
   log.append("\r\n\xFF\xFE no UTF-8\r\n" + record("bad escape \\x"));
   ASSERT_TRUE(eventually([&] { return monitor.rows() == 6; }));
   EXPECT_EQ(L"begun", monitor.cell(2, 8));
