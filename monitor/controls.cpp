@@ -1,6 +1,7 @@
 #include "controls.h"
 
 #include <commctrl.h>
+#include <commdlg.h>
 
 namespace monitor {
 namespace {
@@ -49,6 +50,22 @@ HFONT makeFont(int dpi) {
   // The metrics are the primary monitor's.
   font.lfHeight = MulDiv(font.lfHeight, dpi, dotsPerInch(nullptr));
   return CreateFontIndirectW(&font);
+}
+
+std::wstring askWhereToSave(HWND owner, const wchar_t* filter, const wchar_t* ending,
+                            const std::wstring& suggested, bool overwrites) {
+  wchar_t path[MAX_PATH];
+  lstrcpynW(path, suggested.c_str(), ARRAYSIZE(path));
+  OPENFILENAMEW request{};
+  request.lStructSize = sizeof request;
+  request.hwndOwner = owner;
+  request.lpstrFilter = filter;
+  request.lpstrFile = path;
+  request.nMaxFile = ARRAYSIZE(path);
+  request.lpstrDefExt = ending;
+  request.Flags = OFN_HIDEREADONLY | OFN_NOCHANGEDIR | OFN_PATHMUSTEXIST;
+  if (overwrites) request.Flags |= OFN_OVERWRITEPROMPT;
+  return GetSaveFileNameW(&request) ? path : std::wstring();
 }
 
 }  // namespace monitor

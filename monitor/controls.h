@@ -19,4 +19,9 @@ int dotsPerInch(HWND window);
 // The one of message boxes, for that many dots per inch.
 HFONT makeFont(int dpi);
 
+// The path of a file to write; empty when the person thinks better of it. filter: as the platform
+// takes it. ending: for a name that is given without one.
+std::wstring askWhereToSave(HWND owner, const wchar_t* filter, const wchar_t* ending,
+                            const std::wstring& suggested, bool overwrites);
+
 }  // namespace monitor

@@ -4,11 +4,9 @@
 
 #include <array>
 #include <commctrl.h>
-#include <commdlg.h>
 #include <iterator>
 #include <memory>
 #include <shellapi.h>
-#include <sstream>
 #include <utility>
 
 #include "controls.h"
@@ -19,6 +17,7 @@
 #include "text.h"
 #include "traces_view.h"
 #include "version.h"
+#include "window_place.h"
 
 namespace monitor {
 namespace {
@@ -75,7 +74,7 @@ class MainWindow {
     const bool showEvents =
         options_.log.empty() && (!options_.objects.empty() || memory_.read(kViewName) == L"1");
     show(showEvents ? *events_ : static_cast<View&>(*traces_));
-    restorePlace();
+    showInPlace(window_, memory_.read(kPlaceName));
     PostMessageW(window_, kStart, 0, 0);
     const HACCEL accelerators =
         LoadAcceleratorsW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDR_ACCELERATORS));
@@ -304,18 +303,12 @@ class MainWindow {
   }
 
   void save() {
-    wchar_t path[MAX_PATH] = L"";
-    OPENFILENAMEW request{};
-    request.lStructSize = sizeof request;
-    request.hwndOwner = window_;
-    request.lpstrFilter = L"Text (*.txt)\0*.txt\0Comma-separated values (*.csv)\0*.csv\0";
-    request.lpstrFile = path;
-    request.nMaxFile = ARRAYSIZE(path);
-    request.lpstrDefExt = L"txt";
-    request.Flags = OFN_OVERWRITEPROMPT | OFN_HIDEREADONLY | OFN_NOCHANGEDIR | OFN_PATHMUSTEXIST;
-    if (!GetSaveFileNameW(&request)) return;
+    const std::wstring path =
+        askWhereToSave(window_, L"Text (*.txt)\0*.txt\0Comma-separated values (*.csv)\0*.csv\0",
+                       L"txt", L"", true);
+    if (path.empty()) return;
     shown_->pane().save(path);
-    say(std::wstring(path) + L" is saved");
+    say(path + L" is saved");
   }
 
   void openReference() {
@@ -362,38 +355,9 @@ class MainWindow {
   }
 
   void remember() {
-    WINDOWPLACEMENT placement{};
-    placement.length = sizeof placement;
-    if (!GetWindowPlacement(window_, &placement)) return;
-    const RECT& place = placement.rcNormalPosition;
-    std::wostringstream text;
-    text << place.left << L' ' << place.top << L' ' << place.right << L' ' << place.bottom << L' '
-         << (placement.showCmd == SW_SHOWMAXIMIZED);
-    memory_.write(kPlaceName, text.str());
+    memory_.write(kPlaceName, windowPlace(window_));
     memory_.write(kViewName, shown_ == events_.get() ? L"1" : L"0");
     for (View* const view : views()) memory_.write(columnsName(*view), view->state());
-  }
-
-  // Where it was, as long as a screen is there.
-  void restorePlace() {
-    WINDOWPLACEMENT placement{};
-    placement.length = sizeof placement;
-    RECT& place = placement.rcNormalPosition;
-    bool isMaximized = false;
-    std::wistringstream text(memory_.read(kPlaceName));
-    const bool isKnown =
-        (text >> place.left >> place.top >> place.right >> place.bottom >> isMaximized) &&
-        place.right - place.left > 100 && place.bottom - place.top > 100 &&
-        MonitorFromRect(&place, MONITOR_DEFAULTTONULL);
-    if (isKnown) {
-      placement.showCmd = static_cast<UINT>(isMaximized ? SW_SHOWMAXIMIZED : SW_SHOWNORMAL);
-      SetWindowPlacement(window_, &placement);
-    } else {
-      const int dpi = dotsPerInch(window_);
-      SetWindowPos(window_, nullptr, 0, 0, MulDiv(1000, dpi, 96), MulDiv(640, dpi, 96),
-                   SWP_NOMOVE | SWP_NOZORDER);
-      ShowWindow(window_, SW_SHOWDEFAULT);
-    }
   }
 
   const CommandLine& options_;

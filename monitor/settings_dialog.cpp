@@ -1,7 +1,6 @@
 #include "settings_dialog.h"
 
 #include <algorithm>
-#include <commdlg.h>
 #include <initializer_list>
 
 #include "controls.h"
@@ -112,17 +111,9 @@ class SettingsDialog {
   }
 
   void browse() const {
-    wchar_t path[MAX_PATH];
-    GetDlgItemTextW(window_, IDC_LOG_FILE, path, ARRAYSIZE(path));
-    OPENFILENAMEW request{};
-    request.lStructSize = sizeof request;
-    request.hwndOwner = window_;
-    request.lpstrFilter = L"Log files (*.log)\0*.log\0All files\0*.*\0";
-    request.lpstrFile = path;
-    request.nMaxFile = ARRAYSIZE(path);
-    request.lpstrDefExt = L"log";
-    request.Flags = OFN_HIDEREADONLY | OFN_NOCHANGEDIR | OFN_PATHMUSTEXIST;
-    if (GetSaveFileNameW(&request)) SetDlgItemTextW(window_, IDC_LOG_FILE, path);
+    const std::wstring path = askWhereToSave(window_, L"Log files (*.log)\0*.log\0All files\0*.*\0",
+                                             L"log", windowText(control(IDC_LOG_FILE)), false);
+    if (!path.empty()) SetDlgItemTextW(window_, IDC_LOG_FILE, path.c_str());
   }
 
   // Higher ones do what the highest does.

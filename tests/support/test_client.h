@@ -90,3 +90,22 @@ class TestClient final : public DispatchStub {
   ComPtr<IConnectionPoint> point_;
   DWORD cookie_ = 0;
 };
+
+// An element of the array that a handler gets, for the handler to change.
+inline VARIANT& element(SAFEARRAY** aParams, LONG index) {
+  return static_cast<VARIANT*>((*aParams)->pvData)[index];
+}
+
+inline void set(VARIANT& value, VARIANT content) {
+  VariantClear(&value);
+  value = content;
+}
+
+// With a client, and on a thread that hears errors.
+class LoudCollectionTest : public CollectionTest {
+ protected:
+  // An error of the collection's own: from here on, this thread's errors are raised.
+  LoudCollectionTest() { EXPECT_EQ(runtimeError(381), z->RemoveByIndex(0)); }
+
+  TestClient client{z.get()};
+};
