@@ -46,15 +46,15 @@ std::vector<SourceInterface> enumerateSources(IDispatch* object) {
   if (!container || FAILED(container->EnumConnectionPoints(&found)) || !found) return sources;
   const Ptr<IEnumConnectionPoints> points(found, false);
   IConnectionPoint* next = nullptr;
-  // There are enumerations that do not end.
-  for (int i = 0; i < 100 && points->Next(1, &next, nullptr) == S_OK; ++i) {
+  while (points->Next(1, &next, nullptr) == S_OK) {
     const Ptr<IConnectionPoint> point(next, false);
     IID id;
-    if (FAILED(point->GetConnectionInterface(&id))) continue;
+    if (FAILED(point->GetConnectionInterface(&id))) break;
     const std::wstring text = formatGuid(id);
     const bool isKnown = std::any_of(sources.begin(), sources.end(),
                                      [&text](const auto& each) { return each.id == text; });
-    if (!isKnown) sources.push_back({text, interfaceName(text)});
+    if (isKnown) break;  // there are enumerations that begin again
+    sources.push_back({text, interfaceName(text)});
   }
   return sources;
 }
