@@ -73,8 +73,8 @@ class MainWindow {
   void run() {
     const bool showEvents =
         options_.log.empty() && (!options_.objects.empty() || memory_.read(kViewName) == L"1");
-    show(showEvents ? *events_ : static_cast<View&>(*traces_));
     showInPlace(window_, memory_.read(kPlaceName));
+    show(showEvents ? *events_ : static_cast<View&>(*traces_));
     PostMessageW(window_, kStart, 0, 0);
     const HACCEL accelerators =
         LoadAcceleratorsW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDR_ACCELERATORS));
@@ -146,7 +146,12 @@ class MainWindow {
         // The control that had the focus has it again when the window comes back.
         if (IsChild(window_, GetFocus())) focused_ = GetFocus();
         return DefWindowProcW(window_, message, wParam, lParam);
+      case WM_NEXTDLGCTL:  // what underlined letters send to dialogs
+        SetFocus(LOWORD(lParam) ? reinterpret_cast<HWND>(wParam)
+                                : GetNextDlgTabItem(window_, GetFocus(), wParam != 0));
+        return 0;
       case WM_SETFOCUS:
+        if (!shown_) return 0;  // so far there is nothing to give it to
         SetFocus(IsChild(window_, focused_) && IsWindowVisible(focused_) ? focused_
                                                                          : shown_->pane().list());
         return 0;
