@@ -72,7 +72,11 @@ void saveRows(const std::wstring& path, const std::vector<Column>& columns, size
 }
 
 void putOnClipboard(HWND owner, const std::wstring& text) {
-  if (!OpenClipboard(owner)) throw Failure{L"The clipboard is in use"};
+  // Others hold it for a moment each.
+  for (int tries = 1; !OpenClipboard(owner); ++tries) {
+    if (tries == 20) throw Failure{L"The clipboard is in use"};
+    Sleep(20);
+  }
   EmptyClipboard();
   const size_t bytes = (text.size() + 1) * sizeof(wchar_t);
   const HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE, bytes);

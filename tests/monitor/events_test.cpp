@@ -135,6 +135,28 @@ TEST(MonitorWindow, ObjectsAreMadeWorkedAndLetGo) {
   }
 }
 
+TEST(MonitorWindow, ItsPlaceAndColumnsAreRemembered) {
+  const Log log;
+  const auto width = [](Monitor& monitor) {
+    return SendMessageW(monitor.list(), LVM_GETCOLUMNWIDTH, 1, 0);
+  };
+  const auto placeOf = [](Monitor& monitor) {
+    RECT place{};
+    GetWindowRect(monitor.window(), &place);
+    return std::tuple(place.left, place.top, place.right, place.bottom);
+  };
+  for (const int shift : {40, 0}) {
+    {
+      Monitor monitor(logOption(log));
+      SetWindowPos(monitor.window(), nullptr, 10 + shift, 20, 700 + shift, 400, SWP_NOZORDER);
+      SendMessageW(monitor.list(), LVM_SETCOLUMNWIDTH, 1, 100 + shift);
+    }
+    Monitor again(logOption(log));
+    EXPECT_EQ(std::tuple(10 + shift, 20, 710 + 2 * shift, 420), placeOf(again));
+    EXPECT_EQ(100 + shift, width(again));
+  }
+}
+
 TEST(MonitorText, PrintsWhatTheViewsShow) {
   const Log log;
   log.append(record("line\\nbroken"));

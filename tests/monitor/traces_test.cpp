@@ -14,6 +14,17 @@ namespace {
 constexpr int kTraceColumns = 9;
 constexpr int kFileName = 0x47C;  // of the platform's file dialogs
 
+std::wstring clipboardText() {
+  std::wstring text;
+  if (!OpenClipboard(nullptr)) return text;
+  if (const HANDLE memory = GetClipboardData(CF_UNICODETEXT)) {
+    text = static_cast<const wchar_t*>(GlobalLock(memory));
+    GlobalUnlock(memory);
+  }
+  CloseClipboard();
+  return text;
+}
+
 TEST(MonitorTraces, ALogThatGrowsRollsAndIsDamagedIsFollowed) {
   const Log log;
   log.append(record("older"));
@@ -123,6 +134,10 @@ TEST(MonitorTraces, AHundredThousandRecordsAreFilteredSortedHeldAndSaved) {
   const size_t chosen = static_cast<size_t>(
       SendMessageW(monitor.list(), LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED));
   EXPECT_EQ(L"number 9999", monitor.cell(chosen, 8));
+
+  monitor.command(IDM_COPY);
+  EXPECT_TRUE(
+      eventually([] { return clipboardText().ends_with(L"!Zollection.Add\tnumber 9999\r\n"); }));
 
   for (const wchar_t* const name : {L"monitor test.csv", L"monitor test.txt"}) {
     const std::wstring path = temporary(name);
