@@ -158,14 +158,14 @@ bool ListPane::isAtEnd() const {
   return last >= static_cast<int>(rows_.shown());
 }
 
-std::optional<uint32_t> ListPane::chosen() const {
+std::optional<RowId> ListPane::chosen() const {
   const int place = ListView_GetNextItem(list_, -1, LVNI_FOCUSED);
   if (place < 0 || static_cast<size_t>(place) >= rows_.shown()) return {};
   return rows_.idAt(static_cast<size_t>(place));
 }
 
-std::vector<std::pair<size_t, uint32_t>> ListPane::chosenRows() const {
-  std::vector<std::pair<size_t, uint32_t>> rows;
+std::vector<std::pair<size_t, RowId>> ListPane::chosenRows() const {
+  std::vector<std::pair<size_t, RowId>> rows;
   for (int i = -1; (i = ListView_GetNextItem(list_, i, LVNI_SELECTED)) >= 0;) {
     const size_t place = static_cast<size_t>(i);
     if (place < rows_.shown()) rows.emplace_back(place, rows_.idAt(place));
@@ -174,14 +174,14 @@ std::vector<std::pair<size_t, uint32_t>> ListPane::chosenRows() const {
 }
 
 // Unless they stand where they stood.
-void ListPane::chooseAgain(const std::vector<std::pair<size_t, uint32_t>>& rows, bool wereAll) {
+void ListPane::chooseAgain(const std::vector<std::pair<size_t, RowId>>& rows, bool wereAll) {
   const bool haveMoved = std::any_of(rows.begin(), rows.end(), [this](const auto& row) {
     return row.first >= rows_.shown() || rows_.idAt(row.first) != row.second;
   });
   if (!haveMoved && !wereAll) return;
   ListView_SetItemState(list_, -1, wereAll ? LVIS_SELECTED : 0, LVIS_SELECTED);
   if (wereAll) return;
-  std::vector<uint32_t> ids;
+  std::vector<RowId> ids;
   for (const auto& [place, id] : rows) ids.push_back(id);
   std::sort(ids.begin(), ids.end());
   for (size_t i = 0; i < rows_.shown(); ++i) {
@@ -194,10 +194,10 @@ void ListPane::chooseAgain(const std::vector<std::pair<size_t, uint32_t>>& rows,
 // Rows that are chosen stay chosen, wherever they come to stand. What the user changes shows the
 // one that has the focus.
 void ListPane::reorder(const std::function<void()>& change, bool isForUser) {
-  const std::optional<uint32_t> focused = chosen();
+  const std::optional<RowId> focused = chosen();
   const size_t before = rows_.shown();
   const bool wereAll = before > 1 && ListView_GetSelectedCount(list_) == before;
-  const auto selected = wereAll ? std::vector<std::pair<size_t, uint32_t>>() : chosenRows();
+  const auto selected = wereAll ? std::vector<std::pair<size_t, RowId>>() : chosenRows();
   isReordering_ = true;
   change();
   refreshCount(false);
@@ -228,7 +228,7 @@ void ListPane::sortBy(int column) {
 }
 
 void ListPane::showDetails() {
-  const std::optional<uint32_t> id = chosen();
+  const std::optional<RowId> id = chosen();
   if (isReordering_ || id == detailed_) return;
   detailed_ = id;
   const int place = ListView_GetNextItem(list_, -1, LVNI_FOCUSED);

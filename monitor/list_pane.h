@@ -69,10 +69,10 @@ class ListPane {
   void fillCell(LVITEMW& item) const;
   LRESULT paint(NMLVCUSTOMDRAW& draw) const;
   LRESULT find(const NMLVFINDITEMW& wanted) const;
-  std::optional<uint32_t> chosen() const;
+  std::optional<RowId> chosen() const;
   void showDetails();
-  std::vector<std::pair<size_t, uint32_t>> chosenRows() const;
-  void chooseAgain(const std::vector<std::pair<size_t, uint32_t>>& rows, bool wereAll);
+  std::vector<std::pair<size_t, RowId>> chosenRows() const;
+  void chooseAgain(const std::vector<std::pair<size_t, RowId>>& rows, bool wereAll);
   void reorder(const std::function<void()>& change, bool isForUser);
   void refreshCount(bool follow);
   bool isAtEnd() const;
@@ -83,7 +83,7 @@ class ListPane {
   RowList rows_;
   RowBuffer waiting_;
   size_t lost_ = 0;
-  std::optional<uint32_t> detailed_;  // the row whose details are shown
+  std::optional<RowId> detailed_;  // the row whose details are shown
   bool isReordering_ = false;
   ULONGLONG lastShown_ = 0;
   bool isHeld_ = false;

@@ -54,7 +54,7 @@ class MainWindow {
     if (!window_) throw Failure{L"No window can be opened: " + systemText(GetLastError())};
     SetWindowLongPtrW(window_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
     status_ = makeControl(window_, STATUSCLASSNAMEW, L"", SBARS_SIZEGRIP);
-    tabs_ = makeControl(window_, WC_TABCONTROLW, L"Views", WS_TABSTOP);
+    tabs_ = makeControl(window_, WC_TABCONTROLW, L"Views", WS_TABSTOP | WS_CLIPSIBLINGS);
     traces_ = std::make_unique<TracesView>(window_, frame_, options.log, options.allPrograms);
     events_ = std::make_unique<EventsView>(window_, frame_);
     for (View* const view : views()) {

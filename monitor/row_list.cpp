@@ -20,16 +20,16 @@ int compareCells(std::wstring_view first, std::wstring_view second) {
 
 }  // namespace
 
-size_t RowList::placeOf(uint32_t id) const {
+size_t RowList::placeOf(RowId id) const {
   const auto found = order_.column < 0 ? std::lower_bound(shown_.begin(), shown_.end(), id)
                                        : std::find(shown_.begin(), shown_.end(), id);
   return found != shown_.end() && *found == id ? static_cast<size_t>(found - shown_.begin()) : npos;
 }
 
 void RowList::add(std::vector<Row> rows) {
-  std::vector<uint32_t> added;
+  std::vector<RowId> added;
   for (Row& each : rows) {
-    const uint32_t id = dropped_ + static_cast<uint32_t>(rows_.size());
+    const RowId id = dropped_ + rows_.size();
     if (matches(each)) added.push_back(id);
     text_ += each.size();
     rows_.push_back(std::move(each));
@@ -38,12 +38,12 @@ void RowList::add(std::vector<Row> rows) {
   if (rows_.size() > kMostRows || text_ > kMostText) dropOldest();
 }
 
-void RowList::show(const std::vector<uint32_t>& added) {
+void RowList::show(const std::vector<RowId>& added) {
   constexpr size_t few = 200;
-  const auto before = [this](uint32_t a, uint32_t b) { return isBefore(a, b); };
+  const auto before = [this](RowId a, RowId b) { return isBefore(a, b); };
   const auto middle = static_cast<std::ptrdiff_t>(shown_.size());
   if (order_.column >= 0 && added.size() < few) {
-    for (const uint32_t id : added) {
+    for (const RowId id : added) {
       shown_.insert(std::upper_bound(shown_.begin(), shown_.end(), id, before), id);
     }
     return;
@@ -56,7 +56,7 @@ void RowList::show(const std::vector<uint32_t>& added) {
 }
 
 void RowList::removeIf(const std::function<bool(const Row&)>& condition) {
-  dropped_ += static_cast<uint32_t>(rows_.size());
+  dropped_ += rows_.size();
   std::erase_if(rows_, condition);
   text_ = 0;
   for (const Row& each : rows_) text_ += each.size();
@@ -68,7 +68,7 @@ void RowList::setFilter(const std::wstring& text) {
   const bool isNarrower = !filter_.empty() && wanted.find(filter_) != wanted.npos;
   filter_ = wanted;
   if (isNarrower) {
-    std::erase_if(shown_, [this](uint32_t id) { return !matches(row(id)); });
+    std::erase_if(shown_, [this](RowId id) { return !matches(row(id)); });
   } else {
     rebuild();
   }
@@ -90,7 +90,7 @@ bool RowList::matches(const Row& row) const {
   return false;
 }
 
-bool RowList::isBefore(uint32_t first, uint32_t second) const {
+bool RowList::isBefore(RowId first, RowId second) const {
   const size_t column = static_cast<size_t>(order_.column);
   const int difference = compareCells(row(first).cell(column), row(second).cell(column));
   return difference ? (difference < 0) != order_.isDescending : first < second;
@@ -105,14 +105,14 @@ void RowList::dropOldest() {
       ++dropped_;
     }
   } while ((rows_.size() > kMostRows || text_ > kMostText) && rows_.size() > 1);
-  std::erase_if(shown_, [this](uint32_t id) { return id < dropped_; });
+  std::erase_if(shown_, [this](RowId id) { return id < dropped_; });
 }
 
 void RowList::rebuild() {
   shown_.clear();
-  std::vector<uint32_t> all;
+  std::vector<RowId> all;
   for (size_t i = 0; i < rows_.size(); ++i) {
-    if (matches(rows_[i])) all.push_back(dropped_ + static_cast<uint32_t>(i));
+    if (matches(rows_[i])) all.push_back(dropped_ + i);
   }
   show(all);
 }

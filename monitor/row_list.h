@@ -12,6 +12,9 @@
 
 namespace monitor {
 
+// The first row's is 0, and no other's ever again.
+using RowId = uint64_t;
+
 class RowList {
  public:
   // Cells behind the columns are not searched.
@@ -20,11 +23,11 @@ class RowList {
   size_t size() const { return rows_.size(); }
   size_t text() const { return text_; }  // characters
   size_t shown() const { return shown_.size(); }
-  const Row& at(size_t place) const { return rows_[shown_[place] - dropped_]; }
+  const Row& at(size_t place) const { return row(shown_[place]); }
 
   // What a shown row is known by, and where it is shown; npos when it is not.
-  uint32_t idAt(size_t place) const { return shown_[place]; }
-  size_t placeOf(uint32_t id) const;
+  RowId idAt(size_t place) const { return shown_[place]; }
+  size_t placeOf(RowId id) const;
   static constexpr size_t npos = static_cast<size_t>(-1);
 
   // The oldest rows go when there are more than kMostRows, or more text than kMostText.
@@ -48,18 +51,18 @@ class RowList {
   Order order() const { return order_; }
 
  private:
-  const Row& row(uint32_t id) const { return rows_[id - dropped_]; }
+  const Row& row(RowId id) const { return rows_[static_cast<size_t>(id - dropped_)]; }
   bool matches(const Row& row) const;
-  bool isBefore(uint32_t first, uint32_t second) const;
-  void show(const std::vector<uint32_t>& added);
+  bool isBefore(RowId first, RowId second) const;
+  void show(const std::vector<RowId>& added);
   void dropOldest();
   void rebuild();
 
   const size_t columns_;
   std::deque<Row> rows_;
-  uint32_t dropped_ = 0;  // the id of the first row
-  size_t text_ = 0;       // characters in all rows
-  std::vector<uint32_t> shown_;
+  RowId dropped_ = 0;  // the id of the first row
+  size_t text_ = 0;    // characters in all rows
+  std::vector<RowId> shown_;
   std::wstring filter_;  // folded
   Order order_;
 };

@@ -22,8 +22,9 @@ View::View(HWND parent, const wchar_t* name, const Frame& frame) : name_(name), 
   viewClass.hbrBackground = GetSysColorBrush(COLOR_BTNFACE);
   viewClass.lpszClassName = kViewClass;
   RegisterClassExW(&viewClass);  // or it is already
-  window_ = CreateWindowExW(WS_EX_CONTROLPARENT, kViewClass, name, WS_CHILD | WS_CLIPCHILDREN, 0, 0,
-                            0, 0, parent, nullptr, viewClass.hInstance, nullptr);
+  window_ = CreateWindowExW(WS_EX_CONTROLPARENT, kViewClass, name,
+                            WS_CHILD | WS_CLIPCHILDREN | WS_CLIPSIBLINGS, 0, 0, 0, 0, parent,
+                            nullptr, viewClass.hInstance, nullptr);
   SetWindowLongPtrW(window_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
 }
 
