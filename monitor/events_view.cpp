@@ -109,7 +109,7 @@ void EventsView::appear() {
   });
 }
 
-// While somebody types, or has the list open.
+// What somebody is typing stays, and a list that is open stays open.
 void EventsView::offerClasses() {
   const std::wstring typed = windowText(class_);
   const LRESULT selection = SendMessageW(class_, CB_GETEDITSEL, 0, 0);

@@ -50,7 +50,8 @@ LogFile::Problem LogFile::readNew(const TakeLine& take) {
   know(parts);
   for (size_t i = 0; i < parts.size(); ++i) {
     const Part& part = parts[i];
-    if (restOf_ != part.identity && !takeRest(take)) return {ERROR_CANCELLED, part.path};
+    const bool isBegun = restOf_ == part.identity && progress_[i].offset > 0;
+    if (!isBegun && !takeRest(take)) return {ERROR_CANCELLED, part.path};
     restOf_ = part.identity;
     if (const DWORD error = readFrom(part, progress_[i].offset, take)) return {error, part.path};
     if (!part.isCurrent && !takeRest(take)) return {ERROR_CANCELLED, part.path};
