@@ -1,6 +1,7 @@
 #include "log_file.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace monitor {
 namespace {
@@ -43,31 +44,35 @@ LogFile::Part LogFile::open(const std::wstring& path) {
   return part;
 }
 
+bool LogFile::hasRest() const {
+  return std::any_of(progress_.begin(), progress_.end(),
+                     [](const Progress& each) { return !each.rest.empty(); });
+}
+
+bool LogFile::takeRest(const TakeLine& take) { return takeRests(progress_, take); }
+
 LogFile::Problem LogFile::readNew(const TakeLine& take) {
-  Problem problem;
-  const std::vector<Part> parts = openAll(problem);
-  if (problem.error) return problem;
-  know(parts);
-  for (size_t i = 0; i < parts.size(); ++i) {
-    const Part& part = parts[i];
-    const bool isBegun = restOf_ == part.identity && progress_[i].offset > 0;
-    if (!isBegun && !takeRest(take)) return {ERROR_CANCELLED, part.path};
-    restOf_ = part.identity;
-    if (const DWORD error = readFrom(part, progress_[i].offset, take)) return {error, part.path};
-    if (!part.isCurrent && !takeRest(take)) return {ERROR_CANCELLED, part.path};
+  const Opened opened = openAll();
+  if (opened.problem.error) return opened.problem;
+  if (!know(opened, take)) return {ERROR_CANCELLED, path_};
+  for (size_t i = 0; i < opened.parts.size(); ++i) {
+    const Part& part = opened.parts[i];
+    if (const DWORD error = readFrom(part, progress_[i], take)) return {error, part.path};
+    if (!part.isCurrent && !takeRest(progress_[i].rest, take)) return {ERROR_CANCELLED, part.path};
   }
   return {};
 }
 
 // The later ones last. The current one is opened first: whatever is renamed after that is found
-// under its new name. One that cannot be opened is left out, but waited for a while if it may be
-// the one that was being read.
-std::vector<LogFile::Part> LogFile::openAll(Problem& problem) {
-  std::vector<Part> parts;
+// under its new name, also the one that was opened, which is not the current one then. One that
+// cannot be opened is left out, but waited for a while if it may be the one that was being read.
+LogFile::Opened LogFile::openAll() {
+  Opened opened;
+  std::vector<Part>& parts = opened.parts;
   Part current = open(path_);
   if (!current.file && !current.isMissing()) {
-    problem = {current.error, path_};
-    return parts;
+    opened.problem = {current.error, path_};
+    return opened;
   }
   current.isCurrent = true;
   const bool hasBegun = std::any_of(progress_.begin(), progress_.end(),
@@ -77,25 +82,28 @@ std::vector<LogFile::Part> LogFile::openAll(Problem& problem) {
     return found && found->isCurrent;
   };
   bool isFound = !hasBegun || isBegun(current);
+  bool isRenamed = false;
   Problem locked;
   for (const wchar_t* const ending : {L".older", L".old"}) {
     Part part = open(path_ + ending);
     if (part.file) {
       isFound = isFound || isBegun(part);
+      isRenamed = isRenamed || (current.file && part.identity == current.identity);
       parts.push_back(std::move(part));
     } else if (!part.isMissing()) {
       locked = {part.error, part.path};
+      opened.areAll = false;
     }
   }
-  if (locked.error && !isFound && ++tries_ < kMostTries) problem = locked;
-  if (!problem.error) tries_ = 0;
+  if (locked.error && !isFound && ++tries_ < kMostTries) opened.problem = locked;
+  if (!opened.problem.error) tries_ = 0;
   std::sort(parts.begin(), parts.end(),
             [](const Part& a, const Part& b) { return a.written < b.written; });
-  if (current.file) parts.push_back(std::move(current));
-  return parts;
+  if (current.file && !isRenamed) parts.push_back(std::move(current));
+  return opened;
 }
 
-const LogFile::Progress* LogFile::find(const Part& part) const {
+LogFile::Progress* LogFile::find(const Part& part) {
   const auto found =
       std::find_if(progress_.begin(), progress_.end(), [&part](const Progress& each) {
         return each.identity == part.identity && each.offset <= part.size &&
@@ -104,54 +112,64 @@ const LogFile::Progress* LogFile::find(const Part& part) const {
   return found != progress_.end() ? &*found : nullptr;
 }
 
-// What is known of the parts that are there, in their order. A current one that is missing may come
-// back.
-void LogFile::know(const std::vector<Part>& parts) {
+// What is known of the parts that are there, in their order, and of those that may come back: a
+// current one that is missing, and any that cannot be opened. Of those that are gone, the beginning
+// of a last line is taken.
+bool LogFile::know(const Opened& opened, const TakeLine& take) {
   std::vector<Progress> known;
-  for (const Part& part : parts) {
-    const Progress* const found = find(part);
+  for (const Part& part : opened.parts) {
+    Progress* const found = find(part);
     const bool isTooLong = part.isCurrent && part.size > kMostOfOneFile;
     const ULONGLONG start = isTooLong ? part.size - kMostOfOneFile : 0;
-    known.push_back({part.identity, found ? found->offset : start, part.head, part.isCurrent});
+    known.push_back({part.identity, found ? found->offset : start, part.head, part.isCurrent,
+                     found ? std::exchange(found->rest, {}) : std::string()});
   }
-  if (parts.empty() || !parts.back().isCurrent) {
-    for (const Progress& each : progress_) {
-      const bool isThere = std::any_of(parts.begin(), parts.end(), [&each](const Part& part) {
-        return part.identity == each.identity;
-      });
-      if (each.isCurrent && !isThere) known.push_back(each);
-    }
+  const bool isCurrentMissing = opened.parts.empty() || !opened.parts.back().isCurrent;
+  for (Progress& each : progress_) {
+    const bool isThere =
+        std::any_of(opened.parts.begin(), opened.parts.end(),
+                    [&each](const Part& part) { return part.identity == each.identity; });
+    const bool mayComeBack = !opened.areAll || (each.isCurrent && isCurrentMissing);
+    if (!isThere && mayComeBack) known.push_back(std::exchange(each, {}));
   }
-  progress_ = std::move(known);
+  progress_.swap(known);
+  return takeRests(known, take);
 }
 
-DWORD LogFile::readFrom(const Part& part, ULONGLONG& offset, const TakeLine& take) {
+bool LogFile::takeRests(std::vector<Progress>& parts, const TakeLine& take) {
+  for (Progress& each : parts) {
+    if (!takeRest(each.rest, take)) return false;
+  }
+  return true;
+}
+
+DWORD LogFile::readFrom(const Part& part, Progress& progress, const TakeLine& take) {
   LARGE_INTEGER place;
-  place.QuadPart = static_cast<LONGLONG>(offset);
+  place.QuadPart = static_cast<LONGLONG>(progress.offset);
   if (!SetFilePointerEx(part.file.get(), place, nullptr, FILE_BEGIN)) return GetLastError();
   std::string bytes(kChunk, '\0');
   for (;;) {
     DWORD count = 0;
     if (!ReadFile(part.file.get(), bytes.data(), kChunk, &count, nullptr)) return GetLastError();
     if (count == 0) return ERROR_SUCCESS;
-    offset += count;
-    if (!takeBytes({bytes.data(), count}, take)) return ERROR_CANCELLED;
+    progress.offset += count;
+    if (!takeBytes({bytes.data(), count}, progress.rest, take)) return ERROR_CANCELLED;
   }
 }
 
-bool LogFile::takeBytes(std::string_view bytes, const TakeLine& take) {
+bool LogFile::takeBytes(std::string_view bytes, std::string& rest, const TakeLine& take) {
   for (size_t end; (end = bytes.find('\n')) != bytes.npos; bytes.remove_prefix(end + 1)) {
-    rest_ += bytes.substr(0, end);
-    if (rest_.ends_with('\r')) rest_.pop_back();
-    if (!takeRest(take)) return false;
+    rest += bytes.substr(0, end);
+    if (rest.ends_with('\r')) rest.pop_back();
+    if (!takeRest(rest, take)) return false;
   }
-  rest_ += bytes;
-  return rest_.size() <= kLongestLine || takeRest(take);
+  rest += bytes;
+  return rest.size() <= kLongestLine || takeRest(rest, take);
 }
 
-bool LogFile::takeRest(const TakeLine& take) {
-  const bool goesOn = rest_.empty() || take(rest_);
-  rest_.clear();
+bool LogFile::takeRest(std::string& rest, const TakeLine& take) {
+  const bool goesOn = rest.empty() || take(rest);
+  rest.clear();
   return goesOn;
 }
 

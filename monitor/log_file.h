@@ -8,7 +8,6 @@
 #include <windows.h>
 
 #include <functional>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,17 +25,17 @@ class LogFile {
 
   const std::wstring& path() const { return path_; }
 
-  // Everything new; the last line of a part when its end has come or when the part is no longer the
-  // last. What keeps it from being read to its end; that comes the next time then. A file that is
-  // not there is no problem.
+  // Everything new; the last line of a part when its end has come, or when the part is no longer
+  // the current one or is gone. What keeps it from being read to its end; that comes the next time
+  // then. A file that is not there is no problem.
   struct Problem {
     DWORD error = ERROR_SUCCESS;
     std::wstring path;
   };
   Problem readNew(const TakeLine& take);
 
-  // The beginning of a line whose end has not come.
-  bool hasRest() const { return !rest_.empty(); }
+  // The beginnings of lines whose ends have not come.
+  bool hasRest() const;
   bool takeRest(const TakeLine& take);
 
  private:
@@ -53,19 +52,26 @@ class LogFile {
     ULONGLONG identity, offset;
     std::string head;
     bool isCurrent;
+    std::string rest;  // the beginning of a line
+  };
+
+  struct Opened {
+    std::vector<Part> parts;
+    Problem problem;  // that reading waits for
+    bool areAll = true;
   };
 
   static Part open(const std::wstring& path);
-  std::vector<Part> openAll(Problem& problem);
-  const Progress* find(const Part& part) const;
-  void know(const std::vector<Part>& parts);
-  DWORD readFrom(const Part& part, ULONGLONG& offset, const TakeLine& take);
-  bool takeBytes(std::string_view bytes, const TakeLine& take);
+  Opened openAll();
+  Progress* find(const Part& part);
+  bool know(const Opened& opened, const TakeLine& take);
+  static bool takeRests(std::vector<Progress>& parts, const TakeLine& take);
+  static DWORD readFrom(const Part& part, Progress& progress, const TakeLine& take);
+  static bool takeBytes(std::string_view bytes, std::string& rest, const TakeLine& take);
+  static bool takeRest(std::string& rest, const TakeLine& take);
 
   const std::wstring path_;
   std::vector<Progress> progress_;
-  std::string rest_;  // of the last line that was read
-  std::optional<ULONGLONG> restOf_;
   int tries_ = 0;
 };
 

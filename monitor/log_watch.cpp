@@ -17,7 +17,7 @@ namespace {
 constexpr size_t kMostFiles = MAXIMUM_WAIT_OBJECTS - 1;
 constexpr size_t kBatch = 4096;     // rows that are handed over at a time
 constexpr DWORD kRetryAfter = 500;  // milliseconds, while a file is locked
-constexpr DWORD kTornAfter = 1000;  // milliseconds: lines are written whole
+constexpr DWORD kTornAfter = 3000;  // milliseconds: lines are written whole
 
 bool isFolder(const std::wstring& path) {
   const DWORD attributes = GetFileAttributesW(path.c_str());

@@ -39,13 +39,12 @@ class MonitorEvents : public testing::Test {
 
 TEST_F(MonitorEvents, OfARunningObjectArriveWithTheirArguments) {
   Monitor monitor(L"--running \"!ZSupport monitor test\"");
-  ASSERT_TRUE(eventually([&] { return monitor.rows() == 1; })) << monitor.status();
+  ASSERT_TRUE(monitor.shows(1));
   const Text megabyte(std::wstring(1'000'000, L'm'));
   LONG number = 5;
   source->fire(-600, {longValue(7), textValue(Text(L"a \"b\"")), reference(VT_I4, &number)});
   source->fire(9, {textValue(megabyte), missing(), objectValue(nullptr)});
-  ASSERT_TRUE(eventually([&] { return monitor.rows() == 3; }))
-      << monitor.rows() << source->sinks.size() << monitor.status();
+  ASSERT_TRUE(monitor.shows(3));
   EXPECT_EQ(L"1|!ZSupport monitor test|Click|7 (Long), \"a \"b\"\" (String), 5 (Long)",
             monitor.row(1, kEventColumns));
   EXPECT_EQ(L"9", monitor.cell(2, 3));
@@ -57,7 +56,7 @@ TEST_F(MonitorEvents, OfARunningObjectArriveWithTheirArguments) {
 
   // A thousand as fast as they go, while the window answers.
   for (int i = 0; i < 1'000; ++i) source->fire(1);
-  EXPECT_TRUE(eventually([&] { return monitor.rows() == 1'003; }));
+  EXPECT_TRUE(monitor.shows(1'003));
   EXPECT_TRUE(monitor.says(L"1,003 rows", 1));
   monitor.command(IDM_IDS);
   EXPECT_TRUE(eventually([&] {
@@ -98,7 +97,7 @@ TEST_F(MonitorEvents, AnObjectThatCannotBeHeardOffersItsOtherInterfaces) {
 
 TEST(MonitorWindow, ObjectsAreMadeWorkedAndLetGo) {
   Monitor monitor(L"--events Shell.Explorer.2 --set Visible=True");
-  ASSERT_TRUE(eventually([&] { return monitor.rows() == 2; }));
+  ASSERT_TRUE(monitor.shows(2));
   EXPECT_EQ(L"1|Shell.Explorer.2|OnVisible|True (Boolean)", monitor.row(1, kEventColumns));
   const HWND name = monitor.control(WC_EDITW, 3), arguments = monitor.control(WC_EDITW, 4);
   monitor.type(name, L"MenuBar");

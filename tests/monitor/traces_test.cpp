@@ -31,7 +31,7 @@ TEST(MonitorTraces, ALogThatGrowsRollsAndIsDamagedIsFollowed) {
   log.roll();
   log.append(record("tab\\tline\\r\\n\\u2028 backslash \\\\", "0x80040001"));
   Monitor monitor(logOption(log));
-  ASSERT_TRUE(eventually([&] { return monitor.rows() == 2; }));
+  ASSERT_TRUE(monitor.shows(2));
   EXPECT_EQ(
       L"tool.exe|4000000|8|Zollection|Sub Add|5|System\\ZSupport.Zollection::Sub "
       L"Add!Zollection.Add|older",
@@ -42,14 +42,14 @@ TEST(MonitorTraces, ALogThatGrowsRollsAndIsDamagedIsFollowed) {
   log.append(begun.substr(0, 50));
   log.append(begun.substr(50) + "2026-01-31 14:05:09.250\tZSup");
   log.append("\r\n\xFF\xFE no UTF-8\r\n" + record("bad escape \\x"));
-  ASSERT_TRUE(eventually([&] { return monitor.rows() == 6; }));
+  ASSERT_TRUE(monitor.shows(6));
   EXPECT_EQ(L"begun", monitor.cell(2, 8));
   for (const size_t row : {3u, 4u, 5u}) EXPECT_EQ(L"(damaged line)", monitor.cell(row, 4));
 
   log.append(record("last before the roll"));
   log.roll();
   log.append(record("first after it"));
-  ASSERT_TRUE(eventually([&] { return monitor.rows() == 8; }));
+  ASSERT_TRUE(monitor.shows(8));
   EXPECT_EQ(L"last before the roll", monitor.cell(6, 8));
   EXPECT_EQ(L"first after it", monitor.cell(7, 8));
 
@@ -84,9 +84,9 @@ TEST(MonitorTraces, AFolderMayComeLater) {
     CreateDirectoryW(folder.c_str(), nullptr);
     CreateDirectoryW(below.c_str(), nullptr);
     log.append(record("first"));
-    EXPECT_TRUE(eventually([&] { return monitor.rows() == 1; }));
+    EXPECT_TRUE(monitor.shows(1));
     log.append(record("second"));
-    EXPECT_TRUE(eventually([&] { return monitor.rows() == 2; }));
+    EXPECT_TRUE(monitor.shows(2));
   }
   DeleteFileW(log.path.c_str());
   RemoveDirectoryW(below.c_str());
@@ -101,7 +101,7 @@ TEST(MonitorTraces, ALockedLogIsReadWhenItCanBe) {
   Monitor monitor(logOption(log));
   EXPECT_TRUE(monitor.says(L"cannot be read"));
   CloseHandle(lock);
-  EXPECT_TRUE(eventually([&] { return monitor.rows() == 1; }));
+  EXPECT_TRUE(monitor.shows(1));
 }
 
 TEST(MonitorTraces, AHundredThousandRecordsAreFilteredSortedHeldAndSaved) {
@@ -111,12 +111,12 @@ TEST(MonitorTraces, AHundredThousandRecordsAreFilteredSortedHeldAndSaved) {
     records += record("number " + std::to_string(i), std::to_string(i % 7));
   log.append(records);
   Monitor monitor(logOption(log));
-  ASSERT_TRUE(eventually([&] { return monitor.rows() == 100'000; }));
+  ASSERT_TRUE(monitor.shows(100'000));
 
   const HWND filter = monitor.control(WC_EDITW);
   const ULONGLONG start = GetTickCount64();
   monitor.type(filter, L"NUMBER 9999");
-  EXPECT_TRUE(eventually([&] { return monitor.rows() == 11; }));
+  EXPECT_TRUE(monitor.shows(11));
   EXPECT_GT(5'000u, GetTickCount64() - start);
   monitor.command(IDM_SORT + 8);
   monitor.command(IDM_SORT + 8);  // downwards
@@ -129,7 +129,7 @@ TEST(MonitorTraces, AHundredThousandRecordsAreFilteredSortedHeldAndSaved) {
   EXPECT_TRUE(monitor.says(L"held: 1 waiting", 1));
   EXPECT_EQ(11u, monitor.rows());
   monitor.command(IDM_HOLD);
-  EXPECT_TRUE(eventually([&] { return monitor.rows() == 12; }));
+  EXPECT_TRUE(monitor.shows(12));
   // It has come to the end or before the chosen one, which stays chosen.
   const size_t chosen = static_cast<size_t>(
       SendMessageW(monitor.list(), LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED));

@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <commctrl.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -110,6 +111,13 @@ class Monitor {
     return second ? second : first;
   }
   size_t rows() { return static_cast<size_t>(SendMessageW(list(), LVM_GETITEMCOUNT, 0, 0)); }
+  testing::AssertionResult shows(size_t count) {
+    if (eventually([&] { return rows() == count; })) return testing::AssertionSuccess();
+    testing::AssertionResult failure = testing::AssertionFailure() << rows() << " rows, the last:";
+    for (size_t i = rows() - std::min<size_t>(rows(), 8); i < rows(); ++i)
+      failure << "\n" << row(i, kMostColumns);
+    return failure << "\n" << status();
+  }
   std::wstring cell(size_t row, int column) {
     LVITEMW item{};
     item.iSubItem = column;
@@ -129,7 +137,7 @@ class Monitor {
   }
 
  private:
-  static constexpr int kRoom = 1000;
+  static constexpr int kRoom = 1000, kMostColumns = 9;
 
   HWND find(const wchar_t* title, const wchar_t* type) const {
     for (HWND found = nullptr; (found = FindWindowExW(nullptr, found, type, title)) != nullptr;) {
