@@ -207,14 +207,16 @@ TEST_F(MonitorOfTheLibrary, ARecordThatComesByLogAndDebugOutputStandsThereOnce) 
 
   // Of other programs, only when they are wanted; a text may be longer than the page it comes by.
   OutputDebugStringW(L"not wanted");
+  OutputDebugStringA(record("for monitor_tests.exe").c_str());
+  ASSERT_TRUE(monitor.shows(3));
   monitor.command(IDM_ALL_PROGRAMS);
   EXPECT_TRUE(eventually([&] {
     OutputDebugStringW(std::wstring(10'000, L'x').c_str());
     Sleep(250);  // it may go on meanwhile
-    return monitor.rows() > 2;
+    return monitor.rows() > 3;
   }));
-  EXPECT_EQ(L'x', monitor.cell(2, 8).back());
-  EXPECT_EQ(L"", monitor.cell(2, 4));
+  EXPECT_EQ(L'x', monitor.cell(3, 8).back());
+  EXPECT_EQ(L"", monitor.cell(3, 4));
 }
 
 TEST_F(MonitorOfTheLibrary, SettingsAreReadWrittenAndGreyWhereAPolicyDecides) {

@@ -62,6 +62,7 @@ class Monitor {
   }
 
   HWND window() {
+    if (!window_) WaitForInputIdle(process_.hProcess, 10'000);  // whole by then
     eventually([this] {
       window_ = find(nullptr, L"ZSupportMonitor");
       int first = 0;
