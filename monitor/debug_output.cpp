@@ -172,13 +172,14 @@ void listen(const std::atomic<bool>& allPrograms, std::atomic<bool>& isListening
     const DWORD signalled =
         WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), FALSE,
                                assembly.isWaiting() ? kNextPieceWithin : INFINITE);
+    if (signalled != WAIT_TIMEOUT) {
+      if (signalled == WAIT_OBJECT_0 || signalled > WAIT_OBJECT_0 + listeners.size()) return;
+      const Listener& listener = *listeners[signalled - WAIT_OBJECT_0 - 1];
+      const auto [process, piece] = listener.take();
+      listener.next();
+      feed.add(assembly.take(process, piece));
+    }
     feed.add(assembly.takeDue());
-    if (signalled == WAIT_TIMEOUT) continue;
-    if (signalled == WAIT_OBJECT_0 || signalled > WAIT_OBJECT_0 + listeners.size()) return;
-    const Listener& listener = *listeners[signalled - WAIT_OBJECT_0 - 1];
-    const auto [process, piece] = listener.take();
-    listener.next();
-    feed.add(assembly.take(process, piece));
   }
 }
 

@@ -149,12 +149,14 @@ void follow(const std::vector<std::wstring>& paths, Feed& feed, HANDLE stop, HAN
   SetEvent(hasReadFirst);
   for (News news; (news = waitForNews(files, stop)) != News::kStop;) {
     for (Followed& each : files) {
-      if (news == News::kTimeUp) Reading(each, feed, stop).takeRest();
+      const bool isDue = news == News::kTimeUp && each.file.hasRest();
       const bool hasChanged =
           !each.folder.isWatching() || WaitForSingleObject(each.folder.change(), 0) != WAIT_TIMEOUT;
       // Watched again first, so that nothing falls between.
       if (hasChanged) each.folder.renew();
-      if (hasChanged || each.error) Reading(each, feed, stop).readNew();
+      Reading reading(each, feed, stop);
+      if (hasChanged || each.error || isDue) reading.readNew();
+      if (isDue) reading.takeRest();
     }
   }
   for (Followed& each : files) Reading(each, feed, stop).takeRest();
