@@ -14,7 +14,7 @@ namespace {
 
 constexpr size_t kPage = 4096;
 constexpr size_t kMostText = 1024 * 1024;  // characters of one line that comes in pieces
-constexpr DWORD kNextPieceWithin = 200;    // milliseconds
+constexpr DWORD kNextPieceWithin = 1000;   // milliseconds
 
 // As programs find it.
 struct DebugPage {
@@ -173,7 +173,7 @@ void listen(const std::atomic<bool>& allPrograms, std::atomic<bool>& isListening
         WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), FALSE,
                                assembly.isWaiting() ? kNextPieceWithin : INFINITE);
     if (signalled != WAIT_TIMEOUT) {
-      if (signalled == WAIT_OBJECT_0 || signalled > WAIT_OBJECT_0 + listeners.size()) return;
+      if (signalled == WAIT_OBJECT_0 || signalled > WAIT_OBJECT_0 + listeners.size()) break;
       const Listener& listener = *listeners[signalled - WAIT_OBJECT_0 - 1];
       const auto [process, piece] = listener.take();
       listener.next();
@@ -181,11 +181,14 @@ void listen(const std::atomic<bool>& allPrograms, std::atomic<bool>& isListening
     }
     feed.add(assembly.takeDue());
   }
+  // Who was about to write shall not wait for a listener that has gone.
+  for (const auto& each : listeners) each->next();
 }
 
 }  // namespace
 
-DebugOutput::DebugOutput(Feed& feed)
-    : thread_([this, &feed](HANDLE stop) { listen(allPrograms_, isListening_, feed, stop); }) {}
+DebugOutput::DebugOutput(Feed& feed, bool allPrograms)
+    : allPrograms_(allPrograms),
+      thread_([this, &feed](HANDLE stop) { listen(allPrograms_, isListening_, feed, stop); }) {}
 
 }  // namespace monitor

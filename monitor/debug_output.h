@@ -12,16 +12,15 @@ namespace monitor {
 
 class DebugOutput {
  public:
-  explicit DebugOutput(Feed& feed);
-
-  // Every line, not only the library's.
+  // Of all programs: every line, not only the library's.
+  DebugOutput(Feed& feed, bool allPrograms);
   void setAllPrograms(bool all) { allPrograms_ = all; }
 
   // False when somebody else owned that of this session.
   bool isListening() const { return isListening_; }
 
  private:
-  std::atomic<bool> allPrograms_{false}, isListening_{true};
+  std::atomic<bool> allPrograms_, isListening_{true};
   ReaderThread thread_;
 };
 

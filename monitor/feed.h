@@ -13,8 +13,9 @@ namespace monitor {
 
 class Feed {
  public:
-  // wake: called on the reading threads when there is something to take where there was nothing.
-  explicit Feed(std::function<void()> wake) : wake_(std::move(wake)) {}
+  // wake: called on the reading threads when there is something to take, once for all until it is
+  // taken; again with the next when it answers false.
+  explicit Feed(std::function<bool()> wake) : wake_(std::move(wake)) {}
 
   void add(std::vector<Row> rows) {
     if (rows.empty()) return;
@@ -33,25 +34,23 @@ class Feed {
   News take() {
     const std::lock_guard lock(mutex_);
     const size_t lost = rows_.lost();
+    isAwake_ = false;
     return {rows_.take(), lost, std::exchange(status_, {})};
   }
 
  private:
   template <class Change>
   void change(Change&& make) {
-    bool wasEmpty;
-    {
-      const std::lock_guard lock(mutex_);
-      wasEmpty = rows_.empty() && status_.empty();
-      make();
-    }
-    if (wasEmpty) wake_();
+    const std::lock_guard lock(mutex_);
+    make();
+    if (!isAwake_) isAwake_ = wake_();
   }
 
-  std::function<void()> wake_;
+  std::function<bool()> wake_;
   std::mutex mutex_;
   RowBuffer rows_;
   std::wstring status_;
+  bool isAwake_ = false;
 };
 
 }  // namespace monitor

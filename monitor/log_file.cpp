@@ -52,12 +52,13 @@ bool LogFile::hasRest() const {
 bool LogFile::takeRest(const TakeLine& take) { return takeRests(progress_, take); }
 
 LogFile::Problem LogFile::readNew(const TakeLine& take) {
-  const Opened opened = openAll();
+  Opened opened = openAll();
   if (opened.problem.error) return opened.problem;
   if (!know(opened, take)) return {ERROR_CANCELLED, path_};
   for (size_t i = 0; i < opened.parts.size(); ++i) {
-    const Part& part = opened.parts[i];
+    Part& part = opened.parts[i];
     if (const DWORD error = readFrom(part, progress_[i], take)) return {error, part.path};
+    part.file = Handle();
     if (!part.isCurrent && !takeRest(progress_[i].rest, take)) return {ERROR_CANCELLED, part.path};
   }
   return {};
@@ -89,6 +90,9 @@ LogFile::Opened LogFile::openAll() {
     if (part.file) {
       isFound = isFound || isBegun(part);
       isRenamed = isRenamed || (current.file && part.identity == current.identity);
+      // Nothing new in it: it is let go of at once, as the library may want to replace it.
+      const Progress* const known = find(part);
+      if (known && known->offset == part.size) part.file = Handle();
       parts.push_back(std::move(part));
     } else if (!part.isMissing()) {
       locked = {part.error, part.path};
@@ -144,6 +148,7 @@ bool LogFile::takeRests(std::vector<Progress>& parts, const TakeLine& take) {
 }
 
 DWORD LogFile::readFrom(const Part& part, Progress& progress, const TakeLine& take) {
+  if (!part.file) return ERROR_SUCCESS;
   LARGE_INTEGER place;
   place.QuadPart = static_cast<LONGLONG>(progress.offset);
   if (!SetFilePointerEx(part.file.get(), place, nullptr, FILE_BEGIN)) return GetLastError();
@@ -164,6 +169,7 @@ bool LogFile::takeBytes(std::string_view bytes, std::string& rest, const TakeLin
     if (!takeRest(rest, take)) return false;
   }
   rest += bytes;
+  if (!bytes.empty()) restSince_ = GetTickCount64();
   return rest.size() <= kLongestLine || takeRest(rest, take);
 }
 

@@ -34,8 +34,10 @@ class LogFile {
   };
   Problem readNew(const TakeLine& take);
 
-  // The beginnings of lines whose ends have not come.
+  // The beginnings of lines whose ends have not come, and when the latest of them came, as
+  // GetTickCount64 tells it.
   bool hasRest() const;
+  ULONGLONG restSince() const { return restSince_; }
   bool takeRest(const TakeLine& take);
 
  private:
@@ -66,12 +68,13 @@ class LogFile {
   Progress* find(const Part& part);
   bool know(const Opened& opened, const TakeLine& take);
   static bool takeRests(std::vector<Progress>& parts, const TakeLine& take);
-  static DWORD readFrom(const Part& part, Progress& progress, const TakeLine& take);
-  static bool takeBytes(std::string_view bytes, std::string& rest, const TakeLine& take);
+  DWORD readFrom(const Part& part, Progress& progress, const TakeLine& take);
+  bool takeBytes(std::string_view bytes, std::string& rest, const TakeLine& take);
   static bool takeRest(std::string& rest, const TakeLine& take);
 
   const std::wstring path_;
   std::vector<Progress> progress_;
+  ULONGLONG restSince_ = 0;
   int tries_ = 0;
 };
 

@@ -39,7 +39,7 @@ class FolderWatch {
 
   // After each change: the folder may have come or gone.
   void renew() {
-    if (isWatching() && watched_ == deepest() && FindNextChangeNotification(change_)) return;
+    if (isWatching() && FindNextChangeNotification(change_) && watched_ == deepest()) return;
     do {
       close();
       watched_ = deepest();
@@ -56,7 +56,7 @@ class FolderWatch {
     std::wstring folder = wanted_;
     while (!folder.empty() && !isFolder(folder)) {
       const std::wstring above = folderOf(folder);
-      if (above.size() >= folder.size()) return {};
+      if (above.size() >= folder.size() || above == L"\\") return {};  // no share, no drive
       folder = above;
     }
     return folder;
@@ -82,6 +82,11 @@ struct Followed {
 
   // Nobody will tell when that changes.
   bool needsRetry() const { return error || !folder.isWatching(); }
+  // How long the beginning of a line has waited for its end, up to kTornAfter; in milliseconds.
+  DWORD restAge() const {
+    if (!file.hasRest()) return 0;
+    return static_cast<DWORD>(std::min<ULONGLONG>(GetTickCount64() - file.restSince(), kTornAfter));
+  }
 };
 
 // Hands rows over to the feed, a batch at a time.
@@ -123,22 +128,20 @@ class Reading {
   Programs programs_;
 };
 
-enum class News { kChange, kTimeUp, kStop };
-
-// Waits for something to happen, for retries, and for lines that should be whole by now.
-News waitForNews(const std::vector<Followed>& files, HANDLE stop) {
+// Waits for something to happen, for retries, and for lines that should be whole by now. False to
+// stop.
+bool waitForNews(const std::vector<Followed>& files, HANDLE stop) {
   std::vector<HANDLE> handles = {stop};
   DWORD patience = INFINITE;
   for (const Followed& each : files) {
     if (each.folder.isWatching()) handles.push_back(each.folder.change());
-    if (each.file.hasRest()) patience = std::min(patience, kTornAfter);
-    if (each.needsRetry()) patience = kRetryAfter;
+    if (each.file.hasRest()) patience = std::min(patience, kTornAfter - each.restAge());
+    if (each.needsRetry()) patience = std::min(patience, kRetryAfter);
   }
   const DWORD signalled =
       WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), FALSE, patience);
-  if (signalled == WAIT_OBJECT_0) return News::kStop;
   if (signalled == WAIT_FAILED) Sleep(kRetryAfter);  // a handle has gone: it is renewed
-  return signalled == WAIT_TIMEOUT ? News::kTimeUp : News::kChange;
+  return signalled != WAIT_OBJECT_0;
 }
 
 void follow(const std::vector<std::wstring>& paths, Feed& feed, HANDLE stop, HANDLE hasReadFirst) {
@@ -147,16 +150,15 @@ void follow(const std::vector<std::wstring>& paths, Feed& feed, HANDLE stop, HAN
   for (const std::wstring& path : paths) files.emplace_back(path);
   for (Followed& each : files) Reading(each, feed, stop).readNew();
   SetEvent(hasReadFirst);
-  for (News news; (news = waitForNews(files, stop)) != News::kStop;) {
+  while (waitForNews(files, stop)) {
     for (Followed& each : files) {
-      const bool isDue = news == News::kTimeUp && each.file.hasRest();
       const bool hasChanged =
           !each.folder.isWatching() || WaitForSingleObject(each.folder.change(), 0) != WAIT_TIMEOUT;
       // Watched again first, so that nothing falls between.
       if (hasChanged) each.folder.renew();
       Reading reading(each, feed, stop);
-      if (hasChanged || each.error || isDue) reading.readNew();
-      if (isDue) reading.takeRest();
+      if (hasChanged || each.error || each.restAge() == kTornAfter) reading.readNew();
+      if (each.restAge() == kTornAfter) reading.takeRest();
     }
   }
   for (Followed& each : files) Reading(each, feed, stop).takeRest();

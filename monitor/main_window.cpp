@@ -85,6 +85,8 @@ class MainWindow {
       TranslateMessage(&message);
       DispatchMessageW(&message);
     }
+    // An object in this process may have ended it.
+    if (IsWindow(window_)) DestroyWindow(window_);
   }
 
  private:
@@ -129,6 +131,7 @@ class MainWindow {
         if (message == WM_CLOSE) DestroyWindow(window_);
         return 0;
       case WM_DESTROY:
+        traces_->finish();
         PostQuitMessage(0);
         return 0;
       default:

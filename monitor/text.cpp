@@ -65,9 +65,15 @@ std::wstring timeText(const SYSTEMTIME& time) {
   return text;
 }
 
-std::wstring now() {
+std::wstring now(int shift) {
   SYSTEMTIME time;
   GetLocalTime(&time);
+  FILETIME ticks;
+  SystemTimeToFileTime(&time, &ticks);
+  ULARGE_INTEGER shifted{{ticks.dwLowDateTime, ticks.dwHighDateTime}};
+  shifted.QuadPart += static_cast<ULONGLONG>(shift * 10'000'000LL);
+  ticks = {shifted.LowPart, shifted.HighPart};
+  FileTimeToSystemTime(&ticks, &time);
   return timeText(time);
 }
 

@@ -21,7 +21,7 @@ int compareFolded(std::wstring_view first, std::wstring_view second);
 
 // Local, as records have it: 2026-01-31 14:05:09.250
 std::wstring timeText(const SYSTEMTIME& time);
-std::wstring now();
+std::wstring now(int shift = 0);  // seconds
 
 // A number with its thousands parted.
 std::wstring countText(size_t count);

