@@ -24,7 +24,8 @@ std::wstring knownFolder(int id) {
 }
 
 // Volume and number; none for what cannot be opened.
-std::optional<std::pair<DWORD, ULONGLONG>> identityOf(const std::wstring& path) {
+using FileIdentity = std::optional<std::pair<DWORD, ULONGLONG>>;
+FileIdentity identityOf(const std::wstring& path) {
   const Handle file(CreateFileW(path.c_str(), GENERIC_READ,
                                 FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                 OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -34,68 +35,51 @@ std::optional<std::pair<DWORD, ULONGLONG>> identityOf(const std::wstring& path) 
                    static_cast<ULONGLONG>(found.nFileIndexHigh) << 32 | found.nFileIndexLow);
 }
 
-// Each file once, however it is spelt.
-class Paths {
- public:
-  void add(const std::wstring& path) {
-    const std::wstring full = fullPath(path);
-    const auto identity = identityOf(full);
-    const bool isKnown = std::any_of(paths_.begin(), paths_.end(), [&](const auto& each) {
-      return compareFolded(each, full) == 0 || (identity && identityOf(each) == identity);
-    });
-    if (!isKnown) paths_.push_back(full);
-  }
-  void addIfReadable(const std::wstring& path) {
-    if (canBeRead(path)) add(path);
-  }
-  std::vector<std::wstring> take() { return std::move(paths_); }
-
- private:
-  std::vector<std::wstring> paths_;
-};
-
 bool hasRoot(const std::wstring& path) {
   return path.find_first_of(L"\\/") == 0 || path.find(L':') == 1;
 }
 
 // Users whose profiles lie beside this one, and services.
-void addOtherProfiles(Paths& paths) {
+void addOtherProfiles(std::vector<LogPath>& paths) {
   const std::wstring profiles = folderOf(knownFolder(CSIDL_PROFILE));
   WIN32_FIND_DATAW found;
   const HANDLE search = FindFirstFileW((profiles + L"\\*").c_str(), &found);
   if (!profiles.empty() && search != INVALID_HANDLE_VALUE) {
     do {
-      paths.addIfReadable(profiles + L'\\' + found.cFileName + kDataBelowProfile + kLogBelowData);
+      paths.push_back(
+          {profiles + L'\\' + found.cFileName + kDataBelowProfile + kLogBelowData, true});
     } while (FindNextFileW(search, &found));
     FindClose(search);
   }
-  paths.addIfReadable(knownFolder(CSIDL_SYSTEM) + L"\\config\\systemprofile" + kDataBelowProfile +
-                      kLogBelowData);
+  paths.push_back(
+      {knownFolder(CSIDL_SYSTEM) + L"\\config\\systemprofile" + kDataBelowProfile + kLogBelowData,
+       true});
   for (const wchar_t* const service : {L"LocalService", L"NetworkService"}) {
-    paths.addIfReadable(knownFolder(CSIDL_WINDOWS) + L"\\ServiceProfiles\\" + service +
-                        kDataBelowProfile + kLogBelowData);
+    paths.push_back({knownFolder(CSIDL_WINDOWS) + L"\\ServiceProfiles\\" + service +
+                         kDataBelowProfile + kLogBelowData,
+                     true});
   }
 }
 
 // LogFile settings of users who are logged on, where they say all: an administrator may read them.
-void addOtherSettings(Paths& paths) {
+void addOtherSettings(std::vector<LogPath>& paths) {
   wchar_t user[256], path[MAX_PATH];
   for (DWORD i = 0; RegEnumKeyW(HKEY_USERS, i, user, ARRAYSIZE(user)) == ERROR_SUCCESS; ++i) {
     DWORD size = sizeof path;
     const std::wstring key = std::wstring(user) + L"\\" + kDebugKey;
     if (RegGetValueW(HKEY_USERS, key.c_str(), kLogFileSetting, RRF_RT_REG_SZ, nullptr, path,
                      &size) == ERROR_SUCCESS) {
-      paths.addIfReadable(path);
+      paths.push_back({path, true});
     }
   }
 }
 
 // As the library takes it: a path without a root is one below the default path's folder.
-void addSetting(const std::wstring& defaultLog, Paths& paths) {
+void addSetting(const std::wstring& defaultLog, std::vector<LogPath>& paths) {
   try {
     const std::wstring setting = DebugSettings().text(kLogFileSetting).value;
     if (!setting.empty())
-      paths.add(hasRoot(setting) ? setting : folderOf(defaultLog) + L'\\' + setting);
+      paths.push_back({hasRoot(setting) ? setting : folderOf(defaultLog) + L'\\' + setting});
   } catch (const Failure&) {
     // Without the library there is its default file all the same.
   }
@@ -103,14 +87,33 @@ void addSetting(const std::wstring& defaultLog, Paths& paths) {
 
 }  // namespace
 
-std::vector<std::wstring> libraryLogs() {
-  Paths paths;
+std::vector<LogPath> libraryLogs() {
   const std::wstring defaultLog = knownFolder(CSIDL_LOCAL_APPDATA) + kLogBelowData;
-  paths.add(defaultLog);
+  std::vector<LogPath> paths{{defaultLog}};
   addSetting(defaultLog, paths);
   addOtherSettings(paths);
   addOtherProfiles(paths);
-  return paths.take();
+  return paths;
+}
+
+std::vector<std::wstring> distinctLogs(const std::vector<LogPath>& paths) {
+  struct Known {
+    std::wstring path;
+    FileIdentity identity;
+  };
+  std::vector<Known> known;
+  for (const LogPath& each : paths) {
+    const std::wstring path = fullPath(each.path);
+    const FileIdentity identity = identityOf(path);
+    if (each.isOfOthers && !identity) continue;
+    const bool isKnown = std::any_of(known.begin(), known.end(), [&](const Known& other) {
+      return compareFolded(other.path, path) == 0 || (identity && other.identity == identity);
+    });
+    if (!isKnown) known.push_back({path, identity});
+  }
+  std::vector<std::wstring> distinct;
+  for (Known& each : known) distinct.push_back(std::move(each.path));
+  return distinct;
 }
 
 bool canBeRead(const std::wstring& path) { return identityOf(path).has_value(); }

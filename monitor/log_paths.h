@@ -6,10 +6,20 @@
 
 namespace monitor {
 
-// The files that the library writes on this machine as far as they can be known: the default one,
-// the one of the LogFile setting, which falls back on the default one, and those of other users and
-// of services that can be read. Each once.
-std::vector<std::wstring> libraryLogs();
+struct LogPath {
+  std::wstring path;
+  bool isOfOthers = false;  // of interest only when it can be read
+  bool operator==(const LogPath&) const = default;
+};
+
+// The files that the library may write on this machine as far as they can be known: the default
+// one, the one of the LogFile setting, which falls back on the default one, and those of other
+// users and of services. No file is opened for that.
+std::vector<LogPath> libraryLogs();
+
+// Those that are of interest, each once, however it is spelt. They are opened for that, which takes
+// its time where a share is away.
+std::vector<std::wstring> distinctLogs(const std::vector<LogPath>& paths);
 
 bool canBeRead(const std::wstring& path);
 

@@ -7,7 +7,6 @@
 
 #include "failure.h"
 #include "log_file.h"
-#include "log_paths.h"
 #include "text.h"
 #include "trace_record.h"
 
@@ -144,10 +143,11 @@ bool waitForNews(const std::vector<Followed>& files, HANDLE stop) {
   return signalled != WAIT_OBJECT_0;
 }
 
-void follow(const std::vector<std::wstring>& paths, Feed& feed, HANDLE stop, HANDLE hasReadFirst) {
+void follow(const std::vector<LogPath>& paths, Feed& feed, HANDLE stop, HANDLE hasReadFirst) {
   std::vector<Followed> files;
-  files.reserve(paths.size());
-  for (const std::wstring& path : paths) files.emplace_back(path);
+  for (const std::wstring& path : distinctLogs(paths)) {
+    if (files.size() < kMostFiles) files.emplace_back(path);
+  }
   for (Followed& each : files) Reading(each, feed, stop).readNew();
   SetEvent(hasReadFirst);
   while (waitForNews(files, stop)) {
@@ -164,8 +164,7 @@ void follow(const std::vector<std::wstring>& paths, Feed& feed, HANDLE stop, HAN
   for (Followed& each : files) Reading(each, feed, stop).takeRest();
 }
 
-void followSafely(const std::vector<std::wstring>& paths, Feed& feed, HANDLE stop,
-                  HANDLE hasReadFirst) {
+void followSafely(const std::vector<LogPath>& paths, Feed& feed, HANDLE stop, HANDLE hasReadFirst) {
   try {
     follow(paths, feed, stop, hasReadFirst);
   } catch (...) {
@@ -174,16 +173,12 @@ void followSafely(const std::vector<std::wstring>& paths, Feed& feed, HANDLE sto
   SetEvent(hasReadFirst);
 }
 
-std::vector<std::wstring> firstOnes(std::vector<std::wstring> paths) {
-  if (paths.size() > kMostFiles) paths.resize(kMostFiles);
-  return paths;
-}
-
 }  // namespace
 
-LogWatch::LogWatch(std::vector<std::wstring> paths, Feed& feed)
+LogWatch::LogWatch(std::vector<LogPath> paths, Feed& feed)
     : hasReadFirst_(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
-      thread_([paths = firstOnes(std::move(paths)), &feed, first = hasReadFirst_.get()](
-                  HANDLE stop) { followSafely(paths, feed, stop, first); }) {}
+      thread_([paths = std::move(paths), &feed, first = hasReadFirst_.get()](HANDLE stop) {
+        followSafely(paths, feed, stop, first);
+      }) {}
 
 }  // namespace monitor

@@ -2,10 +2,10 @@
 // tell of changes in their folders.
 #pragma once
 
-#include <string>
 #include <vector>
 
 #include "feed.h"
+#include "log_paths.h"
 #include "reader_thread.h"
 
 namespace monitor {
@@ -13,7 +13,7 @@ namespace monitor {
 class LogWatch {
  public:
   // At most some sixty files: what one wait can wait for.
-  LogWatch(std::vector<std::wstring> paths, Feed& feed);
+  LogWatch(std::vector<LogPath> paths, Feed& feed);
 
   // Everything that was there at first has been handed over.
   bool hasReadFirst() const { return WaitForSingleObject(hasReadFirst_.get(), 0) == WAIT_OBJECT_0; }

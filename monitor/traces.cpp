@@ -2,7 +2,6 @@
 
 #include <initializer_list>
 
-#include "log_paths.h"
 #include "text.h"
 #include "trace_record.h"
 
@@ -41,7 +40,7 @@ void Traces::read(const std::wstring& logFile) {
   hasTakenFirst_ = false;
   isOneFile_ = !logFile.empty();
   if (!isOneFile_ || allPrograms_) listen();
-  paths_ = isOneFile_ ? std::vector<std::wstring>{logFile} : libraryLogs();
+  paths_ = isOneFile_ ? std::vector<LogPath>{{logFile}} : libraryLogs();
   logs_ = std::make_unique<LogWatch>(paths_, feed_);
 }
 

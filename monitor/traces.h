@@ -11,6 +11,7 @@
 
 #include "debug_output.h"
 #include "feed.h"
+#include "log_paths.h"
 #include "log_watch.h"
 
 namespace monitor {
@@ -24,8 +25,8 @@ class Traces {
   // output. Called again, it reads the files from their beginning; what came by the debug output
   // cannot be had again, and is kept.
   void read(const std::wstring& logFile);
-  // The files that are read.
-  const std::vector<std::wstring>& paths() const { return paths_; }
+  // The files that are read as far as they can be.
+  const std::vector<LogPath>& paths() const { return paths_; }
 
   // The debug output of all programs besides, from now on or from when reading begins.
   void setAllPrograms(bool all);
@@ -50,7 +51,7 @@ class Traces {
 
   Feed feed_;
   bool isOneFile_ = false, allPrograms_ = false;
-  std::vector<std::wstring> paths_;
+  std::vector<LogPath> paths_;
   std::wstring listeningSince_;  // empty when nobody ever listened
   bool hasTakenFirst_ = false;   // what the files held when reading began
   // Records that came by one way and may come by the other: how many more by the log file. The
