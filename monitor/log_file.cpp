@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "shared_file.h"
+
 namespace monitor {
 namespace {
 
@@ -13,8 +15,6 @@ constexpr ULONGLONG kMostOfOneFile = 64 * 1024 * 1024;
 constexpr DWORD kHead = 64;  // bytes by which a part is known: a time and more
 constexpr int kMostTries = 10;
 
-ULONGLONG joined(DWORD high, DWORD low) { return static_cast<ULONGLONG>(high) << 32 | low; }
-
 }  // namespace
 
 bool LogFile::Part::isMissing() const {
@@ -24,9 +24,7 @@ bool LogFile::Part::isMissing() const {
 LogFile::Part LogFile::open(const std::wstring& path) {
   Part part;
   part.path = path;
-  part.file = Handle(CreateFileW(path.c_str(), GENERIC_READ,
-                                 FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                 OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  part.file = openShared(path);
   BY_HANDLE_FILE_INFORMATION found;
   if (!part.file || !GetFileInformationByHandle(part.file.get(), &found)) {
     part.error = GetLastError();

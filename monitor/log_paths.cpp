@@ -9,7 +9,7 @@
 
 #include "debug_settings.h"
 #include "failure.h"
-#include "handle.h"
+#include "shared_file.h"
 #include "text.h"
 
 namespace monitor {
@@ -26,13 +26,10 @@ std::wstring knownFolder(int id) {
 // Volume and number; none for what cannot be opened.
 using FileIdentity = std::optional<std::pair<DWORD, ULONGLONG>>;
 FileIdentity identityOf(const std::wstring& path) {
-  const Handle file(CreateFileW(path.c_str(), GENERIC_READ,
-                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  const Handle file = openShared(path);
   BY_HANDLE_FILE_INFORMATION found;
   if (!file || !GetFileInformationByHandle(file.get(), &found)) return {};
-  return std::pair(found.dwVolumeSerialNumber,
-                   static_cast<ULONGLONG>(found.nFileIndexHigh) << 32 | found.nFileIndexLow);
+  return std::pair(found.dwVolumeSerialNumber, joined(found.nFileIndexHigh, found.nFileIndexLow));
 }
 
 bool hasRoot(const std::wstring& path) {
